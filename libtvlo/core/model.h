@@ -1,0 +1,128 @@
+// The model store: the one description of a problem that every getter, file writer, check and engine reads.
+//
+// Invariants: the arrays of columns have one length, those of rows another; bounds are stored as given but
+// with magnitudes of TVLO_INFINITY or more cut to it; no coefficient is NaN or infinite; a row holds a
+// column at most once and no zero coefficient that addRows was not given; `starts` is ascending.
+// Not synchronised: one thread at a time.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "core/changes.h"
+#include "core/names.h"
+#include "core/quadratic.h"
+
+namespace tvlo {
+
+// A batch of rows or columns to append; arrays are borrowed, null where nothing is given.
+struct RowBatch {
+  int count = 0;
+  int64_t ncoefs = 0;
+  const char* type = nullptr;
+  const double* rhs = nullptr;
+  const double* range = nullptr;
+  const int64_t* start = nullptr;
+  const int* col = nullptr;
+  const double* coef = nullptr;
+};
+struct ColumnBatch {
+  int count = 0;
+  int64_t ncoefs = 0;
+  const double* obj = nullptr;
+  const double* lb = nullptr;
+  const double* ub = nullptr;
+  const int64_t* start = nullptr;
+  const int* row = nullptr;
+  const double* coef = nullptr;
+};
+
+// Compressed sparse matrix by rows or by columns.
+struct SparseMatrix {
+  std::vector<int64_t> start{0};
+  std::vector<int> index;
+  std::vector<double> value;
+  int64_t nonzeros() const { return static_cast<int64_t>(index.size()); }
+  int lines() const { return static_cast<int>(start.size()) - 1; }
+};
+
+struct Bounds {
+  double lower, upper;
+};
+
+class Model {
+ public:
+  int rows() const { return static_cast<int>(rowType_.size()); }
+  int columns() const { return static_cast<int>(colType_.size()); }
+  int64_t nonzeros() const { return matrix_.nonzeros(); }
+
+  // Every change validates all of its input first (throws Error, nothing changed) and is recorded in changes().
+  void clear();  // back to an empty model; keeps nothing, not even the name
+  void addRows(const RowBatch& batch);
+  void addColumns(const ColumnBatch& batch);
+  void deleteRows(int n, const int* rows);        // any order, no duplicates
+  void deleteColumns(int n, const int* columns);  // any order, no duplicates
+  void setObjective(int n, const int* columns, const double* coefs);  // column -1: minus the constant
+  void setSense(int sense);
+  void setBounds(int n, const int* columns, const char* which, const double* values);
+  void setColumnTypes(int n, const int* columns, const char* types);
+  void setLimits(int n, const int* columns, const double* limits);
+  void setRowTypes(int n, const int* rows, const char* types);
+  void setRhs(int n, const int* rows, const double* rhs);
+  void setRanges(int n, const int* rows, const double* ranges);
+  void setCoefficients(int64_t n, const int* rows, const int* columns, const double* coefs);
+  void setQuadraticObjective(int64_t n, const int* c1, const int* c2, const double* coefs);
+  void addRowQuadratic(int row, int64_t n, const int* c1, const int* c2, const double* coefs);
+  void deleteRowQuadratic(int row);  // -1: all
+  void setName(std::string_view name) { name_ = name; }
+  void setObjectiveName(std::string_view name) { objName_ = name; }
+  Names& columnNames() { return colNames_; }
+  Names& rowNames() { return rowNames_; }
+
+  const std::string& name() const { return name_; }
+  const std::string& objectiveName() const { return objName_; }
+  const Names& columnNames() const { return colNames_; }
+  const Names& rowNames() const { return rowNames_; }
+  int sense() const { return sense_; }  // 1 minimise, -1 maximise
+  double constant() const { return constant_; }
+  const std::vector<double>& objective() const { return obj_; }
+  const std::vector<double>& lower() const { return lb_; }
+  const std::vector<double>& upper() const { return ub_; }
+  const std::vector<char>& columnTypes() const { return colType_; }
+  double limit(int column) const;  // of S, R and P columns; -TVLO_INFINITY where there is none
+  const std::vector<char>& rowTypes() const { return rowType_; }
+  const std::vector<double>& rhs() const { return rhs_; }
+  const std::vector<double>& ranges() const { return range_; }
+  const SparseMatrix& byRows() const { return matrix_; }
+  const SparseMatrix& byColumns() const;  // built when first asked for after a change
+  double coefficient(int row, int column) const;
+  const QuadraticForm& quadraticObjective() const { return qobj_; }
+  const std::vector<RowQuadratic>& quadraticRows() const { return qrows_; }  // ascending row
+  Bounds rowBounds(int row) const;  // lower and upper activity, infinite as +-TVLO_INFINITY
+
+  bool hasIntegers() const { return entities_ > 0; }  // any column that is not C
+  int entities() const { return entities_; }          // how many columns are not C
+  Changes& changes() { return changes_; }
+  const Changes& changes() const { return changes_; }
+
+ private:
+  std::string name_, objName_;
+  int sense_ = 1;
+  double constant_ = 0;
+  std::vector<double> obj_, lb_, ub_, limit_;  // limit_ is empty while no column has one
+  std::vector<char> colType_, rowType_;
+  std::vector<double> rhs_, range_;
+  SparseMatrix matrix_;
+  mutable SparseMatrix columns_;
+  mutable bool columnsValid_ = false;
+  QuadraticForm qobj_;
+  std::vector<RowQuadratic> qrows_;
+  Names colNames_, rowNames_;
+  int entities_ = 0;
+  Changes changes_;
+};
+
+}  // namespace tvlo

@@ -1,0 +1,154 @@
+// Records of the modelling objects and what the other folders need of them. No solver header is needed for any of it.
+// All of it needs the interpreter lock. Functions that return PyObject* return a new reference, or null with an
+// exception set; functions that return int return 0, or -1 with an exception set, unless a value is stated.
+#pragma once
+
+#include <cstdint>
+
+#include "model/maps.h"
+#include "pyutil/python.h"
+
+struct var_s {
+  PyObject_HEAD
+  uint64_t word;  // index, bound codes, in-map flags, type: model/variable.h has the layout
+};
+struct linterm_s {
+  PyObject_HEAD
+  double coef;
+  var_s* var;
+};
+struct quadterm_s {
+  PyObject_HEAD
+  double coef;
+  var_s *var1, *var2;  // index(var1) <= index(var2)
+};
+struct expression_s {
+  PyObject_HEAD
+  double constant;
+  tavlo::linmap* linear;       // null: absent
+  tavlo::quadmap* quadratic;   // null: absent
+  tavlo::indexset* quadvars;   // present exactly when quadratic is
+};
+struct nonlinear_s {
+  PyObject_HEAD
+  PyObject* args;
+  int32_t code;
+};
+struct constraint_s {
+  PyObject_HEAD
+  uint64_t info;  // index, bound codes, in-map flags: model/constraint.h has the layout
+  PyObject* body; // null: absent
+};
+struct sos_s {
+  PyObject_HEAD
+  uint64_t index;
+  PyObject *name, *indices, *weights;
+  int32_t type;
+};
+
+namespace tavlo {
+
+// ---- variables ----
+inline constexpr uint64_t kVarIndexMask = 0xfffffffffffffULL;
+inline constexpr uint64_t kConIndexMask = (1ULL << 57) - 1;
+inline uint64_t varIndex(const var_s* v) { return v->word & kVarIndexMask; }
+inline uint64_t conIndex(const constraint_s* c) { return c->info & kConIndexMask; }
+inline bool less_variable(const var_s* a, const var_s* b) { return varIndex(a) < varIndex(b); }
+
+PyObject* var_base();
+PyObject* var_copy(PyObject* x, double c);
+double get_var_lbound(uint64_t word);
+double get_var_ubound(uint64_t word);
+double get_var_thold(uint64_t word);
+int get_var_type(uint64_t word);
+PyObject* get_var_name(uint64_t word);
+int set_var_lbound(uint64_t* word, double value);  // -1: out of memory
+int set_var_ubound(uint64_t* word, double value);
+int set_var_thold(uint64_t* word, double value);
+void set_var_type(uint64_t* word, uint64_t type);
+int set_var_name(uint64_t* word, PyObject* name);
+int checkVarIsInitialized(PyObject* x);
+enum ExprType { kInvalid = -1, kConstant = 0, kVar = 1, kLinterm = 2, kQuadterm = 3, kExpression = 4, kNonlinear = 5 };
+int getExprType(PyObject* obj);        // -1 with ModelError
+int getExprTypeQuiet(PyObject* obj);   // the same without an exception
+bool readConstant(PyObject* obj, double* value);  // whether obj is of the number class, and its value; never raises
+bool isArrayLike(PyObject* obj);       // a NumPy array, or anything that passes the sequence check
+bool isSignedInteger(PyObject* obj, int64_t* value);  // Python int or signed NumPy integer; false, quietly, otherwise
+
+inline bool var_Check(PyObject* o);
+inline bool linterm_Check(PyObject* o);
+inline bool quadterm_Check(PyObject* o);
+inline bool expression_Check(PyObject* o);
+inline bool nonlinear_Check(PyObject* o);
+inline bool constraint_Check(PyObject* o);
+inline bool sos_Check(PyObject* o);
+
+// ---- terms and expressions ----
+PyObject* linterm_fill(double c, var_s* v);
+PyObject* quadterm_fill(double c, var_s* u, var_s* v);
+PyObject* expression_base();
+PyObject* expression_copy(PyObject* x, double f);
+int expression_setLinTerm(expression_s* e, var_s* v, double c);
+int expression_addToLinTerm(expression_s* e, var_s* v, double c);
+int expression_setQuadTerm(expression_s* e, var_s* u, var_s* v, double c);
+int expression_addToQuadTerm(expression_s* e, var_s* u, var_s* v, double c);
+bool isObjectConst(PyObject* obj, int* kind, double* value);
+
+// Type-blind operators; None stands for an empty accumulator.
+PyObject* general_copy(double f, PyObject* x);
+PyObject* general_add(PyObject* a, PyObject* b);
+PyObject* general_sub(PyObject* a, PyObject* b);
+PyObject* general_mul(PyObject* a, PyObject* b);
+PyObject* general_div(PyObject* a, PyObject* b);
+PyObject* general_pow(PyObject* a, PyObject* b);
+PyObject* general_sqr(PyObject* x);
+PyObject* general_neg(PyObject* x);
+PyObject* general_and(PyObject* a, PyObject* b);
+PyObject* general_or(PyObject* a, PyObject* b);
+PyObject* general_iadd(PyObject* a, PyObject* b);
+PyObject* general_isub(PyObject* a, PyObject* b);
+PyObject* general_imul(PyObject* a, PyObject* b);
+PyObject* general_idiv(PyObject* a, PyObject* b);
+PyObject* general_ipow(PyObject* a, PyObject* b);
+PyObject* general_iand(PyObject* a, PyObject* b);
+PyObject* general_ior(PyObject* a, PyObject* b);
+
+// ---- constraints and sets ----
+PyObject* constraint_base();  // fresh index, no body, no bounds
+PyObject* constraint_new(PyTypeObject* type, PyObject* args, PyObject* kwargs);
+PyObject* sos_new(PyTypeObject* type, PyObject* args, PyObject* kwargs);
+PyObject* make_constraint(PyObject* a, PyObject* b, int op);
+double get_con_lbound(uint64_t info);
+double get_con_ubound(uint64_t info);
+int set_con_lbound(uint64_t* info, double value);
+int set_con_ubound(uint64_t* info, double value);
+PyObject* get_con_name(uint64_t info);
+int set_con_name(uint64_t* info, PyObject* name);
+
+// ---- evaluation at given values (model/evaluate.cpp) ----
+// How the value of a variable is found: false with an exception set when it has none.
+struct ValueSource {
+  bool (*value)(void* context, var_s* v, double* out);
+  void* context;
+};
+int evaluateScalar(PyObject* o, const ValueSource& source, int budget, double* out);
+// A new structure of the same shape as o (tuples, lists, dicts, arrays) with floats for its leaves.
+PyObject* evaluateStructure(PyObject* o, const ValueSource& source, int budget);
+inline constexpr int kDepthBudget = 64;
+
+// ---- module functions of this folder ----
+PyObject* tavlomod_Sum(PyObject* module, PyObject* args);
+
+}  // namespace tavlo
+
+#include "module/env.h"
+
+namespace tavlo {
+inline bool var_Check(PyObject* o) { return PyObject_TypeCheck(o, &tavlo_varType); }
+inline bool linterm_Check(PyObject* o) { return PyObject_TypeCheck(o, &tavlo_lintermType); }
+inline bool quadterm_Check(PyObject* o) { return PyObject_TypeCheck(o, &tavlo_quadtermType); }
+inline bool expression_Check(PyObject* o) { return PyObject_TypeCheck(o, &tavlo_expressionType); }
+inline bool nonlinear_Check(PyObject* o) { return PyObject_TypeCheck(o, &tavlo_nonlinearType); }
+inline bool constraint_Check(PyObject* o) { return PyObject_TypeCheck(o, &tavlo_constraintType); }
+inline bool sos_Check(PyObject* o) { return PyObject_TypeCheck(o, &tavlo_sosType); }
+}  // namespace tavlo

@@ -1,0 +1,73 @@
+// The problem record and what its files share. Every method first checks checkProblemIsInitialized.
+#pragma once
+
+#include "model/maps.h"
+#include "module/errors.h"
+#include "pyutil/python.h"
+#include "tvlo/tslp.h"
+#include "tvlo/tvlo.h"
+
+inline constexpr int kCallbackKinds = 40;
+
+struct problem_s {
+  PyObject_HEAD
+  TVLOprob prob;      // null while the record is not initialised
+  TSLPprob slpprob;
+  PyObject *vars, *cons, *sets;  // position = solver index
+  PyObject *controls, *attributes;
+  tavlo::rowcolmap *varmap, *conmap, *sosmap;  // object index -> solver index
+  PyObject* callbacks[kCallbackKinds];
+  int32_t nlConstCol, nlRowCount, nlObjective;
+  void* userFuncs;
+  int32_t objAuxCol, objAuxRow;
+  int32_t outputEnabled;
+  problem_s *prevProblem, *nextProblem;  // chain of live problems
+};
+
+struct control_s {
+  PyObject_HEAD
+  problem_s* problem;  // borrowed; null for the module-level object
+  PyObject* dict;
+};
+struct attribute_s {
+  PyObject_HEAD
+  problem_s* problem;
+  PyObject* dict;
+};
+
+namespace tavlo {
+
+// lifecycle.cpp
+int checkProblemIsInitialized(problem_s* p);
+void problem_freeresources(problem_s* p);
+int problem_applyDefaultControls(problem_s* p);
+
+// controls.cpp: controls, attributes and their name tables
+PyObject* ctrl_base(problem_s* p);
+PyObject* attr_base(problem_s* p);
+int ctrl_attr_fill_typeobj(int withNonlinear);
+int problem_setControl_single(problem_s* p, int code, int type, int kind, PyObject* value);
+PyObject* problem_getInfo_single(problem_s* p, int code, int type, bool isControl, int kind);
+// A control or attribute name in the tables' form (new reference), or null with ModelError.
+PyObject* normalisedName(PyObject* name);
+int getParType(int kind, int flags, int code, const char* name, int* outIsControl, int* outType);
+extern PyMethodDef kControlMethods[];  // getControl, setControl, getAttrib; ends with an empty entry
+
+// walker.cpp
+using LeafFn = PyObject* (*)(problem_s* p, PyObject* leaf, void* data);  // non-null marker (not owned) or null
+PyObject* forEachLeaf(problem_s* p, PyObject* obj, LeafFn fn, void* data, int depth);
+inline constexpr int kWalkDepth = 32;
+enum LeafType { kLeafVar = 0, kLeafConstraint = 1, kLeafSos = 2, kLeafExpression = 3, kLeafString = 4, kLeafOther = -1 };
+int leafType(PyObject* leaf);
+
+// registry: rows.cpp, columns.cpp, deletion.cpp, queries.cpp
+enum EntityKind { kRow = 0, kColumn = 1, kSet = 2, kColumnOrRow = 11 };
+int ObjInt2int(PyObject* obj, problem_s* p, int* index, int kind);
+PyObject* problem_addVariable(problem_s* p, PyObject* args);
+PyObject* problem_addConstraint(problem_s* p, PyObject* args);
+
+// objective.cpp
+PyObject* problem_setObjective(problem_s* p, PyObject* args, PyObject* kwargs);
+int check_nl_unconstruct(problem_s* p);
+
+}  // namespace tavlo
