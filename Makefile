@@ -1,0 +1,88 @@
+# Short names for what the presets and scripts do. Every target sets up what it needs; a second call takes seconds.
+SHELL := /bin/bash
+.SHELLFLAGS := -euo pipefail -c
+.NOTPARALLEL:
+.DEFAULT_GOAL := build
+
+ROOT := $(CURDIR)
+PY := $(ROOT)/.venv/bin/python
+JOBS ?= $(shell nproc)
+export PATH := $(ROOT)/.venv/bin:$(PATH)
+
+CXX_FILES = $(shell find libtvlo src tests -name '*.h' -o -name '*.cpp')
+PY_DIRS := python examples benchmarks scripts tests
+
+.PHONY: help setup build dev demo test test-cpp test-python check lint format bench asan wheel docs pins clean distclean
+
+help:  ## lists the targets
+	@sed -n 's/^\([a-z-]*\):.*## /\1\t/p' $(ROOT)/Makefile | expand -t 14
+
+setup:  ## Debian packages, .venv, the wheels that the build needs
+	@scripts/bootstrap.sh build
+
+# A build tree is configured once; from then on the generator watches the CMake files itself.
+build/%/build.ninja: .venv/build.installed CMakePresets.json
+	@cmake --preset $* -DPython_EXECUTABLE=$(PY) --log-level=WARNING
+	@touch $@
+.venv/build.installed: | setup ;
+
+build: setup build/release/build.ninja  ## the package, importable by .venv/bin/python
+	@cmake --build build/release -j $(JOBS)
+
+dev: setup build/dev/build.ninja  ## the same with assertions and without optimisation, in build/dev
+	@cmake --build build/dev -j $(JOBS)
+
+demo: build  ## builds a small model, solves it, then reads and solves a file
+	@$(PY) examples/demo.py
+
+test: build  ## everything that must pass: C++ tests, form, stubs, Python tests
+	@scripts/bootstrap.sh build test
+	@$(MAKE) --no-print-directory test-cpp check test-python
+
+test-cpp:
+	@ctest --test-dir build/release --output-on-failure --no-tests=error -j $(JOBS) --progress
+
+test-python:
+	@$(PY) -m pytest tests/python
+
+check:  # form, types and stubs
+	@ruff check $(PY_DIRS)
+	@ruff format --check $(PY_DIRS)
+	@clang-format --dry-run -Werror $(CXX_FILES)
+	@$(PY) scripts/gen_docs.py --check
+	@scripts/check_types.sh
+
+lint: build  ## check, and clang-tidy over the C++ sources (minutes)
+	@scripts/bootstrap.sh build test lint
+	@$(MAKE) --no-print-directory check
+	@scripts/run_clang_tidy.sh
+
+format: setup  ## formats every source
+	@scripts/bootstrap.sh build test
+	@ruff check --fix -q $(PY_DIRS)
+	@ruff format -q $(PY_DIRS)
+	@clang-format -i $(CXX_FILES)
+
+bench: build  ## ratios against the peers, in one run
+	@scripts/bootstrap.sh build test bench
+	@$(PY) -m benchmarks.run $(BENCH)
+
+asan: setup build/asan/build.ninja  ## every test under the address and undefined-behaviour sanitizers
+	@scripts/bootstrap.sh build test
+	@cmake --build build/asan -j $(JOBS)
+	@scripts/run_asan.sh
+
+wheel: setup  ## dist/*.whl, tried in an environment of its own
+	@scripts/make_wheel.sh
+
+docs: setup  ## regenerates the tables in docs/
+	@$(PY) scripts/gen_docs.py
+
+pins:  # rewrites the pinned wheels with their hashes from requirements/*.in
+	@scripts/pin_requirements.sh
+
+clean:  ## removes what was built
+	@rm -rf build dist
+
+distclean: clean  ## and the virtual environment
+	@rm -rf .venv
