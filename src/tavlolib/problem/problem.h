@@ -10,8 +10,7 @@
 inline constexpr int kCallbackKinds = 40;
 
 struct problem_s {
-  PyObject_HEAD
-  TVLOprob prob;      // null while the record is not initialised
+  PyObject_HEAD TVLOprob prob;  // null while the record is not initialised
   TSLPprob slpprob;
   PyObject *vars, *cons, *sets;  // position = solver index
   PyObject *controls, *attributes;
@@ -22,16 +21,11 @@ struct problem_s {
   int32_t objAuxCol, objAuxRow;
   int32_t outputEnabled;
   problem_s *prevProblem, *nextProblem;  // chain of live problems
+  PyObject* link;  // shared with the control and attribute objects, which may outlive the problem; may be null
 };
 
-struct control_s {
-  PyObject_HEAD
-  problem_s* problem;  // borrowed; null for the module-level object
-  PyObject* dict;
-};
-struct attribute_s {
-  PyObject_HEAD
-  problem_s* problem;
+struct control_s {               // of the types control and attribute
+  PyObject_HEAD PyObject* link;  // problem_s::link; null for the module-level object
   PyObject* dict;
 };
 
@@ -45,6 +39,7 @@ int problem_applyDefaultControls(problem_s* p);
 // controls.cpp: controls, attributes and their name tables
 PyObject* ctrl_base(problem_s* p);
 PyObject* attr_base(problem_s* p);
+void ctrl_dropLink(problem_s* p);  // at the problem's deallocation: its controls and attributes forget it
 int ctrl_attr_fill_typeobj(int withNonlinear);
 int problem_setControl_single(problem_s* p, int code, int type, int kind, PyObject* value);
 PyObject* problem_getInfo_single(problem_s* p, int code, int type, bool isControl, int kind);
@@ -57,7 +52,14 @@ extern PyMethodDef kControlMethods[];  // getControl, setControl, getAttrib; end
 using LeafFn = PyObject* (*)(problem_s* p, PyObject* leaf, void* data);  // non-null marker (not owned) or null
 PyObject* forEachLeaf(problem_s* p, PyObject* obj, LeafFn fn, void* data, int depth);
 inline constexpr int kWalkDepth = 32;
-enum LeafType { kLeafVar = 0, kLeafConstraint = 1, kLeafSos = 2, kLeafExpression = 3, kLeafString = 4, kLeafOther = -1 };
+enum LeafType {
+  kLeafVar = 0,
+  kLeafConstraint = 1,
+  kLeafSos = 2,
+  kLeafExpression = 3,
+  kLeafString = 4,
+  kLeafOther = -1
+};
 int leafType(PyObject* leaf);
 
 // registry: rows.cpp, columns.cpp, deletion.cpp, queries.cpp

@@ -26,10 +26,12 @@ class Array {
   }
   ~Array() { release(); }
 
-  // Room for n elements; contents up to the smaller size are kept. False, with a Python MemoryError, when there is none.
+  // Room for n elements; contents up to the smaller size are kept. False, with a Python MemoryError, when there is
+  // none.
   bool resize(size_t n) {
     void* p = p_;
-    if (n > SIZE_MAX / sizeof(T) || ko_MemoryAllocator_Realloc_Untyped(ko_MemoryAllocator_DefaultHeap, &p, n ? n * sizeof(T) : 1) != 0) {
+    if (n > SIZE_MAX / sizeof(T) ||
+        ko_MemoryAllocator_Realloc_Untyped(ko_MemoryAllocator_DefaultHeap, &p, n ? n * sizeof(T) : 1) != 0) {
       noMemory();
       return false;
     }

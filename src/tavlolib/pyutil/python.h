@@ -14,3 +14,16 @@
 #endif
 #include <numpy/arrayobject.h>
 #include <numpy/ufuncobject.h>
+
+namespace tavlo {
+
+// Whether the interpreter is shutting down; a thread that asks for its lock then never gets it.
+inline bool interpreterIsFinalizing() {
+#if PY_VERSION_HEX >= 0x030D0000
+  return Py_IsFinalizing() != 0;
+#else
+  return _Py_IsFinalizing() != 0;
+#endif
+}
+
+}  // namespace tavlo

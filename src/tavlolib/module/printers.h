@@ -1,0 +1,15 @@
+// Message handlers that copy the library's log lines to Python's sys.stdout. The library may call them from any
+// thread: they take the interpreter lock themselves and hold no mutex while they wait for it.
+#pragma once
+
+namespace tavlo {
+
+int tvl_py_print_general(const char* text, int flush);  // a null text prints nothing; always 0
+
+// TVLOmessagefn. Of the environment: everything but the messages of problems.
+int tvl_py_print(void* object, void* data, const char* text, int length, int type);
+// Of one problem: data is the problem_s, which outlives its registration.
+int tvl_py_print_prob(void* object, void* data, const char* text, int length, int type);
+int tvl_py_print_probNL(void* object, void* data, const char* text, int length, int type);
+
+}  // namespace tavlo
