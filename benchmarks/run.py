@@ -1,0 +1,67 @@
+"""Runs the benchmarks named as arguments, or all. Ratios are our time over the peer's: below 1 we are faster."""
+
+from __future__ import annotations
+
+import subprocess
+import sys
+from typing import Any
+
+from benchmarks import small, solving
+from benchmarks.models import P_MEDIAN, TRANSPORT, transport_tavlo
+from benchmarks.timing import best_in_turns, ratio_line, seconds
+
+
+def bound(builders: dict[str, Any], *arguments: Any) -> dict[str, Any]:
+    return {name: lambda build=build: build(*arguments) for name, build in builders.items()}
+
+
+def build_p_median() -> None:
+    for n in (100, 200, 400):
+        for binary in (True, False):
+            rounds = {100: 7, 200: 5, 400: 3}[n]
+            best = best_in_turns(bound(P_MEDIAN, n, binary), rounds)
+            print("  " + ratio_line(f"p-median {n} x {n}, {'binary' if binary else 'continuous'}", best))
+
+
+def build_transport() -> None:
+    plants, customers = 500, 1000
+    nonzeros = 2 * plants * customers
+    best = best_in_turns(bound(TRANSPORT, plants, customers), rounds=3)
+    print("  " + ratio_line(f"transport, {nonzeros:,} nonzeros", best))
+    print("  " + ", ".join(f"{name} {took / nonzeros * 1e9:.0f} ns" for name, took in best.items()) + " per nonzero")
+
+
+def doubling() -> None:
+    for plants in (125, 250):
+        transport_tavlo(plants, 1000)  # warms the allocator up
+    sizes = (125, 250, 500)
+    took = {plants: min(seconds(lambda p=plants: transport_tavlo(p, 1000)) for _ in range(5)) for plants in sizes}
+    for small_size, large_size in zip(sizes, sizes[1:]):
+        label = f"{2000 * large_size:,} over {2000 * small_size:,} nonzeros"
+        print(f"  {label:34}{took[large_size] / took[small_size]:10.2f} times the time")
+
+
+def million() -> None:
+    subprocess.run([sys.executable, "-m", "benchmarks.million"], check=True)
+
+
+PARTS = {
+    "build": ("Building a p-median model by operators", build_p_median),
+    "transport": ("Building a transport model by operators", build_transport),
+    "doubling": ("Doubling the model", doubling),
+    "solve": ("Solving", solving.main),
+    "million": ("A million variables and a million rows", million),
+    "small": ("Single operations", small.main),
+}
+
+
+def main(names: list[str]) -> None:
+    for name in names or PARTS:
+        title, part = PARTS[name]
+        print(f"\n{title}", flush=True)
+        part()
+        sys.stdout.flush()
+
+
+if __name__ == "__main__":
+    main(sys.argv[1:])
