@@ -9,7 +9,7 @@ namespace tvlo {
 
 class LineChanges {  // of the rows or of the columns
  public:
-  // Lines of the engine's copy, in its own numbering, that are gone.
+  // Lines of the engine's copy, in its own numbering, that are gone; ascending.
   const std::vector<int>& deleted() const { return deleted_; }
   // Lines [0, kept()) of the model are in the engine's copy (once `deleted` are gone); the rest are new.
   int kept() const { return kept_; }
@@ -18,7 +18,7 @@ class LineChanges {  // of the rows or of the columns
   const std::vector<int>& costs() const { return costs_.list; }
   const std::vector<int>& types() const { return types_.list; }
 
-  void synchronised(int lines);
+  void synchronised(int lines) noexcept;
   void boundChanged(int line);
   void costChanged(int line);
   void typeChanged(int line);
@@ -29,7 +29,7 @@ class LineChanges {  // of the rows or of the columns
     std::vector<int> list;
     std::vector<bool> in;
     void add(int line, int kept);
-    void clear();
+    void clear() noexcept;
     void renumber(const std::vector<int>& newIndex);
   };
   int kept_ = 0;
@@ -39,11 +39,17 @@ class LineChanges {  // of the rows or of the columns
 };
 
 struct Changes {
+  void replaced() noexcept;  // nothing of the engine's copy holds any more
+  void coefficientChanged(int row, int column);
+  void rowsDeleted(const std::vector<int>& sortedRows);
+  void columnsDeleted(const std::vector<int>& sortedColumns);
+
   bool rebuild = true;    // the engine's copy can't be followed any more: hand everything over
   bool objective = true;  // sense or constant
   LineChanges rows, columns;
-  std::vector<std::pair<int, int>> coefs;  // (row, column) of kept rows and columns, in the model's numbering
-  void synchronised(int nrows, int ncols);
+  // (row, column) of kept rows and columns, in the model's numbering; one may be listed more than once.
+  std::vector<std::pair<int, int>> coefs;
+  void synchronised(int nrows, int ncols) noexcept;
   bool none(int nrows, int ncols) const;
 };
 

@@ -1,4 +1,4 @@
-// The control and attribute tables: one row each in controls.def and attributes.def, everything else derived.
+// The control table: one row each in controls.def, everything else derived; and the values of one problem.
 #pragma once
 
 #include <cstdint>
@@ -6,24 +6,21 @@
 #include <string_view>
 #include <vector>
 
+#include "core/table.h"
+
 namespace tvlo {
 
 struct ControlRow {
   int id;
-  const char* name;  // lower case
-  int type;          // TVLO_TYPE_INT, _DOUBLE or _STRING
+  const char* name;              // lower case
+  int type;                      // TVLO_TYPE_INT, _DOUBLE or _STRING
   double standard, least, most;  // of int and double controls; ints up to 2^53 are exact
   const char* standardText;      // of string controls
   const char* engineOption;      // "highs:option[,engine:option]" that it maps to; "" when it is read elsewhere
   const char* documentation;
 };
 
-// A table sorted by id with its lists in the form of the C interface.
-struct ControlTable {
-  std::vector<ControlRow> rows;
-  const ControlRow* find(int id) const;
-  const ControlRow* find(std::string_view name) const;
-};
+using ControlTable = Table<ControlRow>;
 const ControlTable& optimizerControls();
 
 // The values of one problem; setters check type and range and throw Error.
@@ -45,7 +42,9 @@ class ControlValues {
     double d = 0;
     std::string s;
   };
-  const Value& at(int id, int type) const;
+  const ControlRow& row(int id, int type) const;  // throws Error when there is none of the type
+  const Value& at(const ControlRow& row) const { return values_[&row - table_->rows().data()]; }
+  Value& at(const ControlRow& row) { return values_[&row - table_->rows().data()]; }
   const ControlTable* table_;
   std::vector<Value> values_;
 };

@@ -20,5 +20,7 @@ class Error : public std::runtime_error {
 
 // printf-style text for messages.
 std::string format(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
+// Throws an Error with TVLO_ERR_ARGUMENT and such a text.
+[[noreturn]] void badArgument(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
 
 }  // namespace tvlo

@@ -1,4 +1,4 @@
-// Message handlers: an ordered list, higher priority first, then in order of registration.
+// Message handlers: an ordered list, higher priority first, then in order of registration. Any thread may use it.
 #pragma once
 
 #include <mutex>
@@ -15,10 +15,9 @@ class MessageHandlers {
  public:
   void add(TVLOmessagefn handler, void* data, int priority);
   int remove(TVLOmessagefn handler, void* data);  // null matches any; how many went
-  void send(void* object, std::string_view text, MessageType type) const;  // one line, without its newline
+  // One line, without its newline; handlers get a null text with MessageType::flush.
+  void send(void* object, std::string_view text, MessageType type) const;
   bool empty() const;
-  // The handlers of another list, for a copied problem.
-  void copyFrom(const MessageHandlers& other);
 
  private:
   struct Entry {
@@ -29,5 +28,8 @@ class MessageHandlers {
   mutable std::mutex mutex_;  // never held while a handler runs: handlers may add and remove
   std::vector<Entry> entries_;
 };
+
+// The global environment's handlers, which see the lines of every problem.
+MessageHandlers& environmentMessages();
 
 }  // namespace tvlo

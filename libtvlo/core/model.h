@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -15,16 +16,19 @@
 #include "core/changes.h"
 #include "core/names.h"
 #include "core/quadratic.h"
+#include "core/validate.h"
 
 namespace tvlo {
 
-// A batch of rows or columns to append; arrays are borrowed, null where nothing is given.
+// Batches of rows or columns to append; arrays are borrowed, null where nothing is given: right-hand sides, costs
+// and lower bounds are then 0, upper bounds infinite. The coefficients of line i are those from start[i] to
+// start[i + 1], of the last one to ncoefs.
 struct RowBatch {
   int count = 0;
   int64_t ncoefs = 0;
   const char* type = nullptr;
   const double* rhs = nullptr;
-  const double* range = nullptr;
+  const double* range = nullptr;  // read for R rows only; its sign does not count
   const int64_t* start = nullptr;
   const int* col = nullptr;
   const double* coef = nullptr;
@@ -60,20 +64,24 @@ class Model {
   int64_t nonzeros() const { return matrix_.nonzeros(); }
 
   // Every change validates all of its input first (throws Error, nothing changed) and is recorded in changes().
+  // Running out of memory changes nothing either.
   void clear();  // back to an empty model; keeps nothing, not even the name
   void addRows(const RowBatch& batch);
-  void addColumns(const ColumnBatch& batch);
+  void addColumns(const ColumnBatch& batch);      // of type C; zero coefficients are dropped
   void deleteRows(int n, const int* rows);        // any order, no duplicates
   void deleteColumns(int n, const int* columns);  // any order, no duplicates
+  // Where a line is listed twice in one of the following, the last one counts.
   void setObjective(int n, const int* columns, const double* coefs);  // column -1: minus the constant
   void setSense(int sense);
+  // A bound outside [0, 1] on a binary column makes it an integer one.
   void setBounds(int n, const int* columns, const char* which, const double* values);
+  // A column that becomes binary has its bounds intersected with [0, 1].
   void setColumnTypes(int n, const int* columns, const char* types);
   void setLimits(int n, const int* columns, const double* limits);
-  void setRowTypes(int n, const int* rows, const char* types);
+  void setRowTypes(int n, const int* rows, const char* types);  // keeps right-hand side and range
   void setRhs(int n, const int* rows, const double* rhs);
-  void setRanges(int n, const int* rows, const double* ranges);
-  void setCoefficients(int64_t n, const int* rows, const int* columns, const double* coefs);
+  void setRanges(int n, const int* rows, const double* ranges);  // stores magnitudes; they count in R rows only
+  void setCoefficients(int64_t n, const int* rows, const int* columns, const double* coefs);  // 0 removes
   void setQuadraticObjective(int64_t n, const int* c1, const int* c2, const double* coefs);
   void addRowQuadratic(int row, int64_t n, const int* c1, const int* c2, const double* coefs);
   void deleteRowQuadratic(int row);  // -1: all
@@ -100,7 +108,8 @@ class Model {
   const SparseMatrix& byColumns() const;  // built when first asked for after a change
   double coefficient(int row, int column) const;
   const QuadraticForm& quadraticObjective() const { return qobj_; }
-  const std::vector<RowQuadratic>& quadraticRows() const { return qrows_; }  // ascending row
+  const std::vector<RowQuadratic>& quadraticRows() const { return qrows_; }  // ascending row, none empty
+  const QuadraticForm* rowQuadratic(int row) const;                          // null where there is none
   Bounds rowBounds(int row) const;  // lower and upper activity, infinite as +-TVLO_INFINITY
 
   bool hasIntegers() const { return entities_ > 0; }  // any column that is not C
@@ -109,6 +118,15 @@ class Model {
   const Changes& changes() const { return changes_; }
 
  private:
+  void validateRows(const RowBatch& batch);
+  void validateColumns(const ColumnBatch& batch);
+  void validateLines(int count, int64_t ncoefs, const int64_t* start, const int* index, const double* coef, int across,
+                     bool rows);
+  void mergeColumns(const ColumnBatch& batch, std::vector<int64_t>& extra, int64_t added) noexcept;
+  void setType(int column, char type) noexcept;
+  template <class F>
+  void record(F note) noexcept;  // in changes_; when that fails, nothing of the engine's copy holds
+
   std::string name_, objName_;
   int sense_ = 1;
   double constant_ = 0;
@@ -120,9 +138,21 @@ class Model {
   mutable bool columnsValid_ = false;
   QuadraticForm qobj_;
   std::vector<RowQuadratic> qrows_;
-  Names colNames_, rowNames_;
+  Names colNames_{'C'}, rowNames_{'R'};
   int entities_ = 0;
   Changes changes_;
+  Stamps stamps_;  // scratch: duplicate columns of a row and the like
 };
+
+template <class F>
+void Model::record(F note) noexcept {
+  try {
+    note(changes_);
+    // A list longer than the matrix would cost more than handing everything over.
+    if (changes_.coefs.size() > 1000 + 2 * matrix_.index.size()) changes_.replaced();
+  } catch (const std::bad_alloc&) {
+    changes_.replaced();
+  }
+}
 
 }  // namespace tvlo

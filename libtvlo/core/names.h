@@ -4,10 +4,8 @@
 // name that would change with the position is fixed at the deletion.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace tvlo {
@@ -16,23 +14,29 @@ class Names {
  public:
   explicit Names(char letter = 'X') : letter_(letter) {}
   void clear();
-  void append(int n);  // n lines without names
-  void set(int line, std::string_view name);
-  void erase(const std::vector<int>& sortedLines);
+  void append(int n) noexcept;                      // n lines without names
+  void set(int line, std::string_view name);        // an empty name: none of its own
+  void erase(const std::vector<int>& sortedLines);  // changes nothing that can be seen when it throws
   int size() const { return size_; }
   std::string get(int line) const;
-  bool given(int line) const;
+  bool given(int line) const { return line < static_cast<int>(names_.size()) && !names_[line].empty(); }
   int find(std::string_view name) const;  // -1 when there is none
   int longest() const;                    // bytes, default names included
   void setLetter(char letter) { letter_ = letter; }
 
  private:
+  int findGiven(std::string_view name) const;
+  void buildIndex() const;
+  void enter(int line) const;  // into the index, which has room
+
   char letter_;
   int size_ = 0;
   std::vector<std::string> names_;  // shorter than size_ while the tail has none; empty string: none
-  int longest_ = 0;
-  mutable std::unordered_map<std::string, int> index_;
-  mutable bool indexed_ = false;
+  mutable int longest_ = 0;
+  mutable bool longestKnown_ = true;
+  // Open-addressing hash table of lines with names, -1 where free; at most half full. Empty: to be built.
+  mutable std::vector<int> index_;
+  mutable size_t indexed_ = 0;
 };
 
 }  // namespace tvlo

@@ -1,10 +1,12 @@
 // A problem: the model store, its control values, the last solution, the handlers of its log and its last
-// error. This is what a TVLOprob points to. One thread at a time, except interrupt().
+// error. This is what a TVLOprob points to. One thread at a time, except interrupt() and say().
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "core/controls.h"
 #include "core/messages.h"
@@ -32,18 +34,29 @@ class Problem {
   std::unique_ptr<EngineSession> session;
   std::string sessionEngine;
 
+  // A line of the log, without its newline: to this problem's handlers, then to the environment's, unless
+  // control `outputlog` is off.
+  void say(std::string_view text, MessageType type = MessageType::information) const;
+
   // Asks a running solve to stop; any thread. A request while nothing runs is forgotten at the next start.
   void interrupt(int reason) { interruptReason.store(reason ? reason : 9, std::memory_order_relaxed); }
   std::atomic<int> interruptReason{0};
+  std::atomic<bool> solving{false};  // the C border refuses changes while it is set
 
-  // Model changes that must keep solution and basis in step go through these.
-  void rowsAdded(int n);
-  void columnsAdded(int n);
-  void rowsDeleted(const std::vector<int>& sorted);
-  void columnsDeleted(const std::vector<int>& sorted);
-  void replaced();  // another model was loaded or read: nothing of the old solution holds
+  // Called after the model has changed, these keep solution and basis in step with it: new rows are basic, new
+  // columns nonbasic at their bound nearest zero. When memory runs out, what can't be kept is dropped.
+  void rowsAdded(int n) noexcept;
+  void columnsAdded(int n) noexcept;
+  void rowsDeleted(const std::vector<int>& sorted) noexcept;
+  void columnsDeleted(const std::vector<int>& sorted) noexcept;
+  void replaced() noexcept;  // another model was loaded or read: nothing of the old solution holds
 };
 
 }  // namespace tvlo
 
-struct tvlo_prob_s : tvlo::Problem {};
+struct tvlo_prob_s : tvlo::Problem {
+  static constexpr uint64_t kAlive = 0x74766c6f70726f62;
+  // A word that tells a live handle from a stray pointer as far as that can be told.
+  std::atomic<uint64_t> alive{kAlive};
+  ~tvlo_prob_s() { alive.store(0, std::memory_order_relaxed); }
+};

@@ -1,4 +1,5 @@
-// Quadratic forms as sorted triplets: one entry per unordered pair, first <= second, no zero values.
+// Quadratic forms as sorted triplets: one entry per unordered pair, first <= second, no zero values. The caller
+// has checked columns and values. A call that runs out of memory changes nothing.
 #pragma once
 
 #include <cstdint>
@@ -15,11 +16,11 @@ class QuadraticForm {
  public:
   const std::vector<QuadraticEntry>& entries() const { return entries_; }
   bool empty() const { return entries_.empty(); }
-  double value(int c1, int c2) const;                                               // 0 where there is no entry
-  void set(int64_t n, const int* c1, const int* c2, const double* values);          // replaces, 0 removes
-  void add(int64_t n, const int* c1, const int* c2, const double* values);          // accumulates
-  void eraseColumns(const std::vector<int>& newIndex);                              // -1: gone
-  void clear() { entries_.clear(); }
+  double value(int c1, int c2) const;                                       // 0 where there is no entry
+  void set(int64_t n, const int* c1, const int* c2, const double* values);  // replaces, 0 removes; the last one counts
+  void add(int64_t n, const int* c1, const int* c2, const double* values);  // accumulates
+  void eraseColumns(const std::vector<int>& newIndex) noexcept;             // -1: gone
+  void clear() noexcept { entries_.clear(); }
 
  private:
   void merge(int64_t n, const int* c1, const int* c2, const double* values, bool accumulate);

@@ -7,9 +7,28 @@
 
 namespace tvlo {
 
-enum class LpStatus { unstarted, optimal, infeasible, cutoff, unfinished, unbounded, cutoffInDual, unsolved, nonconvex };
+enum class LpStatus {
+  unstarted,
+  optimal,
+  infeasible,
+  cutoff,
+  unfinished,
+  unbounded,
+  cutoffInDual,
+  unsolved,
+  nonconvex
+};
 enum class MipStatus { notLoaded, lpNotOptimal, lpOptimal, noSolution, solution, infeasible, optimal, unbounded };
-enum class Stop { none = 0, timeLimit = 1, interrupt = 2, nodeLimit = 3, iterationLimit = 4, gap = 5, solutions = 6, user = 9 };
+enum class Stop {
+  none = 0,
+  timeLimit = 1,
+  interrupt = 2,
+  nodeLimit = 3,
+  iterationLimit = 4,
+  gap = 5,
+  solutions = 6,
+  user = 9
+};
 
 struct Basis {
   std::vector<int> row, column;  // 0 at lower, 1 basic, 2 at upper, 3 nonbasic free; empty: none
@@ -27,13 +46,13 @@ struct Solution {
   MipStatus mipStatus = MipStatus::notLoaded;
   Stop stop = Stop::none;
   PointValues lp, mip;
-  double bestBound = 0;          // MIP: the proven bound of the last search
+  double bestBound = 0;           // MIP: the proven bound of the last search
   int64_t simplexIterations = 0;  // of the last solve
   int64_t barrierIterations = 0;
   int64_t nodes = 0;
   int mipSolutions = 0;
-  double seconds = 0;            // wall clock of the last solve
-  Basis basis;                   // kept between solves; adapted when the model changes
+  double seconds = 0;  // wall clock of the last solve
+  Basis basis;         // kept between solves; adapted when the model changes
 };
 
 }  // namespace tvlo

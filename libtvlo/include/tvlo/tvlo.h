@@ -8,7 +8,7 @@
 //
 // Infinity is any magnitude of TVLO_INFINITY or more. Indices are 0-based 32-bit integers; starts and
 // coefficient counts are 64-bit. `first` and `last` are inclusive. A null output array is not wanted.
-// A call that fails leaves the model as it was.
+// A call that fails leaves the model as it was. Changes are refused while the problem is being solved.
 //
 // Signs: a row's slack is its right-hand side minus its activity; a row's dual is the rate at which the
 // optimal objective value changes with its right-hand side; a column's reduced cost is its objective
@@ -51,7 +51,8 @@ enum {
 };
 
 // ---- library and global environment -------------------------------------------------------------
-// Start and stop are counted; problems may exist only between them.
+// Start and stop are counted; problems are created and solved only between them, and should be destroyed before
+// the last stop, which also drops the environment's message handlers.
 TVLO_API int TVLOinit(void);
 TVLO_API int TVLOfree(void);
 TVLO_API int TVLOgetiniterror(char* text, int maxbytes);  // why the last TVLOinit failed
@@ -65,10 +66,11 @@ TVLO_API int TVLOgetobjecttypename(void* object, const char** name);         // 
 // ---- problems -----------------------------------------------------------------------------------
 TVLO_API int TVLOcreateprob(TVLOprob* prob);
 TVLO_API int TVLOdestroyprob(TVLOprob prob);
-TVLO_API int TVLOcopyprob(TVLOprob dest, TVLOprob src, const char* name);  // the model, not controls
+// Copies the model: neither controls, nor handlers, nor the solution. A null name keeps the source's.
+TVLO_API int TVLOcopyprob(TVLOprob dest, TVLOprob src, const char* name);
 TVLO_API int TVLOcopycontrols(TVLOprob dest, TVLOprob src);
 TVLO_API int TVLOsetprobname(TVLOprob prob, const char* name);
-TVLO_API int TVLOgetprobname(TVLOprob prob, char* name);  // attribute 1158 bytes, zero included
+TVLO_API int TVLOgetprobname(TVLOprob prob, char* name);   // attribute 1158 bytes, zero included
 TVLO_API int TVLOgetlasterror(TVLOprob prob, char* text);  // TVLO_ERRORTEXT_MAX bytes; "" when none
 TVLO_API int TVLOaddcbmessage(TVLOprob prob, TVLOmessagefn handler, void* data, int priority);
 TVLO_API int TVLOremovecbmessage(TVLOprob prob, TVLOmessagefn handler, void* data);  // null matches any
@@ -76,7 +78,11 @@ TVLO_API int TVLOremovecbmessage(TVLOprob prob, TVLOmessagefn handler, void* dat
 // ---- building -----------------------------------------------------------------------------------
 // Row types: L, G, E, R (right-hand side - range <= activity <= right-hand side), N (free).
 // Column types: C, B, I, S (semi-continuous), R (semi-integer), P (partially integer).
-// Matrix arrays may be null when they are empty; collen null means consecutive starts (n + 1 of them).
+// Matrix arrays may be null when they are empty. Null right-hand sides, costs and lower bounds are 0, null upper
+// bounds infinite; ranges are read for R rows only, and their sign does not count. Of TVLOaddrows64 and
+// TVLOaddcols64 the first start is 0 and the last line ends at ncoefs; of TVLOloadlp, collen null means
+// consecutive starts, n + 1 of them. A row may not name a column twice. Bounds may cross: the problem is then
+// infeasible. An infinite right-hand side is refused unless it says that a side is free.
 TVLO_API int TVLOloadlp64(TVLOprob prob, const char* name, int ncols, int nrows, const char* rowtype, const double* rhs,
                           const double* range, const double* obj, const int64_t* start, const int* collen,
                           const int* rowind, const double* rowcoef, const double* lb, const double* ub);
@@ -92,9 +98,12 @@ TVLO_API int TVLOdelcols(TVLOprob prob, int ncols, const int* colind);
 TVLO_API int TVLOaddnames(TVLOprob prob, int kind, const char* names, int first, int last);  // zero-separated
 TVLO_API int TVLOchgobj(TVLOprob prob, int n, const int* colind, const double* coef);  // column -1: minus the constant
 TVLO_API int TVLOchgobjsense(TVLOprob prob, int sense);                                // 1 minimise, -1 maximise
-TVLO_API int TVLOchgbounds(TVLOprob prob, int n, const int* colind, const char* type, const double* value);  // L U B
+// Types L, U, B (both). A bound outside [0, 1] makes a binary column an integer one.
+TVLO_API int TVLOchgbounds(TVLOprob prob, int n, const int* colind, const char* type, const double* value);
+// A column that becomes binary has its bounds intersected with [0, 1].
 TVLO_API int TVLOchgcoltype(TVLOprob prob, int n, const int* colind, const char* type);
 TVLO_API int TVLOchgglblimit(TVLOprob prob, int n, const int* colind, const double* limit);
+// Right-hand side and range are kept whatever the type; the range counts in R rows only.
 TVLO_API int TVLOchgrowtype(TVLOprob prob, int n, const int* rowind, const char* type);
 TVLO_API int TVLOchgrhs(TVLOprob prob, int n, const int* rowind, const double* rhs);
 TVLO_API int TVLOchgrhsrange(TVLOprob prob, int n, const int* rowind, const double* range);
@@ -103,7 +112,7 @@ TVLO_API int TVLOchgmcoef64(TVLOprob prob, int64_t n, const int* rowind, const i
 // Quadratic objective: x'Qx/2, one triplet per unordered pair, so c*x*x is 2c and c*x*y is c. 0 removes.
 TVLO_API int TVLOchgmqobj64(TVLOprob prob, int64_t n, const int* col1, const int* col2, const double* coef);
 TVLO_API int TVLOchgmqobj(TVLOprob prob, int n, const int* col1, const int* col2, const double* coef);
-// Quadratic part x'Qx of a row, one triplet per unordered pair: c*x*x is c and c*x*y is c/2.
+// Quadratic part x'Qx of a row, one triplet per unordered pair: c*x*x is c and c*x*y is c/2. Adds to what is there.
 TVLO_API int TVLOaddqmatrix64(TVLOprob prob, int row, int64_t n, const int* col1, const int* col2, const double* coef);
 TVLO_API int TVLOdelqmatrix(TVLOprob prob, int row);  // row -1: of every row
 

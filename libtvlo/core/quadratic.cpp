@@ -1,0 +1,64 @@
+#include "core/quadratic.h"
+
+#include <algorithm>
+
+namespace tvlo {
+
+namespace {
+
+bool before(const QuadraticEntry& a, const QuadraticEntry& b) {
+  return a.first != b.first ? a.first < b.first : a.second < b.second;
+}
+
+}  // namespace
+
+double QuadraticForm::value(int c1, int c2) const {
+  const QuadraticEntry wanted{std::min(c1, c2), std::max(c1, c2), 0};
+  const auto at = std::lower_bound(entries_.begin(), entries_.end(), wanted, before);
+  return at != entries_.end() && !before(wanted, *at) ? at->value : 0;
+}
+
+void QuadraticForm::set(int64_t n, const int* c1, const int* c2, const double* values) {
+  merge(n, c1, c2, values, false);
+}
+
+void QuadraticForm::add(int64_t n, const int* c1, const int* c2, const double* values) {
+  merge(n, c1, c2, values, true);
+}
+
+void QuadraticForm::merge(int64_t n, const int* c1, const int* c2, const double* values, bool accumulate) {
+  std::vector<QuadraticEntry> given;
+  given.reserve(n);
+  for (int64_t k = 0; k < n; ++k) given.push_back({std::min(c1[k], c2[k]), std::max(c1[k], c2[k]), values[k]});
+  // Stable, so that of several entries of a pair the last one given stays last.
+  if (!std::is_sorted(given.begin(), given.end(), before)) std::stable_sort(given.begin(), given.end(), before);
+
+  std::vector<QuadraticEntry> merged;
+  merged.reserve(entries_.size() + given.size());
+  auto old = entries_.begin();
+  for (auto next = given.begin(); next != given.end();) {
+    while (old != entries_.end() && before(*old, *next)) merged.push_back(*old++);
+    QuadraticEntry entry = *next;
+    const bool known = old != entries_.end() && !before(entry, *old);
+    if (known) {
+      if (accumulate) entry.value += old->value;
+      ++old;
+    }
+    for (++next; next != given.end() && !before(entry, *next); ++next) {
+      entry.value = accumulate ? entry.value + next->value : next->value;
+    }
+    if (entry.value != 0) merged.push_back(entry);
+  }
+  merged.insert(merged.end(), old, entries_.end());
+  entries_ = std::move(merged);
+}
+
+void QuadraticForm::eraseColumns(const std::vector<int>& newIndex) noexcept {
+  std::erase_if(entries_, [&](QuadraticEntry& entry) {
+    entry.first = newIndex[entry.first];
+    entry.second = newIndex[entry.second];
+    return entry.first < 0 || entry.second < 0;
+  });
+}
+
+}  // namespace tvlo

@@ -1,0 +1,106 @@
+#include "nonlinear/component.h"
+
+namespace tvlo {
+
+const ControlTable& componentControls() {
+  static const ControlTable table({
+#define TVLO_CONTROL(id, name, type, standard, least, most, text, option, documentation) \
+  {id, #name, type, standard, least, most, text, option, documentation},
+#include "nonlinear/controls.def"
+#undef TVLO_CONTROL
+  });
+  return table;
+}
+
+const AttributeTable& componentAttributes() {
+  static const AttributeTable table({
+#define TVLO_ATTRIBUTE(id, name, type, documentation) {id, #name, type, documentation},
+#include "nonlinear/attributes.def"
+#undef TVLO_ATTRIBUTE
+  });
+  return table;
+}
+
+Component::~Component() {
+  if (connected_ && problemLives()) problem_->messages.remove(&Component::echo, this);
+}
+
+bool Component::problemLives() const { return Environment::instance().typeName(problem_) == kOptimizerType; }
+
+tvlo_prob_s& Component::problem() const {
+  if (!problemLives()) throw Error(TVLO_ERR_STATE, "The optimizer problem of this nonlinear problem is gone");
+  return *problem_;
+}
+
+int Component::echo(void*, void* component, const char* text, int length, int type) {
+  auto* const self = static_cast<Component*>(component);
+  const TVLOmessagefn handler = self->handler_;
+  return handler == nullptr ? 0 : handler(self, self->handlerData_, text, length, type);
+}
+
+void Component::setMessageHandler(TVLOmessagefn handler, void* data) {
+  handlerData_ = data;
+  handler_ = handler;
+  connect();
+}
+
+void Component::connect() {
+  const bool wanted = handler_ != nullptr && controls_.getInt(slpcontrol::echolog) != 0;
+  if (wanted == connected_) return;
+  if (wanted) {
+    problem().messages.add(&Component::echo, this, 0);
+  } else {
+    problem().messages.remove(&Component::echo, this);
+  }
+  connected_ = wanted;
+}
+
+void Component::setInt(int id, int64_t value) {
+  controls_.setInt(id, value);
+  if (id == slpcontrol::echolog) connect();
+}
+
+void Component::setDouble(int id, double value) {
+  if (id == slpcontrol::objsense) {
+    if (value != 1 && value != -1) badArgument("Control objsense must be 1 or -1, not %g", value);
+    requireIdle(problem());
+    problem().model.setSense(static_cast<int>(value));
+  } else {
+    controls_.setDouble(id, value);
+  }
+}
+
+double Component::getDouble(int id) const {
+  return id == slpcontrol::objsense ? problem().model.sense() : controls_.getDouble(id);
+}
+
+// The objective sense belongs to the model and goes with that.
+void Component::copyControls(const Component& source) {
+  controls_.copyFrom(source.controls_);
+  connect();
+}
+
+int Component::intAttribute(int id) const {
+  switch (id) {
+    case slpattribute::nlrows:
+      return problem().model.rows();
+    case slpattribute::nlcols:
+      return problem().model.columns();
+    case slpattribute::constcol:
+      return -1;
+    case slpattribute::nlcoefs:
+    case slpattribute::nlconstraints:
+    case slpattribute::nlpstatus:
+    case slpattribute::nlpstatusbits:
+      return 0;
+    default:
+      throw Error(TVLO_ERR_NAME, format("There is no integer attribute %d", id));
+  }
+}
+
+double Component::doubleAttribute(int id) const {
+  if (id == slpattribute::nlpobjval) return 0;
+  throw Error(TVLO_ERR_NAME, format("There is no double attribute %d", id));
+}
+
+}  // namespace tvlo

@@ -1,0 +1,80 @@
+// The nonlinear component's problem: what a TSLPprob points to. It stands over an optimizer problem, whose model it
+// shares, and holds control values, a message handler and a last error of its own. It holds no formulas yet.
+// Its optimizer problem should outlive it; one that does not is found out and reported.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "capi/guard.h"
+#include "core/attributes.h"
+#include "core/controls.h"
+#include "core/problem.h"
+#include "tvlo/tslp.h"
+
+namespace tvlo {
+
+const ControlTable& componentControls();
+const AttributeTable& componentAttributes();
+
+namespace slpcontrol {
+enum Id : int {
+#define TVLO_CONTROL(id, name, ...) name = id,
+#include "nonlinear/controls.def"
+#undef TVLO_CONTROL
+};
+}  // namespace slpcontrol
+
+namespace slpattribute {
+enum Id : int {
+#define TVLO_ATTRIBUTE(id, name, ...) name = id,
+#include "nonlinear/attributes.def"
+#undef TVLO_ATTRIBUTE
+};
+}  // namespace slpattribute
+
+class Component {
+ public:
+  explicit Component(TVLOprob problem) : problem_(problem) {}
+  ~Component();
+  Component(const Component&) = delete;
+  Component& operator=(const Component&) = delete;
+
+  std::string lastError;
+  int lastErrorCode = 0;
+
+  tvlo_prob_s& problem() const;  // throws Error when it is gone
+  void setMessageHandler(TVLOmessagefn handler, void* data);
+
+  void setInt(int id, int64_t value);
+  void setDouble(int id, double value);
+  int64_t getInt(int id) const { return controls_.getInt(id); }
+  double getDouble(int id) const;
+  const std::string& getString(int id) const { return controls_.getString(id); }
+  void setString(int id, const char* value) { controls_.setString(id, value); }
+  void copyControls(const Component& source);
+
+  int intAttribute(int id) const;
+  double doubleAttribute(int id) const;
+
+ private:
+  static int echo(void* object, void* component, const char* text, int length, int type);
+  void connect();  // to the optimizer problem's log, or off it, as handler and control echolog say
+  bool problemLives() const;
+
+  TVLOprob problem_;
+  ControlValues controls_{componentControls()};
+  std::atomic<TVLOmessagefn> handler_{nullptr};
+  std::atomic<void*> handlerData_{nullptr};
+  bool connected_ = false;
+};
+
+}  // namespace tvlo
+
+struct tslp_prob_s : tvlo::Component {
+  static constexpr uint64_t kAlive = 0x74736c7070726f62;
+  using Component::Component;
+  std::atomic<uint64_t> alive{kAlive};
+  ~tslp_prob_s() { alive.store(0, std::memory_order_relaxed); }
+};
