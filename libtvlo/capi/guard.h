@@ -14,8 +14,9 @@
 
 namespace tvlo {
 
-inline constexpr const char* kOptimizerType = "TVLOprob";
-inline constexpr const char* kComponentType = "TSLPprob";
+// Handle types are compared by address, so these are arrays: the same one everywhere.
+inline constexpr char kOptimizerType[] = "TVLOprob";
+inline constexpr char kComponentType[] = "TSLPprob";
 
 // To be called in a catch block: the code and the text of the exception that was caught.
 int describeException(std::string& text) noexcept;

@@ -32,8 +32,8 @@ void requireFinite(int64_t n, const double* values, const char* what) {
 }
 
 std::vector<int> sortedDistinct(int n, const int* lines, int size, const char* line) {
-  requireCount(n, line);
-  requireArray(lines, n, line);
+  requireCount(n, format("%ss", line).c_str());
+  requireArray(lines, n, format("%ss", line).c_str());
   requireIndices(n, lines, size, line);
   std::vector<int> sorted(lines, lines + n);
   if (!std::is_sorted(sorted.begin(), sorted.end())) std::sort(sorted.begin(), sorted.end());
