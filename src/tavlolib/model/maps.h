@@ -12,12 +12,12 @@ struct var_s;
 
 namespace tavlo {
 
-struct linmap;      // variable -> coefficient
-struct quadmap;     // variable -> linmap of the partners of equal or larger index
-struct rowcolmap;   // object index -> row or column
-struct indexset;    // set of integers
-struct boundmap;    // object index -> double
-struct namemap;     // object index -> name object
+struct linmap;     // variable -> coefficient
+struct quadmap;    // variable -> linmap of the partners of equal or larger index
+struct rowcolmap;  // object index -> row or column
+struct indexset;   // set of integers
+struct boundmap;   // object index -> double
+struct namemap;    // object index -> name object
 struct linmap_iter;
 struct quadmap_iter;
 struct rowcolmap_iter;
@@ -38,6 +38,7 @@ void linmap_free(linmap** map);
 // returns false, and returns whether it got to the end.
 template <class Fn>
 bool linmap_each(const linmap* map, Fn&& fn);
+void linmap_scale(linmap* map, double factor);  // every coefficient times factor; entries stay, also as zeros
 
 quadmap* quadmap_new();
 int64_t quadmap_size(const quadmap* map);
@@ -49,6 +50,9 @@ int quadmap_next(const quadmap* map, var_s** key, linmap** row, quadmap_iter** c
 void quadmap_iter_free(quadmap_iter** cursor);
 int quadmap_copy(quadmap** out, const quadmap* map);
 void quadmap_free(quadmap** map);
+template <class Fn>
+bool quadmap_each(const quadmap* map, Fn&& fn);  // fn(var_s*, var_s*, double)
+void quadmap_scale(quadmap* map, double factor);
 
 rowcolmap* rowcolmap_new();
 int rowcolmap_get(const rowcolmap* map, uint64_t key, int64_t* value);
@@ -61,6 +65,8 @@ int rowcolmap_next(const rowcolmap* map, uint64_t* key, int64_t* value, rowcolma
 void rowcolmap_iter_free(rowcolmap_iter** cursor);
 int rowcolmap_copy(rowcolmap** out, const rowcolmap* map);
 void rowcolmap_free(rowcolmap** map);
+template <class Fn>
+bool rowcolmap_each(const rowcolmap* map, Fn&& fn);  // fn(uint64_t key, int64_t value)
 
 indexset* indexset_new();
 int indexset_add(indexset* set, int64_t n);
@@ -83,7 +89,7 @@ PyObject* namemap_get(const namemap* map, uint64_t key);  // borrowed; null for 
 int namemap_has(const namemap* map, uint64_t key);
 int namemap_set(namemap* map, uint64_t key, PyObject* object);  // the pointer only: references are the caller's
 int namemap_del(namemap* map, uint64_t key);                    // releases the object
-void namemap_free(namemap** map);
+void namemap_free(namemap** map);                               // releases the objects
 
 }  // namespace tavlo
 

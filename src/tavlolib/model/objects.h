@@ -6,42 +6,33 @@
 #include <cstdint>
 
 #include "model/maps.h"
+#include "model/var_record.h"
 #include "pyutil/python.h"
 
-struct var_s {
-  PyObject_HEAD
-  uint64_t word;  // index, bound codes, in-map flags, type: model/variable.h has the layout
-};
 struct linterm_s {
-  PyObject_HEAD
-  double coef;
+  PyObject_HEAD double coef;
   var_s* var;
 };
 struct quadterm_s {
-  PyObject_HEAD
-  double coef;
+  PyObject_HEAD double coef;
   var_s *var1, *var2;  // index(var1) <= index(var2)
 };
 struct expression_s {
-  PyObject_HEAD
-  double constant;
-  tavlo::linmap* linear;       // null: absent
-  tavlo::quadmap* quadratic;   // null: absent
-  tavlo::indexset* quadvars;   // present exactly when quadratic is
+  PyObject_HEAD double constant;
+  tavlo::linmap* linear;      // null: absent
+  tavlo::quadmap* quadratic;  // null: absent
+  tavlo::indexset* quadvars;  // present exactly when quadratic is
 };
 struct nonlinear_s {
-  PyObject_HEAD
-  PyObject* args;
+  PyObject_HEAD PyObject* args;
   int32_t code;
 };
 struct constraint_s {
-  PyObject_HEAD
-  uint64_t info;  // index, bound codes, in-map flags: model/constraint.h has the layout
-  PyObject* body; // null: absent
+  PyObject_HEAD uint64_t info;  // index, bound codes, in-map flags: model/packed_word.h has the layout
+  PyObject* body;               // null: absent
 };
 struct sos_s {
-  PyObject_HEAD
-  uint64_t index;
+  PyObject_HEAD uint64_t index;
   PyObject *name, *indices, *weights;
   int32_t type;
 };
@@ -49,11 +40,8 @@ struct sos_s {
 namespace tavlo {
 
 // ---- variables ----
-inline constexpr uint64_t kVarIndexMask = 0xfffffffffffffULL;
 inline constexpr uint64_t kConIndexMask = (1ULL << 57) - 1;
-inline uint64_t varIndex(const var_s* v) { return v->word & kVarIndexMask; }
 inline uint64_t conIndex(const constraint_s* c) { return c->info & kConIndexMask; }
-inline bool less_variable(const var_s* a, const var_s* b) { return varIndex(a) < varIndex(b); }
 
 PyObject* var_base();
 PyObject* var_copy(PyObject* x, double c);
@@ -69,10 +57,12 @@ void set_var_type(uint64_t* word, uint64_t type);
 int set_var_name(uint64_t* word, PyObject* name);
 int checkVarIsInitialized(PyObject* x);
 enum ExprType { kInvalid = -1, kConstant = 0, kVar = 1, kLinterm = 2, kQuadterm = 3, kExpression = 4, kNonlinear = 5 };
-int getExprType(PyObject* obj);        // -1 with ModelError
-int getExprTypeQuiet(PyObject* obj);   // the same without an exception
-bool readConstant(PyObject* obj, double* value);  // whether obj is of the number class, and its value; never raises
-bool isArrayLike(PyObject* obj);       // a NumPy array, or anything that passes the sequence check
+int getExprType(PyObject* obj);       // -1 with ModelError
+int getExprTypeQuiet(PyObject* obj);  // the same without an exception
+// Whether obj is of the number class, and its value. Never raises: an int too large for a double is not a constant
+// here, and the arithmetic reports it with the interpreter's OverflowError.
+bool readConstant(PyObject* obj, double* value);
+bool isArrayLike(PyObject* obj);                      // a NumPy array, or anything that passes the sequence check
 bool isSignedInteger(PyObject* obj, int64_t* value);  // Python int or signed NumPy integer; false, quietly, otherwise
 
 inline bool var_Check(PyObject* o);
@@ -92,6 +82,8 @@ int expression_setLinTerm(expression_s* e, var_s* v, double c);
 int expression_addToLinTerm(expression_s* e, var_s* v, double c);
 int expression_setQuadTerm(expression_s* e, var_s* u, var_s* v, double c);
 int expression_addToQuadTerm(expression_s* e, var_s* u, var_s* v, double c);
+PyObject* convert_linmap_double_list(const linmap* map);    // ([variables], [coefficients]); null is an empty map
+PyObject* convert_quadmap_triple_list(const quadmap* map);  // ([first variables], [second variables], [coefficients])
 bool isObjectConst(PyObject* obj, int* kind, double* value);
 
 // Type-blind operators; None stands for an empty accumulator.

@@ -1,0 +1,158 @@
+// Sum over members of any container or iterator.
+#include <utility>
+
+#include "model/arithmetic.h"
+#include "module/errors.h"
+
+namespace tavlo {
+
+namespace {
+
+// Tells the kind of a member, trying first what the members so far were: sums are mostly uniform.
+class AdaptiveOrder {
+ public:
+  bool match(PyObject* o, Operand* out) {
+    for (int i = 0; i < kKinds; ++i) {
+      if (!is(order_[i], o, out)) continue;
+      ++hits_[i];
+      for (int j = 0; j < i; ++j)
+        if (hits_[j] < hits_[i]) {
+          std::swap(order_[i], order_[j]);
+          std::swap(hits_[i], hits_[j]);
+          break;
+        }
+      return true;
+    }
+    return false;
+  }
+
+ private:
+  static constexpr int kKinds = 5;
+
+  static bool is(int kind, PyObject* o, Operand* out) {
+    static PyTypeObject* const types[] = {nullptr, &tavlo_varType, &tavlo_lintermType, &tavlo_quadtermType,
+                                          &tavlo_expressionType};
+    if (kind == kConstant ? !readConstant(o, &out->value) : Py_TYPE(o) != types[kind]) return false;
+    out->o = o;
+    out->kind = kind;
+    return true;
+  }
+
+  int order_[kKinds] = {kLinterm, kVar, kQuadterm, kExpression, kConstant};
+  int64_t hits_[kKinds] = {};
+};
+
+class Total {
+ public:
+  bool add(PyObject* member) {
+    if (member == Py_None) return true;
+    if (!fast_) return addGeneral(member);
+    Operand b;
+    if (order_.match(member, &b))  // classify: refuses an object that no constructor filled
+      return (b.kind == kConstant || classify(member, &b)) && accumulate(expression(), 1, b) == 0;
+    return addGeneral(member);
+  }
+
+  PyObject* result() {
+    if (!total_) return expression_base();
+    Operand a;
+    if (!classify(total_.get(), &a)) return nullptr;
+    return a.kind == kConstant ? expression_copy(total_.get(), 1) : total_.release();
+  }
+
+ private:
+  expression_s* expression() { return reinterpret_cast<expression_s*>(total_.get()); }
+
+  bool addGeneral(PyObject* member) {
+    PyObject* so_far = total_ ? total_.get() : Py_None;
+    // Arrays are added into a new array: the element type of the first may not hold the sum.
+    const bool arrays = PyArray_Check(member) || PyArray_Check(so_far);
+    total_ = Ref::steal(arrays ? general_add(so_far, member) : general_iadd(so_far, member));
+    fast_ = total_ && Py_TYPE(total_.get()) == &tavlo_expressionType;
+    return static_cast<bool>(total_);
+  }
+
+  Ref total_;  // ours alone, so an expression in it may be changed
+  bool fast_ = false;
+  AdaptiveOrder order_;
+};
+
+PyObject* incorrectObjects() { return modelError("Incorrect objects used in Sum, Dot, Prod, or aggregate functions"); }
+
+// Each member(item) returns false to stop, with an exception set. The list may change under the loop.
+template <class Fn>
+bool eachOfList(PyObject* list, Fn&& member) {
+  for (Py_ssize_t i = 0; i < PyList_GET_SIZE(list); ++i) {
+    Ref item = Ref::borrow(PyList_GET_ITEM(list, i));
+    if (!member(item.get())) return false;
+  }
+  return true;
+}
+
+template <class Fn>
+bool eachOfIterator(PyObject* iterable, Fn&& member) {
+  Ref iterator = Ref::steal(PyObject_GetIter(iterable));
+  if (!iterator) return false;
+  const iternextfunc next = Py_TYPE(iterator.get())->tp_iternext;
+  for (;;) {
+    Ref item = Ref::steal(next(iterator.get()));
+    if (!item) break;
+    if (!member(item.get())) return false;
+  }
+  if (!PyErr_Occurred()) return true;
+  if (!PyErr_ExceptionMatches(PyExc_StopIteration)) return false;
+  PyErr_Clear();
+  return true;
+}
+
+template <class Fn>
+bool eachOfArray(PyArrayObject* array, Fn&& member) {
+  const bool numeric = PyArray_ISBOOL(array) || PyArray_ISINTEGER(array) || PyArray_ISFLOAT(array);
+  if (!numeric && !PyArray_ISOBJECT(array)) return incorrectObjects() != nullptr;
+  // A copy of the elements: what a member's addition runs may change or resize the array.
+  Ref flat = Ref::steal(PyArray_Flatten(array, NPY_CORDER));
+  if (flat && numeric)
+    flat = Ref::steal(
+        PyArray_CastToType(reinterpret_cast<PyArrayObject*>(flat.get()), PyArray_DescrFromType(NPY_DOUBLE), 0));
+  if (!flat) return false;
+  Ref list = Ref::steal(PyArray_ToList(reinterpret_cast<PyArrayObject*>(flat.get())));
+  return list && eachOfList(list.get(), member);
+}
+
+template <class Fn>
+bool eachMember(PyObject* operand, Fn&& member) {
+  if (PyList_Check(operand)) return eachOfList(operand, member);
+  if (PyTuple_Check(operand)) {
+    for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(operand); ++i)
+      if (!member(PyTuple_GET_ITEM(operand, i))) return false;
+    return true;
+  }
+  if (PyArray_Check(operand)) return eachOfArray(reinterpret_cast<PyArrayObject*>(operand), member);
+  if (PyDict_Check(operand)) {
+    Ref values = Ref::steal(PyDict_Values(operand));
+    return values && eachOfList(values.get(), member);
+  }
+  Operand a;
+  if (!classify(operand, &a)) return false;
+  if (a.kind != kInvalid && a.kind != kArray) return member(operand);
+  if (PyUnicode_Check(operand) || PyBytes_Check(operand) || PyByteArray_Check(operand))
+    return modelError("Invalid object in Sum or Prod operators") != nullptr;
+  if (a.kind == kArray) {
+    Ref fast = Ref::steal(PySequence_Fast(operand, "Invalid sequence of objects"));
+    if (fast) return eachMember(fast.get(), member);
+    if (PyErr_ExceptionMatches(PyExc_TypeError)) modelError("Invalid sequence of objects");
+    return false;
+  }
+  if (Py_TYPE(operand)->tp_iter) return eachOfIterator(operand, member);
+  return modelError("Invalid object in Sum or Prod operators") != nullptr;
+}
+
+}  // namespace
+
+PyObject* tavlomod_Sum(PyObject*, PyObject* args) {
+  Total total;
+  PyObject* operand = PyTuple_GET_SIZE(args) == 1 ? PyTuple_GET_ITEM(args, 0) : args;
+  return eachMember(operand, [&](PyObject* member) { return total.add(member); }) ? total.result() : nullptr;
+}
+
+}  // namespace tavlo

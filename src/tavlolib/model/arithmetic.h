@@ -1,0 +1,53 @@
+// The arithmetic of modelling objects: one rule for each operation on classified operands, and the number slots made of
+// them. Operands are never changed, except the expression on the left of an in-place operation. Functions that return
+// PyObject* return a new reference, or null with an exception. Internal to model/.
+#pragma once
+
+#include "model/operand.h"
+
+namespace tavlo {
+
+enum class Op { add, sub, mul, div, pow, land, lor };
+
+// ---- rules, on operands that are no arrays ----
+// a + s*b with s = 1 or -1.
+PyObject* addScaled(double s, const Operand& a, const Operand& b);
+PyObject* multiply(const Operand& a, const Operand& b);
+PyObject* divide(int slot, const Operand& a, const Operand& b);  // slot: the class whose rules apply
+PyObject* raise(const Operand& a, const Operand& b);
+PyObject* negate(const Operand& a);
+// a op b by the rules of a class (op may be any but in-place).
+PyObject* apply(Op op, int slot, const Operand& a, const Operand& b);
+PyObject* applyInPlace(Op op, int slot, const Operand& a, const Operand& b);
+
+// e += s*b for any b that is not nonlinear, an array or invalid. 0 or -1.
+int accumulate(expression_s* e, double s, const Operand& b);
+// a + s*b where one of the two is an expression; changes and returns a when that is a.
+PyObject* addInPlace(double s, const Operand& a, const Operand& b);
+// e * f in place.
+void expression_scale(expression_s* e, double f);
+PyObject* multiplyInPlace(const Operand& a, const Operand& b);
+PyObject* divideInPlace(const Operand& a, const Operand& b);
+
+// Whether an operand is of no class, with the operation's exception set.
+bool refused(Op op, const Operand& a, const Operand& b);
+// The one refusal of what only a nonlinear node could hold: null, with ModelError.
+PyObject* nonlinearUnsupported();
+
+// ---- objects ----
+expression_s* newExpression();
+PyObject* linterm_copy(double c, PyObject* t);
+PyObject* quadterm_copy(double c, PyObject* q);
+PyObject* varlinterm_extractQuadratic(PyObject*, PyObject*);  // ([], [], [])
+// The operation a op b for an array or sequence b: the interpreter's, with the operands exchanged.
+PyObject* handBack(Op op, PyObject* a, PyObject* b);
+
+// Number slots, for a type object's tp_as_number.
+extern PyNumberMethods varNumbers, lintermNumbers, quadtermNumbers, expressionNumbers, nonlinearNumbers;
+PyObject* modelling_richcompare(PyObject* a, PyObject* b, int op);
+
+// __array_ufunc__, shared by all modelling types.
+PyObject* modelling_array_ufunc(PyObject* self, PyObject* const* args, Py_ssize_t nargs, PyObject* kwnames);
+extern const char kArrayUfuncDoc[], kExtractLinearDoc[], kExtractQuadraticDoc[];
+
+}  // namespace tavlo

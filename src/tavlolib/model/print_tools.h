@@ -1,0 +1,15 @@
+// Symbols of the node codes of nonlinear trees, for printing and for writing formulas.
+#pragma once
+
+#include <cstdint>
+
+namespace tavlo {
+
+struct PrintTool {
+  const char* symbol;
+  int32_t arity;     // 1, 2, or -1 for any number of operands
+  int32_t position;  // -1 prefix, 0 infix, 1 postfix
+};
+extern const PrintTool printToolArray[27];  // by node code
+
+}  // namespace tavlo
