@@ -15,6 +15,13 @@ constexpr double kLbNotGiven = -2e20, kUbNotGiven = 2e20, kRhsNotGiven = -2e20;
 
 uint64_t nextIndex() { return takeIndex(tvl_py_env.next_con_index, tvl_py_env.con_mutex); }
 
+// Generic allocation leaves the index 0; the first use of the object gives it one of its own.
+constraint_s* indexed(PyObject* o) {
+  constraint_s* c = self_(o);
+  if (conIndex(c) == 0) c->info |= nextIndex() & kConIndexMask;
+  return c;
+}
+
 void setBody(constraint_s* c, PyObject* body) {  // null: none
   Ref old = Ref::steal(c->body);
   c->body = body;
@@ -61,7 +68,7 @@ int copyFrom(constraint_s* self, PyObject* other) {
 }
 
 int constraint_init(PyObject* self, PyObject* args, PyObject* kwargs) {
-  constraint_s* c = self_(self);
+  constraint_s* c = indexed(self);
   if (rekeyCon(&c->info, nextIndex()) != 0) return -1;
   setBody(c, nullptr);
   if (setBounds(c, -kInfinity, kInfinity) != 0) return -1;
@@ -109,11 +116,11 @@ template <int (*set)(uint64_t*, double)>
 int setNumber(PyObject* self, PyObject* value, void*) {
   if (!value) return refuseDeletion();
   const double v = PyFloat_AsDouble(value);
-  return v == -1.0 && PyErr_Occurred() ? -1 : set(&self_(self)->info, v);
+  return v == -1.0 && PyErr_Occurred() ? -1 : set(&indexed(self)->info, v);
 }
-PyObject* getName(PyObject* self, void*) { return get_con_name(self_(self)->info); }
+PyObject* getName(PyObject* self, void*) { return get_con_name(indexed(self)->info); }
 int setName(PyObject* self, PyObject* value, void*) {
-  return value ? set_con_name(&self_(self)->info, value) : refuseDeletion();
+  return value ? set_con_name(&indexed(self)->info, value) : refuseDeletion();
 }
 PyObject* getBody(PyObject* self, void*) {
   PyObject* body = self_(self)->body;
@@ -189,7 +196,6 @@ PyTypeObject constraintType() {
   t.tp_methods = constraintMethods;
   t.tp_getset = constraintAttributes;
   t.tp_init = constraint_init;
-  t.tp_new = constraint_new;
   t.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE;
   t.tp_doc = kConstraintDoc;
   return t;
@@ -249,12 +255,6 @@ PyObject* make_constraint(PyObject* a, PyObject* b, int op) {
     return nullptr;
   c->body = body.release();
   return r.release();
-}
-
-PyObject* constraint_new(PyTypeObject* type, PyObject*, PyObject*) {
-  PyObject* self = type->tp_alloc(type, 0);  // zeroed: no body, and the codes for no bounds
-  if (self) self_(self)->info = nextIndex() & kConIndexMask;
-  return self;
 }
 
 PyObject* constraint_base() {

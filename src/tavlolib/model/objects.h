@@ -107,8 +107,6 @@ PyObject* general_ior(PyObject* a, PyObject* b);
 
 // ---- constraints and sets ----
 PyObject* constraint_base();  // fresh index, no body, no bounds
-PyObject* constraint_new(PyTypeObject* type, PyObject* args, PyObject* kwargs);
-PyObject* sos_new(PyTypeObject* type, PyObject* args, PyObject* kwargs);
 PyObject* make_constraint(PyObject* a, PyObject* b, int op);
 double get_con_lbound(uint64_t info);
 double get_con_ubound(uint64_t info);

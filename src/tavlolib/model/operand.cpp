@@ -18,6 +18,22 @@ Number readInt(PyObject* obj, double* value) {
   return Number::yes;
 }
 
+bool readNumpyInteger(PyObject* obj, int64_t* value) {
+  if (PyArray_IsScalar(obj, Long))
+    *value = PyArrayScalar_VAL(obj, Long);
+  else if (PyArray_IsScalar(obj, LongLong))
+    *value = PyArrayScalar_VAL(obj, LongLong);
+  else if (PyArray_IsScalar(obj, Int))
+    *value = PyArrayScalar_VAL(obj, Int);
+  else if (PyArray_IsScalar(obj, Short))
+    *value = PyArrayScalar_VAL(obj, Short);
+  else if (PyArray_IsScalar(obj, Byte))
+    *value = PyArrayScalar_VAL(obj, Byte);
+  else
+    return false;
+  return true;
+}
+
 // The value of a number; on overflow the interpreter's exception is pending.
 Number readNumber(PyObject* obj, double* value) {
   if (PyFloat_Check(obj)) {
@@ -25,19 +41,12 @@ Number readNumber(PyObject* obj, double* value) {
     return Number::yes;
   }
   if (PyLong_Check(obj)) return readInt(obj, value);
-  if (!PyArray_IsScalar(obj, Generic)) return Number::no;
-  if (PyArray_IsScalar(obj, Float))
+  int64_t integer;
+  if (!PyArray_IsScalar(obj, Generic) || PyArray_IsScalar(obj, LongLong)) return Number::no;
+  if (readNumpyInteger(obj, &integer))
+    *value = static_cast<double>(integer);
+  else if (PyArray_IsScalar(obj, Float))
     *value = PyArrayScalar_VAL(obj, Float);
-  else if (PyArray_IsScalar(obj, Double))
-    *value = PyArrayScalar_VAL(obj, Double);
-  else if (PyArray_IsScalar(obj, Long))
-    *value = static_cast<double>(PyArrayScalar_VAL(obj, Long));
-  else if (PyArray_IsScalar(obj, Int))
-    *value = PyArrayScalar_VAL(obj, Int);
-  else if (PyArray_IsScalar(obj, Short))
-    *value = PyArrayScalar_VAL(obj, Short);
-  else if (PyArray_IsScalar(obj, Byte))
-    *value = PyArrayScalar_VAL(obj, Byte);
   else if (PyArray_IsScalar(obj, Half))
     *value = PyFloat_AsDouble(obj);
   else
@@ -136,19 +145,7 @@ bool isSignedInteger(PyObject* obj, int64_t* value) {
     *value = v;
     return overflow == 0;
   }
-  if (PyArray_IsScalar(obj, Long))
-    *value = PyArrayScalar_VAL(obj, Long);
-  else if (PyArray_IsScalar(obj, LongLong))
-    *value = PyArrayScalar_VAL(obj, LongLong);
-  else if (PyArray_IsScalar(obj, Int))
-    *value = PyArrayScalar_VAL(obj, Int);
-  else if (PyArray_IsScalar(obj, Short))
-    *value = PyArrayScalar_VAL(obj, Short);
-  else if (PyArray_IsScalar(obj, Byte))
-    *value = PyArrayScalar_VAL(obj, Byte);
-  else
-    return false;
-  return true;
+  return readNumpyInteger(obj, value);
 }
 
 bool isObjectConst(PyObject* obj, int* kind, double* value) {

@@ -1,6 +1,4 @@
 // Special ordered sets.
-#include <structmember.h>
-
 #include "model/objects.h"
 #include "model/packed_word.h"
 #include "model/text.h"
@@ -26,6 +24,7 @@ int fail(const char* text) {
 
 int sos_init(PyObject* self, PyObject* args, PyObject* kwargs) {
   sos_s* s = self_(self);
+  if (s->index == 0) nextIndex();  // generic allocation took none; each set made by the constructor uses two
   s->index = nextIndex();
   s->type = 1;
   static constexpr const char* kNames[] = {"indices", "weights", "type", "name", nullptr};
@@ -55,9 +54,10 @@ void sos_dealloc(PyObject* self) {
 PyObject* sos_copy(PyObject* self, PyObject*) {
   const sos_s* s = self_(self);
   if (!s->indices || !s->weights) return modelError("Set is not initialized");
-  Ref r = Ref::steal(sos_new(&tavlo_sosType, nullptr, nullptr)), name = Ref::steal(modelling_str(self));
+  Ref r = Ref::steal(PyType_GenericAlloc(&tavlo_sosType, 0)), name = Ref::steal(modelling_str(self));
   if (!r || !name) return nullptr;
   sos_s* to = self_(r.get());
+  to->index = nextIndex();
   to->type = s->type;
   to->name = PyUnicode_FromFormat("sos%llu_copy_%U", static_cast<unsigned long long>(s->index), name.get());
   to->indices = PySequence_List(s->indices);
@@ -90,21 +90,12 @@ PyTypeObject sosType() {
   t.tp_methods = sosMethods;
   t.tp_members = sosMembers;
   t.tp_init = sos_init;
-  t.tp_new = sos_new;
   t.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE;
   t.tp_doc = kSosDoc;
   return t;
 }
 
 }  // namespace
-
-PyObject* sos_new(PyTypeObject* type, PyObject*, PyObject*) {
-  PyObject* self = type->tp_alloc(type, 0);
-  if (!self) return nullptr;
-  self_(self)->index = nextIndex();
-  self_(self)->type = 1;
-  return self;
-}
 
 }  // namespace tavlo
 

@@ -1,6 +1,4 @@
 // The variable type: construction, attributes, deallocation.
-#include <structmember.h>
-
 #include "model/arithmetic.h"
 #include "model/packed_word.h"
 #include "model/text.h"

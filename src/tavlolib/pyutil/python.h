@@ -3,6 +3,7 @@
 
 #define PY_SSIZE_T_CLEAN
 #include <Python.h>
+#include <structmember.h>
 
 #define NPY_NO_DEPRECATED_API NPY_1_22_API_VERSION
 #define NPY_TARGET_VERSION NPY_1_22_API_VERSION
@@ -13,6 +14,7 @@
 #define NO_IMPORT_UFUNC
 #endif
 #include <numpy/arrayobject.h>
+#include <numpy/arrayscalars.h>
 #include <numpy/ufuncobject.h>
 
 namespace tavlo {
