@@ -2,6 +2,7 @@
 #include <limits>
 #include <vector>
 
+#include "core/problem.h"
 #include "fixture.h"
 
 namespace tvlo::test {
@@ -219,6 +220,25 @@ TEST_F(Building, ABasisMustFitTheModel) {
   EXPECT_EQ(columns[0], 1);
   EXPECT_EQ(columns[1], 2);
   EXPECT_EQ(rows[0], 1);
+}
+
+TEST_F(Building, AFileThatCanNotBeReadLeavesAnEmptyProblem) {
+  load();
+  EXPECT_NE(errorOf(TVLOreadprob(prob_, "/no/such/file.mps", "")), "");
+  EXPECT_EQ(attribute(1214), 0);
+  EXPECT_EQ(attribute(1124), 0);
+  EXPECT_EQ(attribute(1158), 1);
+}
+
+TEST_F(Building, NothingChangesAProblemThatIsBeingSolved) {
+  load();
+  const int zero = 0;
+  prob_->solving = true;
+  EXPECT_EQ(errorOf(TVLOdelrows(prob_, 1, &zero)), "The problem is being solved and can't be changed");
+  EXPECT_EQ(errorOf(TVLOlpoptimize(prob_, "")), "The problem is being solved already");
+  EXPECT_EQ(TVLOdestroyprob(prob_), TVLO_ERR_STATE);
+  EXPECT_EQ(attribute(1124), 2) << "reading is allowed";
+  prob_->solving = false;
 }
 
 TEST_F(Building, SolutionsAreRefusedUntilThereIsOne) {

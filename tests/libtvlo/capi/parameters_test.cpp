@@ -6,6 +6,7 @@
 
 #include "core/attributes.h"
 #include "core/controls.h"
+#include "core/problem.h"
 #include "fixture.h"
 
 namespace tvlo::test {
@@ -135,6 +136,36 @@ TEST_F(Component, ItsErrorsLeaveTheOptimizersAlone) {
   EXPECT_NE(TSLPsetintcontrol(slp_, 1, 1), 0);
   EXPECT_EQ(slpError(), "There is no control 1");
   EXPECT_EQ(errorOf(1), "The objective sense must be 1 or -1, not 7");
+}
+
+struct Heard {
+  void* object = nullptr;
+  std::string text;
+};
+int hear(void* object, void* data, const char* text, int length, int) {
+  auto* const heard = static_cast<Heard*>(data);
+  heard->object = object;
+  heard->text.append(text, length);
+  return 0;
+}
+
+TEST_F(Component, RepeatsTheOptimizersLogUnlessToldNotTo) {
+  Heard heard;
+  ASSERT_EQ(TSLPsetcbmessage(slp_, hear, &heard), 0);
+  prob_->say("one ");
+  EXPECT_EQ(heard.object, slp_);
+  ASSERT_EQ(TSLPsetintcontrol(slp_, 12415, 0), 0);
+  prob_->say("two ");
+  ASSERT_EQ(TSLPsetintcontrol(slp_, 12415, 1), 0);
+  prob_->say("three ");
+  ASSERT_EQ(TSLPsetcbmessage(slp_, nullptr, nullptr), 0);
+  prob_->say("four ");
+  EXPECT_EQ(heard.text, "one three ");
+  ASSERT_EQ(TSLPsetcbmessage(slp_, hear, &heard), 0);
+  ASSERT_EQ(TSLPdestroyprob(slp_), 0);
+  prob_->say("five ");
+  EXPECT_EQ(heard.text, "one three ");
+  ASSERT_EQ(TSLPcreateprob(&slp_, &prob_), 0);
 }
 
 TEST_F(Component, NoticesThatItsOptimizerProblemIsGone) {
