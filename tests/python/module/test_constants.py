@@ -1,6 +1,7 @@
 """The named constants against a table of their own: their numbers are part of what users store and exchange."""
 
 import pytest
+
 import tavlo
 
 CONSTANTS = """

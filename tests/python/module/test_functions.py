@@ -6,6 +6,7 @@ import threading
 
 import numpy as np
 import pytest
+
 import tavlo
 
 

@@ -3,6 +3,7 @@
 import gc
 
 import pytest
+
 import tavlo
 
 
