@@ -57,3 +57,12 @@ def test_exceptions_are_plain_subclasses_of_exception(name):
     cls = getattr(tavlo, name)
     assert cls.__bases__ == (Exception,)
     assert f"{cls.__module__}.{cls.__name__}" == f"tavlo.{name}"
+
+
+def test_the_package_offers_every_name_of_the_module():
+    names = {name for name in dir(tavlo.tavlolib) if not name.startswith("_")}
+    assert set(tavlo.__all__) == names | {"init", "controls"}
+    assert len(tavlo.__all__) == len(set(tavlo.__all__))
+    namespace = {}
+    exec("from tavlo import *", namespace)
+    assert namespace["controls"] is tavlo.controls is tavlo.tavlolib._getcontrols()
