@@ -39,15 +39,17 @@ expression_s* newExpression();
 PyObject* linterm_copy(double c, PyObject* t);
 PyObject* quadterm_copy(double c, PyObject* q);
 PyObject* varlinterm_extractQuadratic(PyObject*, PyObject*);  // ([], [], [])
-// The operation a op b for an array or sequence b: the interpreter's, with the operands exchanged.
+// ---- arrays (arrays.cpp) ----
+// a op b for an array or sequence b: the interpreter's, with the operands exchanged.
 PyObject* handBack(Op op, PyObject* a, PyObject* b);
+// a op b, and the comparisons <=, >= and ==, for a NumPy array a and a modelling object b, element by element.
+PyObject* arrayOperation(Op op, PyObject* array, PyObject* b);
+PyObject* compareArray(PyObject* array, PyObject* b, int op);
 
 // Number slots, for a type object's tp_as_number.
 extern PyNumberMethods varNumbers, lintermNumbers, quadtermNumbers, expressionNumbers, nonlinearNumbers;
 PyObject* modelling_richcompare(PyObject* a, PyObject* b, int op);
 
-// __array_ufunc__, shared by all modelling types.
-PyObject* modelling_array_ufunc(PyObject* self, PyObject* const* args, Py_ssize_t nargs, PyObject* kwnames);
-extern const char kArrayUfuncDoc[], kExtractLinearDoc[], kExtractQuadraticDoc[];
+extern const char kExtractLinearDoc[], kExtractQuadraticDoc[];
 
 }  // namespace tavlo

@@ -212,7 +212,7 @@ bool isRelation(int op) { return op == Py_LE || op == Py_GE || op == Py_EQ; }
 PyObject* compareWithArray(PyObject* a, PyObject* array, int op) {
   if (PyArray_Check(a)) return interfaceError("Ill-defined constraint array");
   if (!isRelation(op)) return unrelated(op);
-  return PyObject_RichCompare(array, a, op == Py_LE ? Py_GE : op == Py_GE ? Py_LE : Py_EQ);
+  return compareArray(array, a, op == Py_LE ? Py_GE : op == Py_GE ? Py_LE : Py_EQ);
 }
 
 // a - b with its constant taken out; *rhs is what the rest is compared with.

@@ -57,8 +57,9 @@ class Lists {
   }
   template <class... Item>
   bool add(Item... items) {
-    size_t i = 0;
-    return (append(i++, items) && ...);
+    static_assert(sizeof...(Item) == N);
+    Ref* list = lists_;
+    return (append((list++)->get(), items) && ...);
   }
   PyObject* tuple() {
     Ref t = Ref::steal(PyTuple_New(N));
@@ -70,12 +71,12 @@ class Lists {
   }
 
  private:
-  bool append(size_t i, var_s* v) {
-    return lists_[i] && PyList_Append(lists_[i].get(), reinterpret_cast<PyObject*>(v)) == 0;
+  static bool append(PyObject* list, var_s* v) {
+    return list && PyList_Append(list, reinterpret_cast<PyObject*>(v)) == 0;
   }
-  bool append(size_t i, double c) {
+  static bool append(PyObject* list, double c) {
     Ref value = Ref::steal(PyFloat_FromDouble(c));
-    return value && lists_[i] && PyList_Append(lists_[i].get(), value.get()) == 0;
+    return list && value && PyList_Append(list, value.get()) == 0;
   }
   Ref lists_[N];
 };
@@ -89,8 +90,6 @@ PyObject* expression_extractQuadratic(PyObject* self, PyObject*) {
 
 PyMethodDef expressionMethods[] = {{"extractLinear", expression_extractLinear, METH_NOARGS, kExtractLinearDoc},
                                    {"extractQuadratic", expression_extractQuadratic, METH_NOARGS, kExtractQuadraticDoc},
-                                   {"__array_ufunc__", reinterpret_cast<PyCFunction>(modelling_array_ufunc),
-                                    METH_FASTCALL | METH_KEYWORDS, kArrayUfuncDoc},
                                    {nullptr, nullptr, 0, nullptr}};
 
 PyTypeObject expressionType() {

@@ -65,6 +65,8 @@ bool readConstant(PyObject* obj, double* value);
 bool isArrayLike(PyObject* obj);                      // a NumPy array, or anything that passes the sequence check
 bool isSignedInteger(PyObject* obj, int64_t* value);  // Python int or signed NumPy integer; false, quietly, otherwise
 
+int leaveArraysToSlots();  // once the types are ready: sets their __array_ufunc__ to None
+
 inline bool var_Check(PyObject* o);
 inline bool linterm_Check(PyObject* o);
 inline bool quadterm_Check(PyObject* o);

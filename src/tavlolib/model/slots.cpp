@@ -18,18 +18,18 @@ const char* invalidText(Op op, int kind) {
        "Invalid object in operation"},
       {"Invalid operands in division", "Invalid operands in product of linear terms", nullptr, nullptr},
   };
-  return op <= Op::div && kind >= kVar && kind <= kExpression ? kTexts[static_cast<int>(op)][kind - kVar] : nullptr;
+  const auto row = static_cast<size_t>(op), column = static_cast<size_t>(kind - kVar);
+  return row < 4 && column < 4 ? kTexts[row][column] : nullptr;
 }
 
 bool valid(const Operand& a) { return a.kind >= kConstant && a.kind <= kNonlinear; }
-
-PyObject* arrayExponent() { return modelError("Cannot obtain a power with a vector as an exponent"); }
 
 PyObject* binary(Op op, int slot, PyObject* a, PyObject* b) {
   Operand x, y;
   if (!classify(b, &y)) return nullptr;
   if (y.kind == kArray) return handBack(op, a, b);
-  return classify(a, &x) ? apply(op, slot, x, y) : nullptr;
+  if (!classify(a, &x)) return nullptr;
+  return x.kind == kArray && PyArray_Check(a) ? arrayOperation(op, a, b) : apply(op, slot, x, y);
 }
 
 PyObject* inPlace(Op op, int slot, PyObject* a, PyObject* b) {
@@ -161,36 +161,6 @@ PyObject* applyInPlace(Op op, int slot, const Operand& a, const Operand& b) {
       break;
   }
   return apply(op, slot, a, b);
-}
-
-PyObject* handBack(Op op, PyObject* a, PyObject* b) {
-  switch (op) {
-    case Op::add:
-      return PyNumber_Add(b, a);
-    case Op::sub: {
-      Ref array = Ref::borrow(b);
-      // Negating an array of integers would wrap around, and of booleans fail.
-      if (PyArray_Check(b) && (PyArray_ISINTEGER(reinterpret_cast<PyArrayObject*>(b)) ||
-                               PyArray_ISBOOL(reinterpret_cast<PyArrayObject*>(b))))
-        array =
-            Ref::steal(PyArray_CastToType(reinterpret_cast<PyArrayObject*>(b), PyArray_DescrFromType(NPY_DOUBLE), 0));
-      if (array) array = Ref::steal(PyNumber_Negative(array.get()));
-      return array ? PyNumber_Add(array.get(), a) : nullptr;
-    }
-    case Op::mul:
-      return PyNumber_Multiply(b, a);
-    case Op::div: {
-      Ref one = Ref::steal(PyFloat_FromDouble(1.0));
-      Ref inverse = Ref::steal(one ? PyNumber_TrueDivide(one.get(), b) : nullptr);
-      return inverse ? PyNumber_Multiply(inverse.get(), a) : nullptr;
-    }
-    case Op::pow:
-      return arrayExponent();
-    case Op::land:
-      return PyNumber_And(b, a);
-    default:
-      return PyNumber_Or(b, a);
-  }
 }
 
 PyObject* modelling_richcompare(PyObject* a, PyObject* b, int op) { return make_constraint(a, b, op); }

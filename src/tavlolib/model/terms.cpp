@@ -35,8 +35,6 @@ PyObject* quadterm_extractQuadratic(PyObject* self, PyObject*) {
 template <PyCFunction linear, PyCFunction quadratic>
 PyMethodDef methods[] = {{"extractLinear", linear, METH_NOARGS, kExtractLinearDoc},
                          {"extractQuadratic", quadratic, METH_NOARGS, kExtractQuadraticDoc},
-                         {"__array_ufunc__", reinterpret_cast<PyCFunction>(modelling_array_ufunc),
-                          METH_FASTCALL | METH_KEYWORDS, kArrayUfuncDoc},
                          {nullptr, nullptr, 0, nullptr}};
 
 PyTypeObject termType(const char* name, Py_ssize_t size, destructor dealloc, PyNumberMethods* slots, PyMethodDef* defs,

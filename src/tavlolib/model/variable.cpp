@@ -179,8 +179,6 @@ Py_hash_t var_hash(PyObject* self) {
 
 PyMethodDef varMethods[] = {{"extractLinear", var_extractLinear, METH_NOARGS, kExtractLinearDoc},
                             {"extractQuadratic", varlinterm_extractQuadratic, METH_NOARGS, kExtractQuadraticDoc},
-                            {"__array_ufunc__", reinterpret_cast<PyCFunction>(modelling_array_ufunc),
-                             METH_FASTCALL | METH_KEYWORDS, kArrayUfuncDoc},
                             {nullptr, nullptr, 0, nullptr}};
 
 constexpr char kVarDoc[] =

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "model/objects.h"
 #include "module/constants.h"
 #include "module/errors.h"
 #include "module/functions.h"
@@ -91,7 +92,7 @@ int readyTypes() {
     if (row.generic) row.type->tp_new = PyType_GenericNew;
     if (PyType_Ready(row.type) != 0) return -1;
   }
-  return 0;
+  return leaveArraysToSlots();
 }
 
 int fillEnvironment() {
