@@ -6,7 +6,7 @@ from typing import Any, ClassVar, Final, TypeVar, overload, type_check_only
 
 import numpy as np
 from numpy.typing import NDArray
-from typing_extensions import Self, TypeAlias
+from typing_extensions import Self, TypeAlias, disjoint_base
 
 _Number: TypeAlias = float | np.floating[Any] | np.signedinteger[Any]
 _Scalar: TypeAlias = var | linterm | quadterm | expression | nonlinear
@@ -21,6 +21,7 @@ _T = TypeVar("_T")
 # a model need not test for it.
 @type_check_only
 class _Arithmetic:
+    def __array_ufunc__(self, ufunc: np.ufunc, method: str, /, *inputs: Any, **kwargs: Any) -> Any: ...
     @overload
     def __add__(self, other: _Operand, /) -> _Scalar: ...
     @overload
@@ -68,6 +69,7 @@ class _Polynomial(_Arithmetic):
     def extractLinear(self) -> tuple[list[var], list[float]]: ...
     def extractQuadratic(self) -> tuple[list[var], list[var], list[float]]: ...
 
+@disjoint_base
 class var(_Polynomial):
     name: Any
     lb: float
@@ -79,6 +81,7 @@ class var(_Polynomial):
     ) -> None: ...
     def __hash__(self) -> int: ...
 
+@disjoint_base
 class expression(_Polynomial):
     __hash__: ClassVar[None]  # type: ignore[assignment]
 
@@ -94,6 +97,7 @@ class quadterm(_Polynomial):
 class nonlinear(_Arithmetic):
     __hash__: ClassVar[None]  # type: ignore[assignment]
 
+@disjoint_base
 class constraint:
     name: Any
     lb: float
@@ -111,6 +115,7 @@ class constraint:
     ) -> None: ...
     def copy(self) -> constraint: ...
 
+@disjoint_base
 class sos:
     name: Any
     def __init__(self, indices: list[var], weights: list[float], type: int = 1, name: Any = "") -> None: ...
@@ -131,6 +136,7 @@ class attribute:
     def __getattr__(self, name: str, /) -> Any: ...
     def copy(self) -> attribute: ...
 
+@disjoint_base
 class problem:
     @property
     def controls(self) -> control: ...
