@@ -21,7 +21,7 @@ _T = TypeVar("_T")
 # a model need not test for it.
 @type_check_only
 class _Arithmetic:
-    def __array_ufunc__(self, ufunc: np.ufunc, method: str, /, *inputs: Any, **kwargs: Any) -> Any: ...
+    __array_ufunc__: ClassVar[None]
     @overload
     def __add__(self, other: _Operand, /) -> _Scalar: ...
     @overload
