@@ -60,6 +60,7 @@ def reference_growth():
         for _ in range(calls):
             function()
         gc.collect()
-        return [sys.getrefcount(o) - b for o, b in zip(objects, before)]
+        after = [sys.getrefcount(o) for o in objects]
+        return [a - b for a, b in zip(after, before)]
 
     return growth

@@ -45,18 +45,23 @@ PyObject* interpret(Op op, PyObject* a, PyObject* b) {
   }
 }
 
-// -b; integers and booleans as doubles, since their negation would wrap around or fail.
-Ref negated(PyObject* b) {
-  Ref values = Ref::borrow(b);
+// An array of real numbers as doubles, anything else as it is: integers would wrap around when negated, and short
+// floats lose digits when inverted.
+Ref asDoubles(PyObject* b) {
   auto* array = reinterpret_cast<PyArrayObject*>(b);
-  if (PyArray_Check(b) && (PyArray_ISINTEGER(array) || PyArray_ISBOOL(array)))
-    values = Ref::steal(PyArray_CastToType(array, PyArray_DescrFromType(NPY_DOUBLE), 0));
+  const bool real = PyArray_Check(b) && (PyArray_ISINTEGER(array) || PyArray_ISBOOL(array) || PyArray_ISFLOAT(array));
+  if (!real || PyArray_TYPE(array) == NPY_LONGDOUBLE) return Ref::borrow(b);
+  return Ref::steal(PyArray_CastToType(array, PyArray_DescrFromType(NPY_DOUBLE), 0));
+}
+
+Ref negated(PyObject* b) {
+  Ref values = asDoubles(b);
   return Ref::steal(values ? PyNumber_Negative(values.get()) : nullptr);
 }
 
 Ref inverse(PyObject* b) {
-  Ref one = Ref::steal(PyFloat_FromDouble(1.0));
-  return Ref::steal(one ? PyNumber_TrueDivide(one.get(), b) : nullptr);
+  Ref values = asDoubles(b), one = Ref::steal(PyFloat_FromDouble(1.0));
+  return Ref::steal(values && one ? PyNumber_TrueDivide(one.get(), values.get()) : nullptr);
 }
 
 }  // namespace
