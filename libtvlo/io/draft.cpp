@@ -1,0 +1,126 @@
+#include "io/draft.h"
+
+namespace tvlo {
+
+namespace {
+
+std::string_view validName(std::string_view name, std::string& storage) {
+  if (isUtf8(name)) return name;
+  return storage = latin1ToUtf8(name);
+}
+
+void setNames(Names& names, const std::vector<std::string_view>& given) {
+  std::string storage;
+  for (size_t line = 0; line < given.size(); ++line) names.set(static_cast<int>(line), validName(given[line], storage));
+}
+
+}  // namespace
+
+int Draft::addColumn(std::string_view columnName) {
+  const int column = columns.findOrAdd(columnName);
+  if (column == static_cast<int>(obj.size())) {
+    obj.push_back(0);
+    lb.push_back(0);
+    ub.push_back(TVLO_INFINITY);
+    limit.push_back(-TVLO_INFINITY);
+    traits.emplace_back();
+  }
+  return column;
+}
+
+void Draft::addRow(std::string_view named, char type, double right, double width) {
+  rowName.push_back(named);
+  rowType += type;
+  rhs.push_back(right);
+  range.push_back(width);
+}
+
+void Draft::setSemi(int column, int64_t line) {
+  traits[column].semi = true;
+  semiLine.resize(obj.size());
+  semiLine[column] = line;
+}
+
+void Draft::settle(const FileText& file) {
+  columnType.assign(obj.size(), 'C');
+  for (size_t j = 0; j < obj.size(); ++j) {
+    const ColumnTraits& t = traits[j];
+    char& type = columnType[j];
+    if (t.semi) {
+      type = t.integer || t.binary ? 'R' : 'S';
+      if (!t.lowerGiven) continue;
+      if (lb[j] < 0) {
+        file.fail(semiLine[j], "the semi-continuous column " + quoted(columns.name(static_cast<int>(j))) +
+                                   " has a negative lower bound");
+      }
+      limit[j] = lb[j];
+      lb[j] = 0;
+    } else if (t.partial) {
+      type = 'P';
+    } else if (t.binary) {
+      type = lb[j] >= 0 && ub[j] <= 1 ? 'B' : 'I';
+    } else if (t.integer) {
+      type = 'I';
+    }
+  }
+}
+
+void Draft::moveTo(Model& model) {
+  Model fresh;
+  const auto coefs = static_cast<int64_t>(index.size());
+  RowBatch rowBatch;
+  rowBatch.count = static_cast<int>(rowType.size());
+  rowBatch.type = rowType.data();
+  rowBatch.rhs = rhs.data();
+  rowBatch.range = range.data();
+  ColumnBatch columnBatch;
+  columnBatch.count = columns.size();
+  columnBatch.obj = obj.data();
+  columnBatch.lb = lb.data();
+  columnBatch.ub = ub.data();
+  if (byColumns) {
+    columnBatch.ncoefs = coefs;
+    columnBatch.start = start.data();
+    columnBatch.row = index.data();
+    columnBatch.coef = value.data();
+    fresh.addRows(rowBatch);
+    fresh.addColumns(columnBatch);
+  } else {
+    rowBatch.ncoefs = coefs;
+    rowBatch.start = start.data();
+    rowBatch.col = index.data();
+    rowBatch.coef = value.data();
+    fresh.addColumns(columnBatch);
+    fresh.addRows(rowBatch);
+  }
+
+  std::vector<int> special;
+  std::string types;
+  std::vector<int> limited;
+  std::vector<double> limits;
+  for (int j = 0; j < columns.size(); ++j) {
+    if (columnType[j] != 'C') {
+      special.push_back(j);
+      types += columnType[j];
+    }
+    if (limit[j] > -TVLO_INFINITY) {
+      limited.push_back(j);
+      limits.push_back(limit[j]);
+    }
+  }
+  fresh.setColumnTypes(static_cast<int>(special.size()), special.data(), types.data());
+  if (!limited.empty()) fresh.setLimits(static_cast<int>(limited.size()), limited.data(), limits.data());
+
+  const int objective = -1;
+  const double minusConstant = -constant;
+  fresh.setObjective(1, &objective, &minusConstant);
+  fresh.setSense(sense);
+  std::string storage;
+  fresh.setName(validName(name, storage));
+  fresh.setObjectiveName(validName(objectiveName, storage));
+  setNames(fresh.rowNames(), rowName);
+  setNames(fresh.columnNames(), columns.names());
+  model = std::move(fresh);
+}
+
+}  // namespace tvlo

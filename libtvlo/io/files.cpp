@@ -1,0 +1,109 @@
+#include "io/files.h"
+
+#include "io/lp_lexer.h"
+#include "io/lp_reader.h"
+#include "io/lp_writer.h"
+#include "io/mps_reader.h"
+#include "io/mps_writer.h"
+#include "io/write_checks.h"
+
+namespace tvlo {
+
+namespace {
+
+enum class Format { unknown, lp, fixedMps, freeMps, anyMps };
+
+struct Flags {
+  Format format = Format::unknown;
+  bool gzip = false;
+};
+
+// The letter g concerns the nonlinear component, which passes its flags on.
+Flags parseFlags(const std::string& flags, bool writing) {
+  Flags parsed;
+  for (const char flag : flags) {
+    Format format = Format::unknown;
+    switch (flag) {
+      case 'l':
+        format = Format::lp;
+        break;
+      case 'f':
+        format = Format::fixedMps;
+        break;
+      case 'x':
+        format = Format::freeMps;
+        break;
+      case 'z':
+        parsed.gzip = true;
+        break;
+      case 'g':
+      case ' ':
+        break;
+      default:
+        throw Error(TVLO_ERR_ARGUMENT,
+                    "Unknown flag " + quoted({&flag, 1}) + " of " + (writing ? "writing" : "reading") + " a problem");
+    }
+    if (format == Format::unknown) continue;
+    if (parsed.format != Format::unknown && parsed.format != format) {
+      throw Error(TVLO_ERR_ARGUMENT, "The flags " + quoted(flags) + " name more than one file format");
+    }
+    parsed.format = format;
+  }
+  return parsed;
+}
+
+Format formatOfName(const std::string& filename) {
+  std::string name = lowerCase(filename);
+  if (name.ends_with(".gz")) name.resize(name.size() - 3);
+  if (name.ends_with(".lp")) return Format::lp;
+  if (name.ends_with(".mps") || name.ends_with(".qps")) return Format::anyMps;
+  return Format::unknown;
+}
+
+// By the first word: LP files start with a sense, or with a comment that no MPS file has.
+Format formatOfContent(const FileText& file) {
+  LpLexer lexer(file.text);
+  return lexer.next().kind == LpKind::section ? Format::lp : Format::anyMps;
+}
+
+Draft readDraft(const FileText& file, Format format) {
+  switch (format) {
+    case Format::lp:
+      return readLp(file);
+    case Format::freeMps:
+      return readMps(file, MpsForm::free);
+    case Format::fixedMps:
+      return readMps(file, MpsForm::fixed);
+    default:
+      return readMps(file);
+  }
+}
+
+}  // namespace
+
+void readProblem(Model& model, const std::string& filename, const std::string& flags) {
+  model.clear();
+  Format format = parseFlags(flags, false).format;
+  const FileText file = readFileText(filename);
+  if (format == Format::unknown) format = formatOfName(filename);
+  if (format == Format::unknown) format = formatOfContent(file);
+  readDraft(file, format).moveTo(model);
+}
+
+void writeProblem(const Model& model, const std::string& filename, const std::string& flags) {
+  const Flags parsed = parseFlags(flags, true);
+  Format format = parsed.format;
+  if (format == Format::unknown) format = formatOfName(filename);
+  format == Format::lp ? requireLpWritable(model) : requireWritable(model);
+  OutputFile out(filename, parsed.gzip || lowerCase(filename).ends_with(".gz"));
+  if (format == Format::lp) {
+    writeLp(model, out);
+  } else if (format == Format::fixedMps) {
+    writeMps(model, MpsForm::fixed, out);
+  } else {
+    writeMps(model, format == Format::freeMps ? MpsForm::free : defaultMpsForm(model), out);
+  }
+  out.commit();
+}
+
+}  // namespace tvlo
