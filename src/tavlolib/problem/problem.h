@@ -21,7 +21,10 @@ struct problem_s {
   int32_t objAuxCol, objAuxRow;
   int32_t outputEnabled;
   problem_s *prevProblem, *nextProblem;  // chain of live problems
-  PyObject* link;  // shared with the control and attribute objects, which may outlive the problem; may be null
+  PyObject* link;    // shared with the control and attribute objects, which may outlive the problem; may be null
+  PyObject* module;  // keeps the module alive
+  unsigned long solvingThread;  // the thread that runs a solve of this problem; 0 while none does
+  int32_t releaseAfterSolve;    // its resources are to go when that solve returns
 };
 
 struct control_s {               // of the types control and attribute
@@ -32,6 +35,7 @@ struct control_s {               // of the types control and attribute
 namespace tavlo {
 
 // lifecycle.cpp
+// 0 when the solver handles are there and no other thread is solving the problem; else -1 with an exception.
 int checkProblemIsInitialized(problem_s* p);
 void problem_freeresources(problem_s* p);
 int problem_applyDefaultControls(problem_s* p);
@@ -48,7 +52,7 @@ PyObject* normalisedName(PyObject* name);
 int getParType(int kind, int flags, int code, const char* name, int* outIsControl, int* outType);
 extern PyMethodDef kControlMethods[];  // getControl, setControl, getAttrib; ends with an empty entry
 
-// walker.cpp
+// walker.cpp: nested lists, tuples, dictionaries, iterators and arrays
 using LeafFn = PyObject* (*)(problem_s* p, PyObject* leaf, void* data);  // non-null marker (not owned) or null
 PyObject* forEachLeaf(problem_s* p, PyObject* obj, LeafFn fn, void* data, int depth);
 inline constexpr int kWalkDepth = 32;
@@ -62,14 +66,16 @@ enum LeafType {
 };
 int leafType(PyObject* leaf);
 
-// registry: rows.cpp, columns.cpp, deletion.cpp, queries.cpp
+// index.cpp
 enum EntityKind { kRow = 0, kColumn = 1, kSet = 2, kColumnOrRow = 11 };
 int ObjInt2int(PyObject* obj, problem_s* p, int* index, int kind);
+
+// columns.cpp, rows.cpp: args is a tuple of objects and aggregates
 PyObject* problem_addVariable(problem_s* p, PyObject* args);
 PyObject* problem_addConstraint(problem_s* p, PyObject* args);
 
 // objective.cpp
-PyObject* problem_setObjective(problem_s* p, PyObject* args, PyObject* kwargs);
+int setObjectiveTo(problem_s* p, PyObject* objective, int sense);  // 0, or -1 with an exception
 int check_nl_unconstruct(problem_s* p);
 
 }  // namespace tavlo
