@@ -9,7 +9,8 @@
 
 namespace tvlo {
 
-class Error : public std::runtime_error {
+// Engines throw it too: its type must be the same one in every shared object.
+class __attribute__((visibility("default"))) Error : public std::runtime_error {
  public:
   Error(int code, const std::string& text) : std::runtime_error(text), code_(code) {}
   int code() const { return code_; }

@@ -101,6 +101,8 @@ class Model {
   const std::vector<double>& upper() const { return ub_; }
   const std::vector<char>& columnTypes() const { return colType_; }
   double limit(int column) const;  // of S, R and P columns; -TVLO_INFINITY where there is none
+  // An S or R column is 0 or from this to its upper bound: its limit, or its lower bound where it has none.
+  double semiLower(int column) const { return limit(column) > -TVLO_INFINITY ? limit(column) : lb_[column]; }
   const std::vector<char>& rowTypes() const { return rowType_; }
   const std::vector<double>& rhs() const { return rhs_; }
   const std::vector<double>& ranges() const { return range_; }

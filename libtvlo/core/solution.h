@@ -33,6 +33,7 @@ enum class Stop {
 struct Basis {
   std::vector<int> row, column;  // 0 at lower, 1 basic, 2 at upper, 3 nonbasic free; empty: none
   bool empty() const { return row.empty() && column.empty(); }
+  bool operator==(const Basis&) const = default;
 };
 
 struct PointValues {

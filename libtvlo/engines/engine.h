@@ -1,15 +1,12 @@
 // The interface of an engine. An engine is a shared object of its own, libtvlo_<name>_engine.so beside
 // libtvlo.so, that exports one C function, tvlo_engine, returning its table. It is opened when a solve first
 // needs it (engines/loader.h) and never closed. The engine sees the model store through this interface only and
-// shares no C++ object with libtvlo other than the ones passed here; both are built by one compiler run.
+// shares no C++ object with libtvlo other than the ones passed here; both are built by one compiler run. It has
+// the code of core/ that it uses in itself, and no global state of libtvlo: what it needs comes with the request.
 #pragma once
 
-#include <cstdint>
 #include <functional>
-#include <memory>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "core/controls.h"
 #include "core/model.h"
@@ -21,14 +18,15 @@ namespace tvlo {
 enum class Method { automatic, primalSimplex, dualSimplex, barrier, barrierWithoutCrossover, firstOrder };
 
 struct SolveRequest {
-  bool mip = false;                        // tree search; false: the continuous relaxation
-  bool cold = false;                       // forget what the engine remembers of earlier solves
+  bool mip = false;              // tree search; false: the continuous relaxation
+  bool cold = false;             // forget what the engine remembers of earlier solves
+  bool withoutPresolve = false;  // whatever control `presolve` says
   Method method = Method::automatic;
-  double secondsLeft = TVLO_INFINITY;      // of the solve's time limit
+  double secondsLeft = TVLO_INFINITY;  // of the solve's time limit
   const ControlValues* controls = nullptr;
-  const Basis* start = nullptr;            // basis to start from, or null
+  const Basis* start = nullptr;               // basis that an LP solve starts from; null: from none
   std::function<void(std::string_view)> log;  // one line, without its newline; empty: no log wanted
-  std::function<int()> interrupted;        // nonzero: stop, with this reason; polled from the solving thread
+  std::function<int()> interrupted;           // nonzero: stop, with this reason; polled from the solving thread
 };
 
 // One engine's copy of one problem.
@@ -36,8 +34,11 @@ class EngineSession {
  public:
   virtual ~EngineSession() = default;
   // Brings the engine's copy in step with the model (by model.changes(), which the caller then marks as
-  // synchronised) and solves. Fills `result`: status, point, duals, basis, counts; signs as in tvlo.h.
-  // Throws Error when the engine fails; the session is then discarded.
+  // synchronised) and solves. Fills `result`, which comes empty: of the LP lpStatus, lp and basis, of a tree
+  // search mipStatus, mip and bestBound; stop and the counts; signs as in tvlo.h. It leaves slacks, objective
+  // values and the check of its point to the caller, and gives points that it does not call feasible too, such
+  // as that of an interrupted LP. A solve that ends for no reason that a Stop names is `unfinished` or
+  // `noSolution` without a stop. Throws Error when the engine fails; the session is then discarded.
   virtual void solve(const Model& model, const SolveRequest& request, Solution& result) = 0;
 };
 

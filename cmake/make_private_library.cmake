@@ -1,0 +1,46 @@
+# cmake -DSOURCE= -DCOPY= -DPATCHELF= -DSTRIP= -DNM= -P make_private_library.cmake: see TavloEngineLibrary.cmake.
+# The copy appears under its name only when it is finished.
+cmake_minimum_required(VERSION 3.24)
+get_filename_component(name ${COPY} NAME)
+set(work ${COPY}.unfinished)
+set(map ${COPY}.renamed)
+
+function(run)
+  execute_process(COMMAND ${ARGV} RESULT_VARIABLE failed OUTPUT_VARIABLE output ERROR_VARIABLE errors)
+  if(failed)
+    file(REMOVE ${work} ${map})
+    string(JOIN " " command ${ARGV})
+    message(FATAL_ERROR "${command}\nfailed: ${failed}\n${output}${errors}")
+  endif()
+  set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+# Names that the library exports, one a list entry.
+function(exported library result)
+  run(${NM} -D --defined-only --format=posix ${library})
+  string(REGEX REPLACE "[@ ][^\n]*\n?" ";" names "${output}")
+  list(FILTER names EXCLUDE REGEX "^(_init|_fini|_edata|_end|__bss_start|)$")
+  list(REMOVE_DUPLICATES names)
+  set(${result} "${names}" PARENT_SCOPE)
+endfunction()
+
+get_filename_component(folder ${COPY} DIRECTORY)
+file(MAKE_DIRECTORY ${folder})
+file(COPY_FILE ${SOURCE} ${work})
+file(CHMOD ${work} PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+run(${STRIP} --strip-unneeded ${work})
+run(${PATCHELF} --page-size 4096 --set-soname ${name} --force-rpath --set-rpath $ORIGIN ${work})
+
+exported(${work} names)
+list(TRANSFORM names REPLACE "^(.+)$" "\\1 tvlo_\\1" OUTPUT_VARIABLE lines)
+list(JOIN lines "\n" text)
+file(WRITE ${map} "${text}\n")
+run(${PATCHELF} --page-size 4096 --rename-dynamic-symbols ${map} ${work})
+
+exported(${work} names)
+list(FILTER names EXCLUDE REGEX "^tvlo_")
+if(names)
+  message(FATAL_ERROR "${name} would still export ${names}")
+endif()
+file(REMOVE ${map})
+file(RENAME ${work} ${COPY})

@@ -1,0 +1,102 @@
+// A problem in HiGHS: an instance, the model that it holds, and what its last run left. Synchronisation, basis
+// and solving each have a source file. One thread at a time.
+#pragma once
+
+#include <chrono>
+#include <exception>
+#include <memory>
+#include <string>
+
+#include "engines/highs/columns.h"
+#include "engines/highs/options.h"
+
+namespace tvlo::highs {
+
+class Session final : public EngineSession {
+ public:
+  Session();
+  ~Session() override;
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+  void solve(const Model& model, const SolveRequest& request, Solution& result) override;
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  // What is true while solve() runs; HiGHS's callbacks read it.
+  struct Solve {
+    const Model& model;
+    const SolveRequest& request;
+    Solution& result;
+    Clock::time_point deadline;
+    bool limited;            // whether there is a deadline
+    bool retired = false;    // lines that are to be deleted were made ready for it
+    Stop stop = Stop::none;  // why a callback stopped the run
+    int improvements = 0;
+    std::string line{};            // of the log, not complete yet
+    std::exception_ptr failure{};  // thrown in a callback
+  };
+
+  // synchronise.cpp: whether anything went over
+  bool synchronise(const Model& model, const SolveRequest& request);
+  void pass(const Model& model, Semi semi, double cap);
+  void follow(const Model& model);
+  void deleteLines(const Changes& changes);
+  void changeLines(const Model& model);
+  void addColumns(const Model& model, int first);
+  void addRows(const Model& model, int first);
+
+  // basis.cpp
+  void retire(const Changes& changes);
+  bool inherited(const Model& model, const Basis& start) const;
+  void place(const Model& model, const SolveRequest& request);
+  Basis basis() const;
+
+  // session.cpp
+  HighsInt run();
+  void forget();  // the last solution and basis
+  HighsInt settleCaps(HighsInt status);
+  HighsInt settleUnbounded(HighsInt status);
+  Stop stopOf(HighsInt status) const;
+  void extractLp();
+  void extractMip();
+  void readPoint(PointValues& point, bool duals) const;
+  int integer(const char* info) const;
+  double real(const char* info) const;
+
+  // events.cpp
+  void listen();
+  void output(bool on);
+  static void onEvent(int type, const char* message, const HighsCallbackDataOut* out, HighsCallbackDataIn* in,
+                      void* self) noexcept;
+  void logText(const char* text);
+  void flushLog();
+  bool mustStop();
+
+  struct Destroy {
+    void operator()(void* highs) const { Highs_destroy(highs); }
+  };
+  const std::unique_ptr<void, Destroy> owner_;
+  void* const highs_;
+  Options options_;
+  bool output_ = true;
+  Solve* now_ = nullptr;
+
+  // The model that the instance holds.
+  bool held_ = false;
+  bool hasSemi_ = false;
+  Semi semi_ = Semi::relaxed;
+  double cap_ = 0;
+  std::vector<double> factors_;  // of columns; empty: all 1
+  std::vector<int> capped_;      // columns
+
+  bool discrete_ = false;  // it is a MIP to HiGHS
+
+  bool basisKnown_ = false;  // HiGHS has a basis, which the last run or place() left
+  bool ended_ = false;       // the last solve ended for good with `status_`, and nothing has changed since
+  HighsInt status_ = kHighsModelStatusNotset;
+  int improvements_ = 0;
+  Basis last_;  // that the last LP solve reported, in the numbering of that time
+};
+
+}  // namespace tvlo::highs

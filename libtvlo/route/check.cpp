@@ -1,0 +1,184 @@
+#include "route/check.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace tvlo {
+
+namespace {
+
+constexpr double kWhole = std::numeric_limits<double>::infinity();
+
+// Neumaier's sum: the rounding error of a term is kept apart.
+class Sum {
+ public:
+  explicit Sum(double first = 0) : sum_(first) {}
+  void add(double term) {
+    const double next = sum_ + term;
+    rest_ += std::abs(sum_) >= std::abs(term) ? (sum_ - next) + term : (term - next) + sum_;
+    sum_ = next;
+  }
+  double value() const { return sum_ + rest_; }
+
+ private:
+  double sum_;
+  double rest_ = 0;
+};
+
+double size(double bound) { return std::abs(bound) < TVLO_INFINITY ? std::max(1.0, std::abs(bound)) : 1.0; }
+
+void raise(Violation& worst, double by, double scale) {
+  if (std::isnan(by)) by = kWhole;
+  worst.absolute = std::max(worst.absolute, by);
+  worst.relative = std::max(worst.relative, by / scale);
+}
+
+void raiseOutside(Violation& worst, double value, Bounds bounds, double scale = 1) {
+  if (bounds.lower > -TVLO_INFINITY) raise(worst, bounds.lower - value, std::max(scale, size(bounds.lower)));
+  if (bounds.upper < TVLO_INFINITY) raise(worst, value - bounds.upper, std::max(scale, size(bounds.upper)));
+  if (std::isnan(value)) raise(worst, value, 1);
+}
+
+Bounds relaxedBounds(const Model& model, int column) {
+  const char type = model.columnTypes()[column];
+  const double upper = model.upper()[column];
+  if (type != 'S' && type != 'R') return {model.lower()[column], upper};
+  const double lower = model.semiLower(column);
+  if (lower > upper) return {0, 0};
+  return {std::min(lower, 0.0), std::max(upper, 0.0)};
+}
+
+void raiseColumn(Violation& worst, const Model& model, int column, double x, bool integrality) {
+  const char type = model.columnTypes()[column];
+  if (!integrality || type == 'C') {
+    raiseOutside(worst, x, relaxedBounds(model, column));
+    return;
+  }
+  if (type == 'S' || type == 'R') {
+    const Violation zero{std::abs(x), std::abs(x)};
+    Violation positive;
+    raiseOutside(positive, x, {model.semiLower(column), model.upper()[column]});
+    const bool atZero = zero.relative <= positive.relative || model.semiLower(column) > model.upper()[column];
+    raise(worst, atZero ? zero.absolute : positive.absolute, 1);
+    if (!atZero) worst.relative = std::max(worst.relative, positive.relative);
+  } else {
+    raiseOutside(worst, x, {model.lower()[column], model.upper()[column]});
+  }
+  const bool wholeAbove = type == 'P' && x >= model.limit(column);
+  if (type != 'S' && !wholeAbove) raise(worst, std::abs(x - std::round(x)), 1);
+}
+
+struct Activity {
+  double value;
+  double largest;  // |a_ij x_j|
+};
+
+Activity activityOf(const Model& model, int row, const std::vector<double>& x) {
+  const SparseMatrix& matrix = model.byRows();
+  Sum sum;
+  double largest = 0;
+  for (int64_t k = matrix.start[row]; k < matrix.start[row + 1]; ++k) {
+    const double term = matrix.value[k] * x[matrix.index[k]];
+    sum.add(term);
+    largest = std::max(largest, std::abs(term));
+  }
+  return {sum.value(), largest};
+}
+
+// One reduced cost or dual `d` (as in minimisation) of something whose value should be at the bound that the sign
+// of `d` asks for.
+void checkPair(DualCheck& check, Sum& lost, double d, double value, Bounds bounds, double scale, double dualScale,
+               double tolerance) {
+  const double bound = d > 0 ? bounds.lower : bounds.upper;
+  const double size = std::abs(d);
+  const bool finite = std::abs(bound) < TVLO_INFINITY;
+  const double distance = finite ? std::abs(value - bound) : kWhole;
+  check.violation = std::max(check.violation, std::min(size, distance));
+  if (!(size > tolerance)) {
+    if (std::isnan(d)) check.infeasibility = kWhole;
+    return;
+  }
+  if (!finite) {
+    check.infeasibility = std::max(check.infeasibility, size / dualScale);
+  } else {
+    const double allowed = tolerance * std::max({1.0, std::abs(bound), scale});
+    if (!(distance <= allowed)) lost.add(size * (distance - allowed));
+  }
+}
+
+}  // namespace
+
+double activity(const Model& model, int row, const std::vector<double>& x) { return activityOf(model, row, x).value; }
+
+double objectiveValue(const Model& model, const std::vector<double>& x) {
+  Sum sum(model.constant());
+  for (int j = 0; j < model.columns(); ++j) sum.add(model.objective()[j] * x[j]);
+  return sum.value();
+}
+
+Violation primalViolation(const Model& model, const std::vector<double>& x, bool integrality) {
+  Violation worst;
+  if (static_cast<int>(x.size()) != model.columns()) return {kWhole, kWhole};
+  for (int j = 0; j < model.columns(); ++j) raiseColumn(worst, model, j, x[j], integrality);
+  for (int i = 0; i < model.rows(); ++i) {
+    if (model.rowTypes()[i] == 'N') continue;
+    const auto [value, largest] = activityOf(model, i, x);
+    raiseOutside(worst, value, model.rowBounds(i), largest);
+  }
+  return worst;
+}
+
+DualCheck checkDuals(const Model& model, const std::vector<double>& x, const std::vector<double>& dual,
+                     const std::vector<double>& redcost, double tolerance) {
+  const auto n = static_cast<size_t>(model.columns());
+  const auto m = static_cast<size_t>(model.rows());
+  if (x.size() != n || redcost.size() != n || dual.size() != m) return {kWhole, kWhole, kWhole, kWhole};
+  const SparseMatrix& matrix = model.byRows();
+  const double sign = model.sense();
+  DualCheck check;
+  Sum lost;
+  double dualScale = 1;
+  for (const double cost : model.objective()) dualScale = std::max(dualScale, std::abs(cost));
+
+  std::vector<double> reduced(model.objective());  // by definition
+  std::vector<double> largest(n, 1.0);             // term of each
+  for (size_t j = 0; j < n; ++j) largest[j] = std::max(1.0, std::abs(reduced[j]));
+  for (int i = 0; i < model.rows(); ++i) {
+    Sum sum;
+    double largestTerm = 0;
+    for (int64_t k = matrix.start[i]; k < matrix.start[i + 1]; ++k) {
+      const int j = matrix.index[k];
+      const double term = matrix.value[k] * x[j];
+      sum.add(term);
+      largestTerm = std::max(largestTerm, std::abs(term));
+      const double part = dual[i] * matrix.value[k];
+      reduced[j] -= part;
+      largest[j] = std::max(largest[j], std::abs(part));
+    }
+    checkPair(check, lost, sign * dual[i], sum.value(), model.rowBounds(i), largestTerm, dualScale, tolerance);
+  }
+  for (size_t j = 0; j < n; ++j) {
+    const double residual = std::abs(reduced[j] - redcost[j]) / largest[j];
+    check.residual = std::isnan(residual) ? kWhole : std::max(check.residual, residual);
+    checkPair(check, lost, sign * redcost[j], x[j], relaxedBounds(model, static_cast<int>(j)), 1, dualScale, tolerance);
+  }
+  const double gap = lost.value() / std::max(1.0, std::abs(objectiveValue(model, x)));
+  check.gap = std::isnan(gap) ? kWhole : gap;
+  return check;
+}
+
+double dualViolation(const Model& model, const std::vector<double>& dual, const std::vector<double>& redcost,
+                     const std::vector<double>& x) {
+  // Recomputed reduced costs, so that an error in those given shows as well.
+  std::vector<double> reduced(model.objective());
+  const SparseMatrix& matrix = model.byRows();
+  for (int i = 0; i < model.rows() && i < static_cast<int>(dual.size()); ++i) {
+    for (int64_t k = matrix.start[i]; k < matrix.start[i + 1]; ++k)
+      reduced[matrix.index[k]] -= dual[i] * matrix.value[k];
+  }
+  const DualCheck given = checkDuals(model, x, dual, redcost, 0);
+  return std::max(given.violation, checkDuals(model, x, dual, reduced, 0).violation);
+}
+
+}  // namespace tvlo

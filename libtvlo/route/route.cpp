@@ -1,0 +1,90 @@
+#include "route/route.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "core/error.h"
+
+namespace tvlo {
+
+namespace {
+
+struct FlagRow {
+  char letter;
+  Method method;
+};
+constexpr FlagRow kMethodFlags[] = {
+    {'p', Method::primalSimplex},           {'d', Method::dualSimplex}, {'b', Method::barrier},
+    {'c', Method::barrierWithoutCrossover}, {'f', Method::firstOrder},
+};
+
+Method defaultMethod(const ControlValues& controls) {
+  switch (controls.getInt(control::defaultalg)) {
+    case 2:
+      return Method::dualSimplex;
+    case 3:
+      return Method::primalSimplex;
+    case 4:
+      return Method::barrier;
+    case 5:
+      return Method::firstOrder;
+    default:
+      return Method::automatic;
+  }
+}
+
+// The table. Rows of one class are tried from above; automatic stands for the method that was asked for.
+enum class Class { lp, mip };
+struct Row {
+  Class of;
+  Attempt attempt;
+};
+constexpr Row kRoutes[] = {
+    {Class::lp, {"highs", Method::automatic, false, false}},  {Class::lp, {"highs", Method::automatic, true, false}},
+    {Class::lp, {"highs", Method::dualSimplex, true, true}},  {Class::lp, {"highs", Method::barrier, true, false}},
+    {Class::mip, {"highs", Method::automatic, false, false}}, {Class::mip, {"highs", Method::automatic, true, true}},
+};
+
+}  // namespace
+
+Flags parseFlags(const char* flags, const ControlValues& controls) {
+  Flags result;
+  std::optional<FlagRow> chosen;
+  for (const char* at = flags == nullptr ? "" : flags; *at != '\0'; ++at) {
+    if (*at == 'l') {
+      result.relaxation = true;
+      continue;
+    }
+    const auto* const row = std::find_if(std::begin(kMethodFlags), std::end(kMethodFlags),
+                                         [&](const FlagRow& r) { return r.letter == *at; });
+    if (row == std::end(kMethodFlags)) badArgument("There is no flag '%c' (%d)", *at >= ' ' ? *at : '?', *at);
+    if (chosen && chosen->letter != *at) {
+      badArgument("The flags '%c' and '%c' name two algorithms", chosen->letter, *at);
+    }
+    chosen = *row;
+  }
+  result.method = chosen ? chosen->method : defaultMethod(controls);
+  if (result.method == Method::barrier && controls.getInt(control::crossover) == 0) {
+    result.method = Method::barrierWithoutCrossover;
+  }
+  return result;
+}
+
+std::vector<Attempt> routeOf(const Model& model, bool mip, Method method) {
+  if (!model.quadraticObjective().empty() || !model.quadraticRows().empty()) {
+    throw Error(TVLO_ERR_UNSUPPORTED, "Quadratic problems are not supported yet");
+  }
+  const auto& types = model.columnTypes();
+  if (mip && std::find(types.begin(), types.end(), 'P') != types.end()) {
+    throw Error(TVLO_ERR_UNSUPPORTED, "Partially integer columns are not supported yet");
+  }
+  std::vector<Attempt> attempts;
+  for (const Row& row : kRoutes) {
+    if (row.of != (mip ? Class::mip : Class::lp)) continue;
+    attempts.push_back(row.attempt);
+    if (row.attempt.method == Method::automatic) attempts.back().method = method;
+  }
+  return attempts;
+}
+
+}  // namespace tvlo

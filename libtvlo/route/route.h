@@ -1,0 +1,31 @@
+// Which engine and method solve a problem: decided from its class and content and from the flags of the call.
+#pragma once
+
+#include <vector>
+
+#include "core/controls.h"
+#include "core/model.h"
+#include "engines/engine.h"
+
+namespace tvlo {
+
+struct Flags {
+  Method method = Method::automatic;  // the flags' or, where they name none, that of control `defaultalg`
+  bool relaxation = false;            // the continuous relaxation only
+};
+// Throws Error for letters that there are not and for two that contradict each other.
+Flags parseFlags(const char* flags, const ControlValues& controls);
+
+// What to try in turn: the next one when the answer of the last one fails its check or the engine fails.
+struct Attempt {
+  const char* engine;
+  Method method;
+  bool cold;
+  bool withoutPresolve;
+};
+
+// `mip`: a tree search; else the continuous relaxation. Throws Error with TVLO_ERR_UNSUPPORTED when no engine at
+// hand solves what the model contains.
+std::vector<Attempt> routeOf(const Model& model, bool mip, Method method);
+
+}  // namespace tvlo
