@@ -187,10 +187,11 @@ void LpReader::readConstraint() {
   const bool turned = left.content && !left.terms;
   Side right = readSide(Place::right, turned ? 1 : -1, turned);
   if (!right.content) unexpected("a right-hand side");
-  if (!turned) right.constant = -right.constant;
+  if (!turned) right.constant = 0 - right.constant;  // no -0
 
-  if (!left.content) {
-    if (right.terms) file_.fail(line, "the left-hand side of the row is missing");
+  // "name: >= 2" is the other end of the row of that name, or a row without columns where there is none.
+  if (!left.content && right.terms) file_.fail(line, "the left-hand side of the row is missing");
+  if (!left.content && rows_.find(name) >= 0) {
     draft_.start.pop_back();
     changeEnd(name, line, relation, right.constant);
     return;
@@ -271,9 +272,7 @@ void LpReader::setRow(int row, int64_t line, double lower, double upper) {
 }
 
 void LpReader::changeEnd(std::string_view name, int64_t line, char relation, double value) {
-  const int known = rows_.find(name);
-  if (known < 0) file_.fail(line, "there is no row " + quoted(name) + " whose other end this could be");
-  const int row = named_[known];
+  const int row = named_[rows_.find(name)];
   const double infinity = std::numeric_limits<double>::infinity();
   const char type = draft_.rowType[row];
   const double rhs = draft_.rhs[row];

@@ -2,7 +2,8 @@
 // - Columns come in the order in which the file first names them. A lower bound that the file does not give is 0,
 //   also where the upper one is negative.
 // - Both sides of a row may hold columns and constants; a column that comes twice counts with the sum. A row whose
-//   right-hand side is infinite is free (type N). "name: >= 2" sets the other end of a row that has that name.
+//   right-hand side is infinite is free (type N). "name: >= 2" sets the other end of the row that has that name; where
+//   there is none yet, it is a row without columns.
 // - The right-hand side goes on in the next line where the line ends with an operator, or where the next one starts
 //   with a sign and holds no relation of its own.
 // - Integer columns are [0, infinity) by default; binary ones are cut to [0, 1]; the lower bound of a semi-continuous
