@@ -1,6 +1,7 @@
 #include "io/lp_reader.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 
 #include "io/lp_lexer.h"
@@ -52,6 +53,16 @@ class LpReader {
 };
 
 char flipped(char relation) { return relation == '<' ? '>' : relation == '>' ? '<' : '='; }
+
+// The store keeps the upper end and the width: of the widths that give the lower end back, a short one, so that
+// 12.8 and 16 are 3.2 apart and not 3.1999999999999993.
+double neatDifference(double upper, double lower) {
+  char digits[32];
+  double neat = upper - lower;
+  const auto end = std::to_chars(digits, digits + sizeof digits, neat, std::chars_format::general, 15).ptr;
+  std::from_chars(digits, end, neat);
+  return upper - neat == lower ? neat : upper - lower;
+}
 
 Draft LpReader::read() {
   if (token_.kind != LpKind::section) unexpected("Minimize or Maximize");
@@ -198,15 +209,16 @@ void LpReader::readConstraint() {
   }
   const double infinity = std::numeric_limits<double>::infinity();
   double value = right.constant - left.constant;
-  if (turned && right.terms) {
+  const bool twice = token_.kind == LpKind::relation;
+  if (turned && (right.terms || twice)) {
     relation = flipped(relation);
     value = left.constant - right.constant;
   }
   double lower = relation == '<' ? -infinity : value;
   double upper = relation == '>' ? infinity : value;
-  if (token_.kind == LpKind::relation) {
+  if (twice) {
     const char second = token_.relation;
-    if (!turned || !right.terms || second == '=' || second != flipped(relation)) {
+    if (!turned || second == '=' || second != flipped(relation)) {
       fail("a row with two relations needs constants outside and the same relation, <= or >=, twice");
     }
     advance();
@@ -267,7 +279,7 @@ void LpReader::setRow(int row, int64_t line, double lower, double upper) {
   } else {
     type = 'R';
     rhs = upper;
-    range = upper - lower;
+    range = neatDifference(upper, lower);
   }
 }
 
