@@ -40,7 +40,7 @@ test: build  ## everything that must pass: C++ tests, form, stubs, Python tests
 	@$(MAKE) --no-print-directory test-cpp check test-python
 
 test-cpp:
-	@ctest --test-dir build/release --output-on-failure --no-tests=error -j $(JOBS) --progress
+	@ctest --test-dir build/release --output-on-failure --no-tests=error -j $(JOBS)
 
 test-python:
 	@$(PY) -m pytest tests/python

@@ -58,6 +58,7 @@ def p_median_poi(n: int, binary: bool) -> Any:
     d, r = distances(n), range(n)
     kind = poi.VariableDomain.Binary if binary else poi.VariableDomain.Continuous
     m = poi_highs.Model()
+    m.set_model_attribute(poi.ModelAttribute.Silent, True)
     x = [[m.add_variable(lb=0, ub=1, domain=kind) for _ in r] for _ in r]
     y = [m.add_variable(lb=0, ub=1, domain=kind) for _ in r]
     for i in r:
@@ -98,6 +99,7 @@ def transport_highspy(plants: int, customers: int) -> Any:
 def transport_poi(plants: int, customers: int) -> Any:
     d, rows, cols = distances(max(plants, customers)), range(plants), range(customers)
     m = poi_highs.Model()
+    m.set_model_attribute(poi.ModelAttribute.Silent, True)
     x = [[m.add_variable(lb=0) for _ in cols] for _ in rows]
     for i in rows:
         m.add_linear_constraint(poi.quicksum(x[i]), poi.Leq, 10 * customers)

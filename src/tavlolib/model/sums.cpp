@@ -36,8 +36,8 @@ PyObject* addTerms(double s, const Operand& a, const Operand& b) {
     return quadterm_fill(a.quadterm()->coef + s * b.quadterm()->coef, a.quadterm()->var1, a.quadterm()->var2);
   }
   auto r = BasicRef<expression_s>::steal(newExpression());
-  if (!r || accumulate(r.get(), 1, a) != 0 || accumulate(r.get(), s, b) != 0) return nullptr;
-  return r.releaseObject();
+  if (r && accumulate(r.get(), 1, a) == 0 && accumulate(r.get(), s, b) == 0) return r.releaseObject();
+  return a.kind <= kVar && b.kind <= kVar ? modelError("Could not allocate an object of type Variable") : nullptr;
 }
 
 int mergeExpression(expression_s* e, double s, const expression_s* b) {

@@ -1,0 +1,161 @@
+"""Random additions, deletions and failing calls: after each, lists, maps and solver counts must agree."""
+
+import math
+
+import pytest
+import tavlo as tv
+from hypothesis import HealthCheck, settings
+from hypothesis import strategies as st
+from hypothesis.stateful import RuleBasedStateMachine, initialize, invariant, precondition, rule
+
+
+class Trouble(Exception):
+    pass
+
+
+def raising(objects):
+    yield from objects
+    raise Trouble
+
+
+class Registry(RuleBasedStateMachine):
+    """The model of the problem is two plain lists."""
+
+    @initialize()
+    def start(self):
+        self.p = tv.problem(name="stateful")
+        self.p.setOutputEnabled(False)
+        self.vars, self.cons = [], []
+
+    def pick(self, data, objects, most=6):
+        return data.draw(st.lists(st.sampled_from(objects), max_size=most, unique_by=id)) if objects else []
+
+    # ---- what works ----
+    @rule(n=st.integers(0, 40), shape=st.sampled_from(["list", "args", "generator", "dict", "nested"]))
+    def add_variables(self, n, shape):
+        new = [tv.var(name=f"v{i}") for i in range(n)]
+        args = {
+            "list": lambda: (new,),
+            "args": lambda: tuple(new),
+            "generator": lambda: ((v for v in new),),
+            "dict": lambda: (dict(enumerate(new)),),
+            "nested": lambda: ([[v] for v in new], ()),
+        }[shape]()
+        self.p.addVariable(*args)
+        self.vars += new
+
+    @precondition(lambda self: self.vars)
+    @rule(data=st.data(), n=st.integers(0, 5))
+    def add_constraints(self, data, n):
+        new = []
+        for _ in range(n):
+            terms = self.pick(data, self.vars)
+            new.append(tv.constraint(body=tv.Sum([2 * v for v in terms]), lb=-1, ub=data.draw(st.integers(0, 9))))
+        self.p.addConstraint(new)
+        self.cons += new
+
+    @precondition(lambda self: self.vars)
+    @rule(data=st.data(), how=st.sampled_from(["objects", "indices", "range", "iterator"]))
+    def delete_variables(self, data, how):
+        self.delete(data, how, self.vars, self.p.delVariable)
+
+    @precondition(lambda self: self.cons)
+    @rule(data=st.data(), how=st.sampled_from(["objects", "indices", "range", "iterator"]))
+    def delete_constraints(self, data, how):
+        self.delete(data, how, self.cons, self.p.delConstraint)
+
+    def delete(self, data, how, objects, delete):
+        if how == "range":
+            first = data.draw(st.integers(0, len(objects) - 1))
+            last = data.draw(st.integers(first, len(objects) - 1))
+            delete(first=first, last=last)
+            del objects[first : last + 1]
+            return
+        gone = self.pick(data, objects)
+        index = [next(i for i, x in enumerate(objects) if x is o) for o in gone]
+        delete({"objects": gone, "indices": index, "iterator": iter(gone)}[how])
+        objects[:] = [o for i, o in enumerate(objects) if i not in set(index)]
+
+    @precondition(lambda self: self.vars)
+    @rule(data=st.data(), sense=st.sampled_from([1, -1]))
+    def set_objective(self, data, sense):
+        self.p.setObjective(tv.Sum([3 * v for v in self.pick(data, self.vars)]) + 1, sense=sense)
+
+    # ---- what fails ----
+    @rule(data=st.data(), fault=st.sampled_from(["type", "again", "twice", "raise", "nan", "threshold", "name"]))
+    def failing_variables(self, data, fault):
+        new = [tv.var() for _ in range(3)]
+        bad = {
+            "type": lambda: [3],
+            "again": lambda: self.vars[:1] or [None],
+            "twice": lambda: new[:1],
+            "raise": lambda: raising([]),
+            "nan": lambda: [tv.var(lb=math.nan)],
+            "threshold": lambda: [tv.var(vartype=tv.semicontinuous)],
+            "name": lambda: [tv.var(name="a\0b")],
+        }[fault]()
+        with pytest.raises(Trouble if fault == "raise" else tv.ModelError):
+            self.p.addVariable(new, bad)
+
+    @rule(data=st.data(), fault=st.sampled_from(["type", "again", "twice", "raise", "stranger", "nan", "inf", "crossed"]))
+    def failing_constraints(self, data, fault):
+        some = tv.Sum(self.pick(data, self.vars))
+        good = tv.constraint(body=some, ub=1)
+        crossed = tv.constraint(body=some, lb=0, ub=1)
+        crossed.lb = 2
+        bad = {
+            "type": lambda: ["c"],
+            "again": lambda: self.cons[:1] or [4],
+            "twice": lambda: [good],
+            "raise": lambda: raising([tv.constraint(body=some, lb=0)]),
+            "stranger": lambda: [some + tv.var() <= 3],
+            "nan": lambda: [tv.constraint(body=some + math.nan, ub=1)],
+            "inf": lambda: [tv.constraint(body=some + math.inf, ub=1)],
+            "crossed": lambda: [crossed],
+        }[fault]()
+        with pytest.raises(Trouble if fault == "raise" else tv.ModelError):
+            self.p.addConstraint(good, bad)
+
+    @rule(bad=st.sampled_from([{"first": 3, "last": 1}, {"index": 10**6}, {"last": 0}, {}, {"index": 1.5}]))
+    def failing_deletions(self, bad):
+        for delete in (self.p.delVariable, self.p.delConstraint):
+            with pytest.raises((tv.ModelError, tv.InterfaceError)):
+                delete(**bad)
+
+    @precondition(lambda self: self.vars)
+    @rule(data=st.data())
+    def reentrant_addition(self, data):
+        """A generator that changes the very problem that walks it."""
+        inner, outer = tv.var(), tv.var()
+        gone = data.draw(st.sampled_from(self.vars))
+
+        def items():
+            self.p.addVariable(inner)
+            yield outer
+            self.p.delVariable(gone)
+
+        self.p.addVariable(items())
+        self.vars = [v for v in self.vars if v is not gone] + [inner, outer]
+
+    @rule()
+    def copy(self):
+        self.p = self.p.copy()
+
+    # ---- what must hold ----
+    @invariant()
+    def agrees(self):
+        if not hasattr(self, "p"):
+            return
+        for objects, listed, count in (
+            (self.vars, self.p.getVariable(), self.p.attributes.cols),
+            (self.cons, self.p.getConstraint(), self.p.attributes.rows),
+        ):
+            assert count == len(listed) == len(objects)
+            assert all(a is b for a, b in zip(objects, listed))
+            assert [self.p.getIndex(o) for o in objects] == list(range(count))
+
+
+Registry.TestCase.settings = settings(
+    max_examples=60, stateful_step_count=30, deadline=None, suppress_health_check=list(HealthCheck)
+)
+TestRegistry = Registry.TestCase
