@@ -35,24 +35,15 @@ void Draft::addRow(std::string_view named, char type, double right, double width
   range.push_back(width);
 }
 
-void Draft::setSemi(int column, int64_t line) {
-  traits[column].semi = true;
-  semiLine.resize(obj.size());
-  semiLine[column] = line;
-}
-
-void Draft::settle(const FileText& file) {
+void Draft::settle() {
   columnType.assign(obj.size(), 'C');
   for (size_t j = 0; j < obj.size(); ++j) {
     const ColumnTraits& t = traits[j];
     char& type = columnType[j];
     if (t.semi) {
       type = t.integer || t.binary ? 'R' : 'S';
-      if (!t.lowerGiven) continue;
-      if (lb[j] < 0) {
-        file.fail(semiLine[j], "the semi-continuous column " + quoted(columns.name(static_cast<int>(j))) +
-                                   " has a negative lower bound");
-      }
+      // A negative lower bound stays: without a limit it is where the range starts, and it may be infinite.
+      if (!t.lowerGiven || lb[j] < 0) continue;
       limit[j] = lb[j];
       lb[j] = 0;
     } else if (t.partial) {

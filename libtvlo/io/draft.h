@@ -36,7 +36,6 @@ struct Draft {
   std::vector<double> obj, lb, ub, limit;
   std::vector<ColumnTraits> traits;
   std::string columnType;
-  std::vector<int64_t> semiLine;  // of each column: where the file says that it is semi-continuous; empty: none is
 
   // The coefficients: of the columns when `byColumns`, of the rows otherwise; one start each.
   bool byColumns = false;
@@ -46,10 +45,9 @@ struct Draft {
 
   int addColumn(std::string_view columnName);  // or finds it; new ones with cost 0 and bounds [0, infinity)
   void addRow(std::string_view named, char type, double right, double width);
-  void setSemi(int column, int64_t line);
 
   // Types, limits and the bounds that depend on them, once the file has been read.
-  void settle(const FileText& file);
+  void settle();
   void moveTo(Model& model);  // throws and leaves the model as it was when the model rejects something
 };
 

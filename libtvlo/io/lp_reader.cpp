@@ -78,7 +78,7 @@ Draft LpReader::read() {
         draft_.lb[j] = std::max(draft_.lb[j], 0.0);
         draft_.ub[j] = std::min(draft_.ub[j], 1.0);
       }
-      draft_.settle(file_);
+      draft_.settle();
       return std::move(draft_);
     }
     if (section == LpSection::unsupported) file_.unsupported(token_.line, "section " + std::string(token_.text));
@@ -354,7 +354,7 @@ void LpReader::readListed(LpSection section) {
   const int column = draft_.addColumn(token_.text);
   ColumnTraits& traits = draft_.traits[column];
   if (section == LpSection::semi) {
-    draft_.setSemi(column, token_.line);
+    traits.semi = true;
   } else if (section == LpSection::integers) {
     traits.integer = true;
   } else {

@@ -7,7 +7,7 @@
 // - The right-hand side goes on in the next line where the line ends with an operator, or where the next one starts
 //   with a sign and holds no relation of its own.
 // - Integer columns are [0, infinity) by default; binary ones are cut to [0, 1]; the lower bound of a semi-continuous
-//   column, if given, is its limit; one that is integer too is semi-integer.
+//   column, if given and not negative, is its limit; one that is integer too is semi-integer.
 // - The file ends with End; what follows is not read.
 #pragma once
 

@@ -147,11 +147,10 @@ void LpWriter::writeRow(int row) {
 
 void LpWriter::writeBounds(int column) {
   const char type = model_.columnTypes()[column];
-  double lower = model_.lower()[column];
   const double upper = model_.upper()[column];
   const bool semi = type == 'S' || type == 'R';
-  const bool lowerGiven = !semi || model_.limit(column) > -TVLO_INFINITY;
-  if (semi && lowerGiven) lower = model_.limit(column);
+  const double lower = semi ? model_.semiLower(column) : model_.lower()[column];
+  const bool lowerGiven = !semi || lower != 0 || model_.limit(column) > -TVLO_INFINITY;
   if (type == 'B' && lower == 0 && upper == 1) return;
   if ((!semi || !lowerGiven) && lower == 0 && upper >= TVLO_INFINITY) return;
   std::string& text = out_.text();

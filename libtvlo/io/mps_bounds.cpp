@@ -90,8 +90,8 @@ void applyMpsBound(Draft& draft, const MpsLines& lines, const MpsRecord& record)
       upper = 1;
       break;
     case Kind::semi:
-      if (value < 0) refuse("a negative value can't be the upper bound of the semi-continuous range");
-      draft.setSemi(column, lines.number());
+      if (value <= -TVLO_INFINITY) refuse("minus infinity is no upper bound");
+      traits.semi = true;
       upper = value == 0 ? TVLO_INFINITY : std::min(value, TVLO_INFINITY);
       break;
     case Kind::partial:

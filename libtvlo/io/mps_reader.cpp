@@ -352,7 +352,7 @@ void MpsReader::finish() {
       draft_.ub[j] = 1;
     }
   }
-  draft_.settle(file_);
+  draft_.settle();
   if (objective_ < 0) return;
   draft_.rowName.erase(draft_.rowName.begin() + objective_);
   draft_.rowType.erase(static_cast<size_t>(objective_), 1);

@@ -5,7 +5,8 @@
 // - An integer column (between markers) without any bound is binary; any bound makes its others 0 and infinity.
 // - UP with a negative value makes a lower bound that is 0 by default minus infinity.
 // - SC and SI make a column semi-continuous or semi-integer with that upper bound, 0 or none being infinity; its
-//   lower bound, if the file gives one, is its limit. PI makes a column partially integer with that limit.
+//   lower bound, if the file gives one that is not negative, is its limit. PI makes a column partially integer with
+//   that limit.
 // - A range R on an E row with right-hand side b is [b, b + R] for R >= 0 and [b + R, b] otherwise.
 // - Names of sections, senses and types may be in lower case. OBJSENSE has its word on its own or on the next line.
 // - What follows ENDATA is not read.

@@ -153,9 +153,14 @@ void MpsWriter::writeBoundsOf(int j) {
   const double limit = model_.limit(j);
   const char type = model_.columnTypes()[j];
   if (type == 'S' || type == 'R') {
-    if (limit > -TVLO_INFINITY) bound("LO", j, limit);
-    bound(type == 'S' ? "SC" : "SI", j, upper >= TVLO_INFINITY || upper == 0 ? 1e30 : upper);
-    if (upper == 0) bound("UP", j, upper);  // an upper bound of 0 on the SC line means none
+    if (limit > -TVLO_INFINITY || (lower > -TVLO_INFINITY && (lower != 0 || upper < 0))) {
+      bound("LO", j, model_.semiLower(j));
+    } else if (lower != 0) {
+      bound("MI", j);
+    }
+    const bool positive = upper > 0 && upper < TVLO_INFINITY;
+    bound(type == 'S' ? "SC" : "SI", j, positive ? upper : 1e30);
+    if (upper <= 0) bound("UP", j, upper);  // an upper bound of 0 on the SC line means none
     return;
   }
   if (type == 'P') bound("PI", j, limit);

@@ -11,19 +11,11 @@ void requireWritable(const Model& model) {
     throw Error(TVLO_ERR_UNSUPPORTED, "Writing quadratic content is not supported yet");
   }
   for (int j = 0; j < model.columns(); ++j) {
-    const char type = model.columnTypes()[j];
-    if (type != 'S' && type != 'R' && type != 'P') continue;
-    const double limit = model.limit(j);
-    const bool semi = type != 'P';
-    const bool limited = limit > -TVLO_INFINITY;
-    if (limit < TVLO_INFINITY &&
-        (!semi || (model.lower()[j] == 0 && model.upper()[j] >= 0 && (limit >= 0 || !limited)))) {
+    if (model.limit(j) < TVLO_INFINITY ||
+        std::string_view("SRP").find(model.columnTypes()[j]) == std::string_view::npos)
       continue;
-    }
-    throw Error(
-        TVLO_ERR_UNSUPPORTED,
-        "Column " + quoted(model.columnNames().get(j)) + " of type " + type +
-            " can't be written: its limit is infinite or negative, its lower bound not 0 or its upper bound negative");
+    throw Error(TVLO_ERR_UNSUPPORTED,
+                "The limit of column " + quoted(model.columnNames().get(j)) + " is infinite, which no file can hold");
   }
 }
 

@@ -79,9 +79,6 @@ TEST(BadFile, mps) {
           {9, "plus infinity is no lower bound", mpsTail("BOUNDS\n LO b x inf\n")},
           {9, "minus infinity is no upper bound", mpsTail("BOUNDS\n UP b x -1e20\n")},
           {9, "infinity is no fixed value", mpsTail("BOUNDS\n FX b x 1e20\n")},
-          {9, "negative value", mpsTail("BOUNDS\n SC b x -1\n")},
-          {10, "the semi-continuous column \"x\" has a negative lower bound",
-           mpsTail("BOUNDS\n LO b x -1\n SC b x 2\nENDATA\n")},
           {3, "a zero byte", mpsRows(std::string(" L\0c\n", 5))},
           {2, "unknown section \"?x\"", "NAME\n\xc3x\n"},
       },
@@ -133,7 +130,6 @@ TEST(BadFile, lp) {
           {5, "expected a relation", lp("bounds\n 2\n x\nend\n")},
           {4, "expected a number, found \"z\"", lp("bounds\n x <= z\nend\n")},
           {4, "expected a column, found \"3\"", lp("gen\n 3\nend\n")},
-          {6, "has a negative lower bound", lp("bounds\n x >= -1\nsemi\n x\nend\n")},
           {2, "a zero byte", std::string("min\n x\0\n", 8)},
       },
       "l");

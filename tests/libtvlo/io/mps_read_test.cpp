@@ -109,6 +109,8 @@ TEST(MpsRead, everyBoundType) {
   EXPECT_EQ(x(" SC b x\n"), "x S 0..inf cost 1");
   EXPECT_EQ(x(" SC b x 4\n LO b x 2\n"), "x S 0..4 cost 1 limit 2");
   EXPECT_EQ(x(" LO b x 2\n SI b x 4\n"), "x R 0..4 cost 1 limit 2");
+  EXPECT_EQ(x(" LO b x -2\n SC b x 4\n"), "x S -2..4 cost 1");
+  EXPECT_EQ(x(" SC b x\n UP b x -4\n"), "x S -inf..-4 cost 1");
   EXPECT_EQ(x(" PI b x 4\n UP b x 9\n"), "x P 0..9 cost 1 limit 4");
 }
 

@@ -197,14 +197,36 @@ TEST(Write, namesWithBlanksAreKeptInFixedFormWhereAllFit) {
   EXPECT_EQ(readBack(m, "a.mps", "x").columnNames().get(0), "C1");
 }
 
+// An S or R column is 0 or from its limit, without one from its lower bound, to its upper bound.
+TEST(Write, theRangeOfSemiContinuousColumnsIsKept) {
+  const double values[] = {-TVLO_INFINITY, -3, 0, 2};
+  for (const double lower : values) {
+    for (const double limit : values) {
+      for (const double upper : {-1.0, 0.0, 5.0, TVLO_INFINITY}) {
+        for (const char* name : {"a.mps", "a.lp"}) {
+          const int both[] = {0, 0};
+          const double ends[] = {lower, upper};
+          Model m = read("min\n x\nsemi\n x\nend\n", "l");
+          m.setBounds(2, both, "LU", ends);
+          if (limit > -TVLO_INFINITY) m.setLimits(1, both, &limit);
+          const Model again = readBack(m, name);
+          EXPECT_EQ(again.columnTypes()[0], 'S');
+          EXPECT_EQ(again.semiLower(0), m.semiLower(0)) << lower << " " << limit << " " << upper << " " << name;
+          EXPECT_EQ(again.upper()[0], upper) << lower << " " << limit << " " << name;
+        }
+      }
+    }
+  }
+}
+
 TEST(Write, contentThatNoFileHoldsIsRefused) {
   const int x = 0;
   const double one = 1;
   Model quadratic = read("min\n x\nend\n", "l");
   quadratic.setQuadraticObjective(1, &x, &x, &one);
   Model semi = read("min\n x\nsemi\n x\nend\n", "l");
-  const double lower = -1;
-  semi.setBounds(1, &x, "L", &lower);
+  const double infinite = 1e20;
+  semi.setLimits(1, &x, &infinite);
   Model partial = read("min\n x\nend\n", "l");
   partial.setColumnTypes(1, &x, "P");
   const TestFolder folder;
