@@ -8,6 +8,7 @@ from __future__ import annotations
 
 import re
 import sys
+from collections.abc import Callable
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
@@ -35,36 +36,46 @@ def entries(table: Path, macro: str) -> list[list[str]]:
     return found
 
 
-def page(title: str, intro: str, heads: list[str], rows: list[list[str]]) -> str:
-    lines = [f"# {title}", "", intro, "", "| " + " | ".join(heads) + " |", "|" + " --- |" * len(heads)]
-    lines += ["| " + " | ".join(cell.replace("|", "\\|") for cell in row) + " |" for row in rows]
+def table(heads: list[str], rows: list[list[str]]) -> list[str]:
+    lines = ["| " + " | ".join(heads) + " |", "|" + " --- |" * len(heads)]
+    return lines + ["| " + " | ".join(cell.replace("|", "\\|") for cell in row) + " |" for row in sorted(rows)]
+
+
+def control_row(
+    number: str, name: str, kind: str, default: str, least: str, most: str, text: str, *rest: str
+) -> list[str]:
+    string = kind == "TVLO_TYPE_STRING"
+    allowed = "" if string else f"{least} to {HUGE.get(most, most)}"
+    shown = f'"{text}"' if string else HUGE.get(default, default)
+    return [f"`{name}`", number, TYPES[kind], shown, allowed, rest[-1]]
+
+
+def attribute_row(number: str, name: str, kind: str, doc: str) -> list[str]:
+    return [f"`{name}`", number, TYPES[kind], doc]
+
+
+def page(title: str, intro: str, file: str, macro: str, heads: list[str], row: Callable[..., list[str]]) -> str:
+    lines = [f"# {title}", "", intro, ""]
+    lines += table(heads, [row(*entry) for entry in entries(ROOT / "libtvlo/core" / file, macro)])
+    lines += ["", "## Of the nonlinear component", ""]
+    lines += table(heads, [row(*entry) for entry in entries(ROOT / "libtvlo/nonlinear" / file, macro)])
     return "\n".join([*lines, "", "<!-- written by scripts/gen_docs.py -->", ""])
 
 
 def controls_page() -> str:
-    rows = []
-    for number, name, kind, default, least, most, text, _engine, doc in entries(
-        ROOT / "libtvlo/core/controls.def", "TVLO_CONTROL"
-    ):
-        string = kind == "TVLO_TYPE_STRING"
-        allowed = "" if string else f"{least} to {HUGE.get(most, most)}"
-        shown = f'"{text}"' if string else HUGE.get(default, default)
-        rows.append([f"`{name}`", number, TYPES[kind], shown, allowed, doc])
     intro = (
         "Settings of a problem: `p.controls.timelimit = 10`, `p.setControl({...})`, `p.getControl(name)`; "
         "`tv.controls.timelimit = 10` sets the default of every problem made afterwards. "
         "Names are accepted in lower or in upper case."
     )
-    return page("Controls", intro, ["Name", "Id", "Type", "Default", "Range", "Meaning"], sorted(rows))
+    heads = ["Name", "Id", "Type", "Default", "Range", "Meaning"]
+    return page("Controls", intro, "controls.def", "TVLO_CONTROL", heads, control_row)
 
 
 def attributes_page() -> str:
-    rows = [
-        [f"`{name}`", number, TYPES[kind], doc]
-        for number, name, kind, doc in entries(ROOT / "libtvlo/core/attributes.def", "TVLO_ATTRIBUTE")
-    ]
     intro = "What a problem tells about itself: `p.attributes.cols`, `p.getAttrib(name)`. They can't be set."
-    return page("Attributes", intro, ["Name", "Id", "Type", "Meaning"], sorted(rows))
+    heads = ["Name", "Id", "Type", "Meaning"]
+    return page("Attributes", intro, "attributes.def", "TVLO_ATTRIBUTE", heads, attribute_row)
 
 
 def main(arguments: list[str]) -> int:
