@@ -3,10 +3,11 @@
 import math
 
 import pytest
-import tavlo as tv
 from hypothesis import HealthCheck, settings
 from hypothesis import strategies as st
 from hypothesis.stateful import RuleBasedStateMachine, initialize, invariant, precondition, rule
+
+import tavlo as tv
 
 
 class Trouble(Exception):
@@ -97,7 +98,10 @@ class Registry(RuleBasedStateMachine):
         with pytest.raises(Trouble if fault == "raise" else tv.ModelError):
             self.p.addVariable(new, bad)
 
-    @rule(data=st.data(), fault=st.sampled_from(["type", "again", "twice", "raise", "stranger", "nan", "inf", "crossed"]))
+    @rule(
+        data=st.data(),
+        fault=st.sampled_from(["type", "again", "twice", "raise", "stranger", "nan", "inf", "crossed"]),
+    )
     def failing_constraints(self, data, fault):
         some = tv.Sum(self.pick(data, self.vars))
         good = tv.constraint(body=some, ub=1)
