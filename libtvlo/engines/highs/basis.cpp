@@ -69,8 +69,7 @@ Basis Session::basis() const {
 // first, and a few iterations move them to where they can be deleted for nothing.
 void Session::retire(const Changes& changes) {
   const SolveRequest& request = now_->request;
-  if (!startsFromBasis(request) || !basisKnown_) return;
-  if (!inherited(now_->model, *request.start)) return;
+  if (!startsFromBasis(request) || !basisKnown_ || !inherited(now_->model, *request.start)) return;
   const Basis old = basis();
   const std::vector<int> rows = withStatus(changes.rows.deleted(), old.row, false);
   const std::vector<int> columns = withStatus(changes.columns.deleted(), old.column, true);

@@ -40,7 +40,8 @@ void Session::onEvent(int type, const char* message, const HighsCallbackDataOut*
         ++session.now_->improvements;
         break;
       default:
-        if (in != nullptr && session.mustStop()) in->user_interrupt = 1;
+        // Said each time: a yes would stand until the next run.
+        if (in != nullptr) in->user_interrupt = session.mustStop() ? 1 : 0;
     }
   } catch (...) {
     session.now_->failure = std::current_exception();  // thrown again when HiGHS is out of the way

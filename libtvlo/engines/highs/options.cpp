@@ -86,7 +86,7 @@ void Options::apply(const SolveRequest& request, const Model& model) {
   set("solve_relaxation", !request.mip);
   set("solver", request.mip ? "choose" : solverOf(method));
   set("mip_lp_solver", request.mip && barrier && !confused ? "ipx" : "choose");
-  set("simplex_strategy", method == Method::primalSimplex ? 4 : 1);
+  set("simplex_strategy", method == Method::primalSimplex ? kPrimalSimplex : kDualSimplex);
   const int64_t presolve = confused && !request.mip  ? 1
                            : request.withoutPresolve ? 0
                                                      : request.controls->getInt(control::presolve);

@@ -11,6 +11,8 @@
 
 namespace tvlo::highs {
 
+constexpr int kDualSimplex = 1, kPrimalSimplex = 4;  // values of "simplex_strategy"
+
 class Options {
  public:
   explicit Options(void* highs) : highs_(highs) {}

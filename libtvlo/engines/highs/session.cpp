@@ -181,7 +181,7 @@ HighsInt Session::settleUnbounded(HighsInt status) {
   must(Highs_changeColsCostByRange(highs_, 0, model.columns() - 1, cost.data()), "change costs");
   held_ = false;
   const HighsInt found = run();
-  for (int j = 0; j < model.columns(); ++j) cost[j] = model.objective()[j] * (factors_.empty() ? 1 : factors_[j]);
+  for (int j = 0; j < model.columns(); ++j) cost[j] = this->cost(model, j);
   must(Highs_changeColsCostByRange(highs_, 0, model.columns() - 1, cost.data()), "change costs");
   held_ = true;
   return found == kHighsModelStatusOptimal ? kHighsModelStatusUnbounded : found;
@@ -226,6 +226,11 @@ void Session::readPoint(PointValues& point, bool duals) const {
   must(Highs_getSolution(highs_, point.x.data(), duals ? point.redcost.data() : nullptr, nullptr,
                          duals ? point.dual.data() : nullptr),
        "give its solution");
+  if (duals && mirrored_) {
+    for (std::vector<double>* const values : {&point.redcost, &point.dual}) {
+      for (double& value : *values) value = -value;
+    }
+  }
   if (factors_.empty()) return;
   for (size_t j = 0; j < point.x.size(); ++j) point.x[j] *= factors_[j];
 }

@@ -40,6 +40,7 @@ class Session final : public EngineSession {
   // synchronise.cpp: whether anything went over
   bool synchronise(const Model& model, const SolveRequest& request);
   void pass(const Model& model, Semi semi, double cap);
+  double cost(const Model& model, int column) const;  // as HiGHS has it
   void follow(const Model& model);
   void deleteLines(const Changes& changes);
   void changeLines(const Model& model);
@@ -85,6 +86,7 @@ class Session final : public EngineSession {
   // The model that the instance holds.
   bool held_ = false;
   bool hasSemi_ = false;
+  bool mirrored_ = false;  // as the minimisation of the negated costs
   Semi semi_ = Semi::relaxed;
   double cap_ = 0;
   std::vector<double> factors_;  // of columns; empty: all 1

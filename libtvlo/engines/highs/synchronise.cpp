@@ -58,6 +58,13 @@ bool worthRebuilding(const Model& model) {
   return static_cast<int64_t>(model.changes().coefs.size()) > 100 + model.nonzeros() / 12;
 }
 
+// Postsolve of a point without a basis gives a maximisation the wrong duals, so such a method is given the
+// minimisation of the negated costs.
+bool mustMirror(const Model& model, const SolveRequest& request) {
+  return model.sense() == -1 && !request.mip &&
+         (request.method == Method::barrierWithoutCrossover || request.method == Method::firstOrder);
+}
+
 bool anySemi(const Model& model) {
   const std::vector<char>& types = model.columnTypes();
   const Changes& changes = model.changes();
@@ -72,6 +79,9 @@ bool Session::synchronise(const Model& model, const SolveRequest& request) {
   constexpr double kFirstCap = 1e5;
   const Semi semi = request.mip ? Semi::native : Semi::relaxed;
   const Changes& changes = model.changes();
+  const bool mirror = mustMirror(model, request);
+  if (mirror != mirrored_) held_ = false;
+  mirrored_ = mirror;
   const bool unchanged = held_ && changes.none(model.rows(), model.columns());
   // Semi-continuous columns may take another form with any change, so such models always go over whole.
   if (hasSemi_ || anySemi(model)) {
@@ -88,6 +98,10 @@ bool Session::synchronise(const Model& model, const SolveRequest& request) {
   return true;
 }
 
+double Session::cost(const Model& model, int column) const {
+  return model.objective()[column] * (factors_.empty() ? 1 : factors_[column]) * (mirrored_ ? -1 : 1);
+}
+
 void Session::pass(const Model& model, Semi semi, double cap) {
   held_ = false;
   ended_ = false;
@@ -95,7 +109,7 @@ void Session::pass(const Model& model, Semi semi, double cap) {
   const SparseMatrix& matrix = model.byRows();
   const std::vector<HighsInt> start = narrowedStarts(matrix.start, 0);
   const RowLimits rows(model, 0);
-  const double* cost = model.objective().data();
+  const double* costData = model.objective().data();
   const double* lower = model.lower().data();
   const double* upper = model.upper().data();
   const double* value = matrix.value.data();
@@ -122,18 +136,21 @@ void Session::pass(const Model& model, Semi semi, double cap) {
     upper = uppers.data();
     if (std::all_of(factors_.begin(), factors_.end(), [](double factor) { return factor == 1; })) factors_.clear();
   }
+  if (mirrored_ || !factors_.empty()) {
+    costs.reserve(n);
+    for (int j = 0; j < n; ++j) costs.push_back(cost(model, j));
+    costData = costs.data();
+  }
   if (!factors_.empty()) {
-    costs = model.objective();
     values = matrix.value;
-    for (int j = 0; j < n; ++j) costs[j] *= factors_[j];
     for (size_t k = 0; k < values.size(); ++k) values[k] *= factors_[matrix.index[k]];
-    cost = costs.data();
     value = values.data();
   }
   must(Highs_passModel(highs_, n, model.rows(), counted(matrix.nonzeros()), 0, kHighsMatrixFormatRowwise,
-                       kHighsHessianFormatTriangular, model.sense(), model.constant(), cost, lower, upper,
-                       rows.lower.data(), rows.upper.data(), start.data(), matrix.index.data(), value, nullptr, nullptr,
-                       nullptr, types.empty() ? nullptr : types.data()),
+                       kHighsHessianFormatTriangular, mirrored_ ? 1 : model.sense(),
+                       mirrored_ ? -model.constant() : model.constant(), costData, lower, upper, rows.lower.data(),
+                       rows.upper.data(), start.data(), matrix.index.data(), value, nullptr, nullptr, nullptr,
+                       types.empty() ? nullptr : types.data()),
        "take the model over");
   held_ = true;
   semi_ = semi;
@@ -151,8 +168,9 @@ void Session::follow(const Model& model) {
   if (changes.columns.kept() < model.columns()) addColumns(model, changes.columns.kept());
   if (changes.rows.kept() < model.rows()) addRows(model, changes.rows.kept());
   if (changes.objective) {
-    must(Highs_changeObjectiveSense(highs_, model.sense()), "change the objective sense");
-    must(Highs_changeObjectiveOffset(highs_, model.constant()), "change the objective's constant");
+    must(Highs_changeObjectiveSense(highs_, mirrored_ ? 1 : model.sense()), "change the objective sense");
+    must(Highs_changeObjectiveOffset(highs_, mirrored_ ? -model.constant() : model.constant()),
+         "change the objective's constant");
   }
   held_ = true;
 }
@@ -176,8 +194,8 @@ void Session::changeLines(const Model& model) {
          "change bounds");
   }
   if (const auto& columns = changes.columns.costs(); !columns.empty()) {
-    const auto cost = gather<double>(columns, [&](int j) { return model.objective()[j]; });
-    must(Highs_changeColsCostBySet(highs_, static_cast<HighsInt>(columns.size()), columns.data(), cost.data()),
+    const auto costs = gather<double>(columns, [&](int j) { return cost(model, j); });
+    must(Highs_changeColsCostBySet(highs_, static_cast<HighsInt>(columns.size()), columns.data(), costs.data()),
          "change costs");
   }
   if (const auto& columns = changes.columns.types(); !columns.empty()) {
@@ -211,9 +229,10 @@ void Session::addColumns(const Model& model, int first) {
       value.push_back(matrix.value[k]);
     }
   }
-  must(Highs_addCols(highs_, n, model.objective().data() + first, model.lower().data() + first,
-                     model.upper().data() + first, counted(static_cast<int64_t>(index.size())), start.data(),
-                     index.data(), value.data()),
+  std::vector<double> costs;
+  for (int j = first; j < model.columns(); ++j) costs.push_back(cost(model, j));
+  must(Highs_addCols(highs_, n, costs.data(), model.lower().data() + first, model.upper().data() + first,
+                     counted(static_cast<int64_t>(index.size())), start.data(), index.data(), value.data()),
        "add columns");
   std::vector<HighsInt> types;
   for (int j = first; j < model.columns(); ++j) types.push_back(columnForm(model, j, semi_, cap_).type);
