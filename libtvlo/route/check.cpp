@@ -10,13 +10,14 @@ namespace {
 
 constexpr double kWhole = std::numeric_limits<double>::infinity();
 
-// Neumaier's sum: the rounding error of a term is kept apart.
+// A sum that keeps the rounding errors of its additions apart.
 class Sum {
  public:
   explicit Sum(double first = 0) : sum_(first) {}
   void add(double term) {
     const double next = sum_ + term;
-    rest_ += std::abs(sum_) >= std::abs(term) ? (sum_ - next) + term : (term - next) + sum_;
+    const double added = next - sum_;
+    rest_ += (sum_ - (next - added)) + (term - added);
     sum_ = next;
   }
   double value() const { return sum_ + rest_; }
@@ -69,23 +70,6 @@ void raiseColumn(Violation& worst, const Model& model, int column, double x, boo
   if (type != 'S' && !wholeAbove) raise(worst, std::abs(x - std::round(x)), 1);
 }
 
-struct Activity {
-  double value;
-  double largest;  // |a_ij x_j|
-};
-
-Activity activityOf(const Model& model, int row, const std::vector<double>& x) {
-  const SparseMatrix& matrix = model.byRows();
-  Sum sum;
-  double largest = 0;
-  for (int64_t k = matrix.start[row]; k < matrix.start[row + 1]; ++k) {
-    const double term = matrix.value[k] * x[matrix.index[k]];
-    sum.add(term);
-    largest = std::max(largest, std::abs(term));
-  }
-  return {sum.value(), largest};
-}
-
 // One reduced cost or dual `d` (as in minimisation) of something whose value should be at the bound that the sign
 // of `d` asks for.
 void checkPair(DualCheck& check, Sum& lost, double d, double value, Bounds bounds, double scale, double dualScale,
@@ -107,9 +91,25 @@ void checkPair(DualCheck& check, Sum& lost, double d, double value, Bounds bound
   }
 }
 
+bool sized(const Model& model, const std::vector<double>& x) { return x.size() == model.columnTypes().size(); }
+
 }  // namespace
 
-double activity(const Model& model, int row, const std::vector<double>& x) { return activityOf(model, row, x).value; }
+Activities::Activities(const Model& model, const std::vector<double>& x)
+    : value(model.rowTypes().size()), largest(value.size()) {
+  const SparseMatrix& matrix = model.byRows();
+  for (size_t i = 0; i < value.size(); ++i) {
+    Sum sum;
+    double most = 0;
+    for (int64_t k = matrix.start[i]; k < matrix.start[i + 1]; ++k) {
+      const double term = matrix.value[k] * x[matrix.index[k]];
+      sum.add(term);
+      most = std::max(most, std::abs(term));
+    }
+    value[i] = sum.value();
+    largest[i] = most;
+  }
+}
 
 double objectiveValue(const Model& model, const std::vector<double>& x) {
   Sum sum(model.constant());
@@ -118,22 +118,25 @@ double objectiveValue(const Model& model, const std::vector<double>& x) {
 }
 
 Violation primalViolation(const Model& model, const std::vector<double>& x, bool integrality) {
+  if (!sized(model, x)) return {kWhole, kWhole};
+  return primalViolation(model, x, Activities(model, x), integrality);
+}
+
+Violation primalViolation(const Model& model, const std::vector<double>& x, const Activities& rows, bool integrality) {
   Violation worst;
-  if (static_cast<int>(x.size()) != model.columns()) return {kWhole, kWhole};
   for (int j = 0; j < model.columns(); ++j) raiseColumn(worst, model, j, x[j], integrality);
   for (int i = 0; i < model.rows(); ++i) {
     if (model.rowTypes()[i] == 'N') continue;
-    const auto [value, largest] = activityOf(model, i, x);
-    raiseOutside(worst, value, model.rowBounds(i), largest);
+    raiseOutside(worst, rows.value[i], model.rowBounds(i), rows.largest[i]);
   }
   return worst;
 }
 
-DualCheck checkDuals(const Model& model, const std::vector<double>& x, const std::vector<double>& dual,
-                     const std::vector<double>& redcost, double tolerance) {
+DualCheck checkDuals(const Model& model, const std::vector<double>& x, const Activities& rows,
+                     const std::vector<double>& dual, const std::vector<double>& redcost, double tolerance) {
   const auto n = static_cast<size_t>(model.columns());
   const auto m = static_cast<size_t>(model.rows());
-  if (x.size() != n || redcost.size() != n || dual.size() != m) return {kWhole, kWhole, kWhole, kWhole};
+  if (redcost.size() != n || dual.size() != m) return {kWhole, kWhole, kWhole, kWhole};
   const SparseMatrix& matrix = model.byRows();
   const double sign = model.sense();
   DualCheck check;
@@ -142,25 +145,22 @@ DualCheck checkDuals(const Model& model, const std::vector<double>& x, const std
   for (const double cost : model.objective()) dualScale = std::max(dualScale, std::abs(cost));
 
   std::vector<double> reduced(model.objective());  // by definition
-  std::vector<double> largest(n, 1.0);             // term of each
+  std::vector<double> largest(n);                  // term of each
   for (size_t j = 0; j < n; ++j) largest[j] = std::max(1.0, std::abs(reduced[j]));
   for (int i = 0; i < model.rows(); ++i) {
-    Sum sum;
-    double largestTerm = 0;
+    if (dual[i] == 0) continue;
     for (int64_t k = matrix.start[i]; k < matrix.start[i + 1]; ++k) {
       const int j = matrix.index[k];
-      const double term = matrix.value[k] * x[j];
-      sum.add(term);
-      largestTerm = std::max(largestTerm, std::abs(term));
       const double part = dual[i] * matrix.value[k];
       reduced[j] -= part;
       largest[j] = std::max(largest[j], std::abs(part));
     }
-    checkPair(check, lost, sign * dual[i], sum.value(), model.rowBounds(i), largestTerm, dualScale, tolerance);
+    checkPair(check, lost, sign * dual[i], rows.value[i], model.rowBounds(i), rows.largest[i], dualScale, tolerance);
   }
   for (size_t j = 0; j < n; ++j) {
     const double residual = std::abs(reduced[j] - redcost[j]) / largest[j];
     check.residual = std::isnan(residual) ? kWhole : std::max(check.residual, residual);
+    if (redcost[j] == 0) continue;
     checkPair(check, lost, sign * redcost[j], x[j], relaxedBounds(model, static_cast<int>(j)), 1, dualScale, tolerance);
   }
   const double gap = lost.value() / std::max(1.0, std::abs(objectiveValue(model, x)));
@@ -170,15 +170,18 @@ DualCheck checkDuals(const Model& model, const std::vector<double>& x, const std
 
 double dualViolation(const Model& model, const std::vector<double>& dual, const std::vector<double>& redcost,
                      const std::vector<double>& x) {
+  if (!sized(model, x) || dual.size() != model.rowTypes().size()) return kWhole;
   // Recomputed reduced costs, so that an error in those given shows as well.
   std::vector<double> reduced(model.objective());
   const SparseMatrix& matrix = model.byRows();
-  for (int i = 0; i < model.rows() && i < static_cast<int>(dual.size()); ++i) {
-    for (int64_t k = matrix.start[i]; k < matrix.start[i + 1]; ++k)
+  for (int i = 0; i < model.rows(); ++i) {
+    for (int64_t k = matrix.start[i]; k < matrix.start[i + 1]; ++k) {
       reduced[matrix.index[k]] -= dual[i] * matrix.value[k];
+    }
   }
-  const DualCheck given = checkDuals(model, x, dual, redcost, 0);
-  return std::max(given.violation, checkDuals(model, x, dual, reduced, 0).violation);
+  const Activities rows(model, x);
+  const double given = checkDuals(model, x, rows, dual, redcost, 0).violation;
+  return std::max(given, checkDuals(model, x, rows, dual, reduced, 0).violation);
 }
 
 }  // namespace tvlo

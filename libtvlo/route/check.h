@@ -8,6 +8,13 @@
 
 namespace tvlo {
 
+// The rows' activities at a point of the model's size, by compensated sums.
+struct Activities {
+  Activities(const Model& model, const std::vector<double>& x);
+  std::vector<double> value;
+  std::vector<double> largest;  // |a_ij x_j| of each row
+};
+
 // A relative violation is divided by max(1, |bound|) of what it violates, for a row also by its largest |a_ij x_j|.
 struct Violation {
   double absolute = 0, relative = 0;
@@ -15,6 +22,7 @@ struct Violation {
 
 // Of bounds and rows and, where asked for, of integrality and semi-continuity.
 Violation primalViolation(const Model& model, const std::vector<double>& x, bool integrality);
+Violation primalViolation(const Model& model, const std::vector<double>& x, const Activities& rows, bool integrality);
 
 // How far an LP's duals are from proving that x is optimal.
 struct DualCheck {
@@ -24,14 +32,13 @@ struct DualCheck {
   double violation = 0;      // largest wrong-signed reduced cost or dual, or distance from the bound that it asks for
 };
 // Violations up to `tolerance` count neither as distances from a bound nor as reduced costs and duals.
-DualCheck checkDuals(const Model& model, const std::vector<double>& x, const std::vector<double>& dual,
-                     const std::vector<double>& redcost, double tolerance);
+DualCheck checkDuals(const Model& model, const std::vector<double>& x, const Activities& rows,
+                     const std::vector<double>& dual, const std::vector<double>& redcost, double tolerance);
 
 double dualViolation(const Model& model, const std::vector<double>& dual, const std::vector<double>& redcost,
                      const std::vector<double>& x);
 
-// Both with compensated sums.
+// By a compensated sum.
 double objectiveValue(const Model& model, const std::vector<double>& x);
-double activity(const Model& model, int row, const std::vector<double>& x);
 
 }  // namespace tvlo

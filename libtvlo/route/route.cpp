@@ -40,9 +40,9 @@ struct Row {
   Attempt attempt;
 };
 constexpr Row kRoutes[] = {
-    {Class::lp, {"highs", Method::automatic, false, false}},  {Class::lp, {"highs", Method::automatic, true, false}},
-    {Class::lp, {"highs", Method::dualSimplex, true, true}},  {Class::lp, {"highs", Method::barrier, true, false}},
-    {Class::mip, {"highs", Method::automatic, false, false}}, {Class::mip, {"highs", Method::automatic, true, true}},
+    {Class::lp, {"highs", Method::automatic, false, false}},   {Class::lp, {"highs", Method::automatic, true, false}},
+    {Class::lp, {"highs", Method::primalSimplex, true, true}}, {Class::lp, {"highs", Method::barrier, true, false}},
+    {Class::mip, {"highs", Method::automatic, false, false}},  {Class::mip, {"highs", Method::automatic, true, true}},
 };
 
 }  // namespace

@@ -85,14 +85,22 @@ class Solver {
 
   void tryInTurn(const std::vector<Attempt>& attempts, bool search, const Basis& start) {
     const bool keep = !search && problem_.controls.getInt(control::keepbasis) != 0;
+    const bool warm = problem_.session != nullptr || (keep && !start.empty());
     for (size_t i = 0; i < attempts.size(); ++i) {
       const bool last = i + 1 == attempts.size();
+      const bool repeats =
+          attempts[i].method == attempts[0].method && attempts[i].withoutPresolve == attempts[0].withoutPresolve;
+      if (i > 0 && repeats && !warm && problem_.session) continue;  // the first started from nothing as well
       try {
         Solution result = ask(attempts[i], search, keep && !attempts[i].cold ? &start : nullptr);
+        const bool claimed = result.lpStatus == LpStatus::optimal || result.mipStatus == MipStatus::optimal;
         const bool settled = search ? settleMip(result) : settleLp(result);
         accumulate(std::move(result));
         if (settled) return;
-        if (!stopped() && !last) problem_.say("The answer fails its check; solving again", MessageType::warning);
+        if (!stopped() && !last) {
+          problem_.say(claimed ? "The answer fails its check; solving again" : "No answer; solving again",
+                       MessageType::warning);
+        }
       } catch (const Error& error) {
         problem_.session.reset();
         if (error.code() != TVLO_ERR_ENGINE || last) throw;
@@ -132,18 +140,28 @@ class Solver {
     return result;
   }
 
+  // Whether the duals prove the point optimal. Fills the slacks.
+  bool proven(PointValues& point, double feasible, double optimal) const {
+    if (static_cast<int>(point.x.size()) != model_.columns()) return false;
+    const Activities rows(model_, point.x);
+    if (!(primalViolation(model_, point.x, rows, false).relative <= feasible)) return false;
+    const DualCheck check = checkDuals(model_, point.x, rows, point.dual, point.redcost, std::max(feasible, optimal));
+    setSlacks(point, rows);
+    return check.residual <= optimal && check.infeasibility <= optimal && check.gap <= std::max(optimal, 1e-6);
+  }
+
+  void setSlacks(PointValues& point, const Activities& rows) const {
+    point.slack = model_.rhs();
+    for (size_t i = 0; i < point.slack.size(); ++i) point.slack[i] -= rows.value[i];
+  }
+
   // Whether there is nothing more to ask.
   bool settleLp(Solution& result) const {
     PointValues& point = result.lp;
     const double feasible = kSlack * problem_.controls.getDouble(control::feastol);
     const double optimal = kSlack * problem_.controls.getDouble(control::optimalitytol);
     if (result.lpStatus == LpStatus::optimal) {
-      if (primalViolation(model_, point.x, false).relative <= feasible) {
-        const DualCheck check = checkDuals(model_, point.x, point.dual, point.redcost, std::max(feasible, optimal));
-        if (check.residual <= optimal && check.infeasibility <= optimal && check.gap <= std::max(optimal, 1e-6)) {
-          return true;
-        }
-      }
+      if (proven(point, feasible, optimal)) return true;
       result.lpStatus = LpStatus::unfinished;
       point = PointValues();
       result.basis = Basis();
@@ -232,8 +250,7 @@ class Solver {
     for (PointValues* const point : {&solution.lp, &solution.mip}) {
       if (!point->available) continue;
       point->objective = objectiveValue(model_, point->x);
-      point->slack.resize(model_.rows());
-      for (int i = 0; i < model_.rows(); ++i) point->slack[i] = model_.rhs()[i] - activity(model_, i, point->x);
+      if (point->slack.empty()) setSlacks(*point, Activities(model_, point->x));
     }
     if (!search) statusOfRelaxation();
     if (solution.mipStatus == MipStatus::optimal && !search) solution.bestBound = solution.mip.objective;

@@ -110,6 +110,7 @@ void Session::place(const Model& model, const SolveRequest& request) {
     forget();
     return;
   }
+  if (basisKnown_ && !now_->reshaped && *request.start == last_) return;
   Basis own;
   if (basisKnown_) own = basis();
   const bool ownCounts = fits(own, model) && basics(own) == model.rows();

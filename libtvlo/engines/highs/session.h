@@ -30,6 +30,7 @@ class Session final : public EngineSession {
     Solution& result;
     Clock::time_point deadline;
     bool limited;            // whether there is a deadline
+    bool reshaped = false;   // lines were deleted or added
     bool retired = false;    // lines that are to be deleted were made ready for it
     Stop stop = Stop::none;  // why a callback stopped the run
     int improvements = 0;

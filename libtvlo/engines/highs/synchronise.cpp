@@ -163,7 +163,9 @@ void Session::follow(const Model& model) {
   const Changes& changes = model.changes();
   held_ = false;     // until all of it has gone over
   discrete_ = true;  // in a search: there are no semi-continuous columns
-  if (!changes.rows.deleted().empty() || !changes.columns.deleted().empty()) deleteLines(changes);
+  const bool deleted = !changes.rows.deleted().empty() || !changes.columns.deleted().empty();
+  now_->reshaped = deleted || changes.rows.kept() < model.rows() || changes.columns.kept() < model.columns();
+  if (deleted) deleteLines(changes);
   changeLines(model);
   if (changes.columns.kept() < model.columns()) addColumns(model, changes.columns.kept());
   if (changes.rows.kept() < model.rows()) addRows(model, changes.rows.kept());

@@ -55,7 +55,7 @@ TEST(Check, DualsThatProveNothingAreFound) {
   Prob p;
   fillSmall(p);
   const auto check = [&](std::vector<double> x, std::vector<double> dual, std::vector<double> redcost) {
-    return checkDuals(p.model(), x, dual, redcost, 1e-6);
+    return checkDuals(p.model(), x, Activities(p.model(), x), dual, redcost, 1e-6);
   };
   const DualCheck good = check(kSmall.x, kSmall.dual, kSmall.redcost);
   EXPECT_EQ(good.residual + good.infeasibility + good.gap + good.violation, 0);
@@ -150,6 +150,7 @@ TEST(Recheck, AWrongAnswerIsAskedForAgainAndNeverCalledOptimal) {
     EXPECT_EQ(p.solution().lp.objective, 2);
     EXPECT_EQ(p.solution().simplexIterations, 10) << "of both";
     ASSERT_EQ(once.asked, 2);
+    EXPECT_TRUE(once.requests[1].withoutPresolve) << "from nothing it was asked already";
     EXPECT_FALSE(once.requests[0].cold);
     EXPECT_TRUE(once.requests[1].cold);
     EXPECT_EQ(once.opened, 1);
@@ -168,7 +169,8 @@ TEST(Recheck, AWrongAnswerIsAskedForAgainAndNeverCalledOptimal) {
     EXPECT_EQ(q.solution().stop, Stop::none);
     EXPECT_FALSE(q.solution().lp.available);
     EXPECT_GE(always.asked, 3);
-    EXPECT_TRUE(always.requests[2].withoutPresolve);
+    EXPECT_TRUE(always.requests[1].withoutPresolve);
+    EXPECT_EQ(always.requests[2].method, Method::barrier);
     EXPECT_NE(log.find("unfinished"), std::string::npos);
   }
 }
