@@ -146,7 +146,7 @@ TVLO_API int TVLOgetindex(TVLOprob prob, int kind, const char* name, int* index)
 // Flags of reading: "l" the file is in LP format, "f" fixed MPS, "x" free MPS; without one of these the
 // format is found from the name and the content. Flags of writing: "l" LP format, "f" fixed MPS, "x" free
 // MPS (the default), "z" gzipped. A name that ends in .gz is gzipped, one that ends in .lp or .lp.gz is LP.
-// A file that can't be read leaves an empty problem; one that can't be written is removed.
+// A file that can't be read leaves an empty problem; one that can't be written leaves an old file as it was.
 TVLO_API int TVLOreadprob(TVLOprob prob, const char* filename, const char* flags);
 TVLO_API int TVLOwriteprob(TVLOprob prob, const char* filename, const char* flags);
 
