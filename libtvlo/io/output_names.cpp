@@ -36,14 +36,15 @@ bool fixedFormNeeded(const Names& rows, const Names& columns) {
 }
 
 OutputNames::OutputNames(const Names& names, char letter, Holds holds, const std::string* objective) {
-  for (int line = 0; line < names.size(); ++line) names_.push_back(names.get(line));
-  if (objective != nullptr) names_.push_back(objective->empty() ? "OBJ" : *objective);
-  const auto n = static_cast<int>(names_.size());
+  const int n = names.size() + (objective != nullptr ? 1 : 0);
+  names_.resize(n);
   std::unordered_set<std::string_view> taken;
   taken.reserve(n);
   std::vector<int> offending;
   for (int line = 0; line < n; ++line) {
-    if (!holds(names_[line]) || !taken.insert(names_[line]).second) offending.push_back(line);
+    std::string& name = names_[line];
+    name = line < names.size() ? names.get(line) : objective->empty() ? "OBJ" : *objective;
+    if (!holds(name) || !taken.insert(name).second) offending.push_back(line);
   }
   int64_t next = n;
   for (const int line : offending) {

@@ -3,20 +3,48 @@
 #include "pyutil/ref.h"
 
 namespace tavlo {
+namespace {
 
-bool conv_obj2arr(problem_s* p, PyObject* obj, int kind, std::vector<int>* out) {
-  const bool iterable = !PyDict_Check(obj) && (PySequence_Check(obj) || PyIter_Check(obj));
-  Ref items = Ref::steal(iterable ? PySequence_List(obj) : nullptr);
-  if (!items) {
-    if (!PyErr_Occurred()) interfaceError("Invalid sequence of objects");
-    return false;
+int invalid() {
+  if (!PyErr_Occurred() || PyErr_ExceptionMatches(PyExc_TypeError)) interfaceError("Invalid sequence of objects");
+  return -1;
+}
+
+// The elements in a list or tuple that nobody else changes.
+Ref elementsOf(PyObject* obj) {
+  if (PyTuple_Check(obj)) return Ref::borrow(obj);
+  if (PyList_Check(obj)) return Ref::steal(PyList_GetSlice(obj, 0, PY_SSIZE_T_MAX));
+  if (PyIter_Check(obj)) return Ref::steal(PySequence_List(obj));
+  if (!PySequence_Check(obj)) {
+    invalid();
+    return {};
   }
-  if (checkProblemIsInitialized(p) != 0) return false;  // an iterator may have released it
-  const Py_ssize_t n = PyList_GET_SIZE(items.get());
-  out->resize(static_cast<size_t>(n));
+  return Ref::steal(PySequence_Fast(obj, "Unable to scan sequence"));
+}
+
+int entityKind(ConvKind kind) { return kind == CONV_ROW ? kRow : kColumn; }
+
+}  // namespace
+
+int conv_obj2arr(problem_s* p, int64_t* length, PyObject* obj, Array<int32_t>* out, bool* present, ConvKind kind) {
+  *present = obj && obj != Py_None;
+  if (!*present) return 0;
+  Ref elements = elementsOf(obj);
+  if (!elements) return -1;
+  if (checkProblemIsInitialized(p) != 0) return -1;  // code of an iterator may have released it
+  const Py_ssize_t n = PySequence_Fast_GET_SIZE(elements.get());
+  if (length && *length >= 0 && *length != n) {
+    interfaceError("Mismatched lengths in arguments: expected %d, found %d", static_cast<int>(*length),
+                   static_cast<int>(n));
+    return -1;
+  }
+  if (!out->resize(static_cast<size_t>(n))) return -1;
   for (Py_ssize_t i = 0; i < n; ++i)
-    if (ObjInt2int(PyList_GET_ITEM(items.get(), i), p, &(*out)[static_cast<size_t>(i)], kind) != 0) return false;
-  return true;
+    if (ObjInt2int(PySequence_Fast_GET_ITEM(elements.get(), i), p, &(*out)[static_cast<size_t>(i)], entityKind(kind)) !=
+        0)
+      return -1;
+  if (length) *length = n;
+  return 0;
 }
 
 }  // namespace tavlo

@@ -92,6 +92,29 @@ class Chunked {
       for (uint32_t i = 0; i < table_[c].size; ++i) fn(table_[c].at[i]);
   }
 
+  // Keeps those entries for which keep(entry) is true; it may change anything but their order. Can't fail.
+  template <class Fn>
+  void filter(Fn&& keep) {
+    uint32_t kept_chunks = 0;
+    total_ = 0;
+    for (uint32_t c = 0; c < count_; ++c) {
+      Chunk chunk = table_[c];
+      uint32_t kept = 0;
+      for (uint32_t i = 0; i < chunk.size; ++i)
+        if (keep(chunk.at[i])) chunk.at[kept++] = chunk.at[i];
+      chunk.size = kept;
+      total_ += kept;
+      if (kept == 0) {
+        PyMem_Free(chunk.at);
+        continue;
+      }
+      chunk.last = chunk.at[kept - 1].key();
+      table_[kept_chunks++] = chunk;
+    }
+    count_ = kept_chunks;
+    if (count_ == 0) clear();
+  }
+
   // The entry at a position and the position after it; null at the end. Positions start at 0.
   const Entry* step(uint64_t* position) const {
     const auto c = static_cast<uint32_t>(*position >> kPosBits);

@@ -136,8 +136,10 @@ PyObject* evaluateStructure(PyObject* o, const ValueSource& source, int budget) 
   if (PyDict_Check(o)) return evaluateDict(o, source, budget);
   if (PyArray_Check(o)) return evaluateArray(reinterpret_cast<PyArrayObject*>(o), source, budget);
   if (!isText(o) && isArrayLike(o)) return evaluateSequence(o, source, budget);
-  if (isText(o)) return interfaceError("Call to tavlo.evaluate cannot contain strings as arguments");
   double value;
+  const int indexed = source.index ? source.index(source.context, o, &value) : 1;
+  if (indexed <= 0) return indexed == 0 ? PyFloat_FromDouble(value) : nullptr;
+  if (isText(o)) return interfaceError("Call to tavlo.evaluate cannot contain strings as arguments");
   return evaluateScalar(o, source, budget, &value) == 0 ? PyFloat_FromDouble(value) : nullptr;
 }
 

@@ -242,6 +242,12 @@ int rowcolmap_next(const rowcolmap* map, uint64_t* key, int64_t* value, rowcolma
 }
 void rowcolmap_iter_free(rowcolmap_iter** cursor) { *cursor = nullptr; }
 int rowcolmap_copy(rowcolmap** out, const rowcolmap* map) { return copyPlain(out, map); }
+void rowcolmap_renumber(rowcolmap* map, const int32_t* new_value) {
+  map->c.filter([&](PlainEntry<uint64_t, int64_t>& e) {
+    e.value = new_value[e.value];
+    return e.value >= 0;
+  });
+}
 void rowcolmap_free(rowcolmap** map) { destroyMap(map); }
 
 // ---- indexset ----

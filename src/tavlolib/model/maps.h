@@ -64,6 +64,8 @@ int64_t rowcolmap_size(const rowcolmap* map);
 int rowcolmap_next(const rowcolmap* map, uint64_t* key, int64_t* value, rowcolmap_iter** cursor);
 void rowcolmap_iter_free(rowcolmap_iter** cursor);
 int rowcolmap_copy(rowcolmap** out, const rowcolmap* map);
+// Every value becomes new_value[value]; entries whose new value is negative go. Can't fail.
+void rowcolmap_renumber(rowcolmap* map, const int32_t* new_value);
 void rowcolmap_free(rowcolmap** map);
 template <class Fn>
 bool rowcolmap_each(const rowcolmap* map, Fn&& fn);  // fn(uint64_t key, int64_t value)

@@ -122,6 +122,9 @@ int set_con_name(uint64_t* info, PyObject* name);
 struct ValueSource {
   bool (*value)(void* context, var_s* v, double* out);
   void* context;
+  // The value of a scalar that stands for a column by name or number: 0, or -1 with an exception, or 1 when it is no
+  // such scalar. Null when there are none.
+  int (*index)(void* context, PyObject* o, double* out) = nullptr;
 };
 int evaluateScalar(PyObject* o, const ValueSource& source, int budget, double* out);
 // A new structure of the same shape as o (tuples, lists, dicts, arrays) with floats for its leaves.

@@ -1,99 +1,118 @@
-// addVariable: variables become columns.
-#include <algorithm>
+// Adding variables: collecting them, and sending them as columns.
 #include <cmath>
 
 #include "model/packed_word.h"
-#include "problem/registry.h"
-#include "pyutil/guard.h"
+#include "problem/batch.h"
+#include "problem/column_table.h"
 
 namespace tavlo {
 namespace {
 
-constexpr size_t kNameLimit = 150;
-constexpr char kTypeLetters[] = "CBISRP";  // by variable type
+constexpr char kTypeLetters[] = {'C', 'B', 'I', 'S', 'R', 'P'};  // by variable type
+constexpr int kTypes = sizeof kTypeLetters;
 
-struct ColumnBatch {
-  std::vector<char> type;
-  std::vector<double> lb, ub, limit;
-  std::vector<int64_t> start;
-  std::vector<int> column, limited;
-  NameBuffer names;
-};
+constexpr int kColumns = 1214;
 
-bool collectVariable(PyObject* leaf, int column, Registration& registration, ColumnBatch* batch) {
-  if (!var_Check(leaf)) return modelError("Incorrect objects added as variables to problem") != nullptr;
-  if (checkVarIsInitialized(leaf) != 0) return false;
-  if (registration.has(leaf)) return modelError("Variable already added to problem") != nullptr;
-  const uint64_t word = reinterpret_cast<var_s*>(leaf)->word;
-  const int type = get_var_type(word);
-  if (type < 0 || type > 5) return modelError("Incorrect variable type passed to addVariable()") != nullptr;
-  const double lb = get_var_lbound(word), ub = get_var_ubound(word);
-  if (std::isnan(lb) || std::isnan(ub)) return modelError("A bound of variable %S is NaN", leaf) != nullptr;
-  const char letter = kTypeLetters[type];
-  if (type >= 3) {
-    const double limit = get_var_thold(word);
-    if (!(lb <= limit && limit <= ub))
-      return modelError(
-                 "Incorrect semi-continuous, semi-integer, or partially integer variable; check that its threshold is "
-                 "between its lower and upper bounds") != nullptr;
-    batch->limited.push_back(column);
-    batch->limit.push_back(limit);
-  }
-  batch->type.push_back(letter);
-  batch->lb.push_back(lb);
-  batch->ub.push_back(ub);
-  batch->column.push_back(column);
-  if (!(word & kVarNameBit)) {
-    batch->names.addDefault('C', word & kVarIndexMask);
-  } else {
-    Ref name = Ref::steal(get_var_name(word));
-    if (!name || !batch->names.add(name.get(), kNameLimit, "variable")) return false;
-  }
-  if (registration.add(leaf)) return true;
-  modelError("Could not amend variable map");
-  return false;
+int fail(const char* text) {
+  modelError("%s", text);
+  return -1;
 }
 
-bool send(problem_s* p, const ColumnBatch& batch) {
-  const int first = batch.column.front(), n = static_cast<int>(batch.column.size());
-  const std::vector<int64_t> start(static_cast<size_t>(n) + 1, 0);
-  if (TVLOaddcols64(p->prob, n, 0, nullptr, start.data(), nullptr, nullptr, batch.lb.data(), batch.ub.data()) != 0)
-    return false;
-  const bool plain =
-      batch.type.end() == std::find_if(batch.type.begin(), batch.type.end(), [](char t) { return t != 'C'; });
-  if ((plain || TVLOchgcoltype(p->prob, n, batch.column.data(), batch.type.data()) == 0) &&
-      TVLOaddnames(p->prob, TVLO_NAMES_COLUMN, batch.names.data(), first, first + n - 1) == 0 &&
-      (batch.limited.empty() ||
-       TVLOchgglblimit(p->prob, static_cast<int>(batch.limited.size()), batch.limited.data(), batch.limit.data()) == 0))
-    return true;
-  libraryError(p);  // before the next call clears it
-  TVLOdelcols(p->prob, n, batch.column.data());
-  return false;
-}
+bool hasThreshold(char letter) { return letter == 'S' || letter == 'R' || letter == 'P'; }
 
-PyObject* addCollected(problem_s* p, const Leaves& leaves) {
-  int first;
-  if (intAttribute(p, 1214, &first) != 0) return nullptr;
-  if (leaves.size() > static_cast<size_t>(INT32_MAX - first)) return modelError("Too many variables in problem");
-  Registration registration(registryOf(p, kColumn));
-  ColumnBatch batch;
-  for (size_t i = 0; i < leaves.size(); ++i)
-    if (!collectVariable(leaves[i], first + static_cast<int>(i), registration, &batch)) return nullptr;
-  if (batch.column.empty()) return newRef(Py_None);
-  if (!send(p, batch)) return libraryError(p);
-  registration.commit();
-  return newRef(Py_None);
+int checkBounds(PyObject* v, double lb, double ub) {
+  const bool lower = !(lb < kInfinity), upper = !(ub > -kInfinity);
+  if (!lower && !upper) return 0;
+  const double bound = lower ? lb : ub;
+  modelError("%s bound of variable %S is %s", lower ? "Lower" : "Upper", v,
+             std::isnan(bound) ? "NaN" : (lower ? "plus infinity" : "minus infinity"));
+  return -1;
 }
 
 }  // namespace
 
-PyObject* problem_addVariable(problem_s* p, PyObject* args) {
-  return guarded([&]() -> PyObject* {
-    Leaves leaves;
-    // The walk may run code that releases the problem.
-    if (!leaves.collect(p, args) || checkProblemIsInitialized(p) != 0) return nullptr;
-    return addCollected(p, leaves);
-  });
+ColumnCollector::ColumnCollector(problem_s* p) : p_(p), changes_(p->changes), objects_(Ref::steal(PyList_New(0))) {}
+
+int ColumnCollector::add(PyObject* leaf) {
+  if (!objects_ || (!isReady(p_) && checkProblemIsInitialized(p_) != 0)) return -1;
+  if (!var_Check(leaf)) return fail("Incorrect objects added as variables to problem");
+  if (checkVarIsInitialized(leaf) != 0) return -1;
+  const auto* v = reinterpret_cast<var_s*>(leaf);
+  bool fresh = !rowcolmap_has(p_->varmap, varIndex(v));
+  if (fresh && keys_.add(varIndex(v), &fresh) != 0) return -1;
+  if (!fresh) return fail("Variable already added to problem");
+
+  const int type = get_var_type(v->word);
+  if (type >= kTypes) return fail("Incorrect variable type passed to addVariable()");
+  const char letter = kTypeLetters[type];
+  const double lb = get_var_lbound(v->word), ub = get_var_ubound(v->word);
+  ColumnBatch& b = batch_;
+  const auto n = static_cast<size_t>(b.count);
+  if (!b.colType.reserve(n + 1) || !b.lb.reserve(n + 1) || !b.ub.reserve(n + 1) || checkBounds(leaf, lb, ub) != 0)
+    return -1;
+  if (hasThreshold(letter)) {
+    const double threshold = get_var_thold(v->word);
+    if (!(lb <= threshold && threshold <= ub))
+      return fail(
+          "Incorrect semi-continuous, semi-integer, or partially integer variable; check that its threshold is between "
+          "its lower and upper bounds");
+    if (!b.thold.reserve(static_cast<size_t>(b.tholdCount) + 1)) return -1;
+    b.thold[b.tholdCount++] = threshold;
+  }
+  b.colType[n] = letter;
+  b.lb[n] = lb;
+  b.ub[n] = ub;
+  ++b.count;
+  return appendVarName(b.names, &b.namesUsed, v) != 0 ? -1 : PyList_Append(objects_.get(), leaf);
+}
+
+// The walk may have run code that added the same variables.
+int ColumnCollector::recheck() const {
+  for (int64_t i = 0; changes_ != p_->changes && i < keys_.size(); ++i)
+    if (rowcolmap_has(p_->varmap, keys_[i])) return fail("Variable already added to problem");
+  return 0;
+}
+
+int ColumnCollector::send(int first, Registration* registration) {
+  const ColumnBatch& b = batch_;
+  Array<int32_t> typed, limited, added;  // made first: a withdrawal must not run short of memory
+  Array<char> letters;
+  if (!typed.resize(b.count) || !letters.resize(b.count) || !limited.resize(b.tholdCount) || !added.resize(b.count))
+    return -1;
+  int32_t ntyped = 0, nlimited = 0;
+  for (int32_t i = 0; i < b.count; ++i) {
+    added[i] = first + i;
+    if (b.colType[i] == 'C') continue;  // what a new column is
+    typed[ntyped] = first + i;
+    letters[ntyped++] = b.colType[i];
+    if (hasThreshold(b.colType[i])) limited[nlimited++] = first + i;
+  }
+  TVLOprob prob = p_->prob;
+  if (TVLOaddcols64(prob, b.count, 0, nullptr, nullptr, nullptr, nullptr, b.lb.data(), b.ub.data()) != 0)
+    return solverFailed(p_);
+  if ((ntyped == 0 || TVLOchgcoltype(prob, ntyped, typed.data(), letters.data()) == 0) &&
+      TVLOaddnames(prob, TVLO_NAMES_COLUMN, b.names.data(), first, first + b.count - 1) == 0 &&
+      (nlimited == 0 || TVLOchgglblimit(prob, nlimited, limited.data(), b.thold.data()) == 0))
+    return 0;
+  solverFailed(p_);
+  if (TVLOdelcols(prob, b.count, added.data()) != 0) registration->keep();  // the solver has them: so must the registry
+  return -1;
+}
+
+int ColumnCollector::commit() {
+  if (!objects_ || checkProblemIsInitialized(p_) != 0 || recheck() != 0) return -1;
+  if (batch_.count == 0) return 0;
+  int first = 0;
+  if (TVLOgetintattrib(p_->prob, kColumns, &first) != 0) return solverFailed(p_);
+  Registration registration(p_->vars, p_->varmap);
+  ++p_->changes;
+  if (registration.enter(objects_.get(), keys_) != 0 || send(first, &registration) != 0) {
+    p_->columns->drop();
+    return -1;
+  }
+  registration.keep();
+  for (int32_t i = 0; i < batch_.count; ++i) p_->columns->appended(keys_[i], first + i);
+  return 0;
 }
 
 }  // namespace tavlo

@@ -1,94 +1,173 @@
-// delVariable and delConstraint.
+// delVariable and delConstraint: one body over the kind's list and map.
 #include <algorithm>
 
 #include "bindings/convert.h"
-#include "problem/methods.h"
-#include "problem/registry.h"
-#include "pyutil/guard.h"
+#include "problem/column_table.h"
+#include "pyutil/ref.h"
 
 namespace tavlo {
 namespace {
 
-// The indices that first and last ask for; false with ModelError.
-bool rangeOfArguments(Py_ssize_t length, PyObject* index, int first, int last, std::vector<int>* out) {
-  const char* problem = nullptr;
-  if (index)
-    problem = "Parameters 'first' and 'last' cannot be specified if 'index' is also specified";
-  else if (first < 0 || last < 0)
-    problem = "Parameters 'first' and 'last' must be both nonnegative when specified";
-  else if (first >= length || last >= length)
-    problem = "Parameters 'first' or 'last' are out of range";
-  else if (first > last)
-    problem = "Parameter 'first' must be less than, or equal to, 'last'";
-  if (problem) return modelError("%s", problem) != nullptr;
-  for (int i = first; i <= last; ++i) out->push_back(i);
-  return true;
+struct Kind {
+  EntityKind entity;
+  ConvKind conversion;
+  PyTypeObject* type;
+  PyObject* problem_s::* list;
+  rowcolmap* problem_s::* map;
+  int (*remove)(TVLOprob, int, const int*);
+};
+const Kind kConstraints{kRow, CONV_ROW, &tavlo_constraintType, &problem_s::cons, &problem_s::conmap, TVLOdelrows};
+const Kind kVariables{kColumn, CONV_COL, &tavlo_varType, &problem_s::vars, &problem_s::varmap, TVLOdelcols};
+
+int fail(const char* text) {
+  modelError("%s", text);
+  return -1;
 }
 
-// Ascending, without repetitions, all of objects that are there; false with ModelError.
-bool readIndices(problem_s* p, EntityKind kind, PyObject* args, PyObject* kwargs, std::vector<int>* out) {
-  static const char* const names[] = {"index", "first", "last", nullptr};
+constexpr char kNotWithIndex[] = "Parameters 'first' and 'last' cannot be specified if 'index' is also specified";
+constexpr char kBothNonnegative[] = "Parameters 'first' and 'last' must be both nonnegative when specified";
+
+struct Indices {
+  Array<int32_t> at;
+  int32_t n = 0;
+};
+
+int fromRange(problem_s* p, const Kind& kind, int first, int last, Indices* out) {
+  const Py_ssize_t size = PyList_GET_SIZE(p->*kind.list);
+  if (last < 0) return fail(kBothNonnegative);
+  if (first >= size || last >= size) return fail("Parameters 'first' or 'last' are out of range");
+  if (first > last) return fail("Parameter 'first' must be less than, or equal to, 'last'");
+  out->n = last - first + 1;
+  if (!out->at.resize(out->n)) return -1;
+  for (int32_t i = 0; i < out->n; ++i) out->at[i] = first + i;
+  return 0;
+}
+
+// One index, object or name, or an iterable of them.
+int fromObject(problem_s* p, const Kind& kind, PyObject* obj, Indices* out) {
+  int64_t number = 0;
+  const bool single = (isSignedInteger(obj, &number) && number >= 0) || PyObject_TypeCheck(obj, kind.type) ||
+                      PyUnicode_Check(obj) || PyBytes_Check(obj);
+  if (single) {
+    out->n = 1;
+    return out->at.resize(1) ? ObjInt2int(obj, p, &out->at[0], kind.entity) : -1;
+  }
+  int64_t length = -1;
+  bool present = false;
+  if (conv_obj2arr(p, &length, obj, &out->at, &present, kind.conversion) != 0) return -1;
+  if (!present) return fail("At least one parameter must be specified");
+  out->n = static_cast<int32_t>(length);
+  return 0;
+}
+
+int indicesOf(problem_s* p, const Kind& kind, PyObject* index, int first, int last, Indices* out) {
+  if (first >= 0 || last >= 0) {
+    if (index) return fail(kNotWithIndex);
+    return first < 0 ? fail(kBothNonnegative) : fromRange(p, kind, first, last, out);
+  }
+  return index ? fromObject(p, kind, index, out) : fail("At least one parameter must be specified");
+}
+
+// What the registry becomes, made before the solver is told, so that nothing can fail after it.
+class Compaction {
+ public:
+  // 0, or -1 with an exception. The indices become ascending and distinct.
+  int prepare(PyObject* list, Indices* gone) {
+    const Py_ssize_t size = PyList_GET_SIZE(list);
+    if (!new_index_.resize(static_cast<size_t>(size))) return -1;
+    std::fill_n(new_index_.data(), size, 0);
+    for (int32_t i = 0; i < gone->n; ++i) {
+      if (gone->at[i] < 0 || gone->at[i] >= size) return fail("Index out of bounds");
+      new_index_[gone->at[i]] = -1;
+    }
+    int32_t next = 0;
+    gone->n = 0;
+    for (int32_t i = 0; i < size; ++i) {
+      if (new_index_[i] == 0)
+        new_index_[i] = next++;
+      else
+        gone->at[gone->n++] = i;
+    }
+    survivors_ = Ref::steal(PyList_New(next));
+    return survivors_ ? 0 : -1;
+  }
+
+  // Runs no Python code; the old list, and with it what was deleted, goes with this object.
+  void apply(PyObject*& list, rowcolmap* map) {
+    for (Py_ssize_t i = 0; i < PyList_GET_SIZE(list); ++i)
+      if (new_index_[i] >= 0) PyList_SET_ITEM(survivors_.get(), new_index_[i], newRef(PyList_GET_ITEM(list, i)));
+    PyObject* old = list;
+    list = survivors_.release();
+    survivors_ = Ref::steal(old);
+    rowcolmap_renumber(map, new_index_.data());
+  }
+
+ private:
+  Array<int32_t> new_index_;  // of each old index; -1 for the deleted
+  Ref survivors_;
+};
+
+PyObject* problem_delObjects(PyObject* self, PyObject* args, PyObject* kwargs, const Kind& kind) {
+  auto* p = reinterpret_cast<problem_s*>(self);
+  if (checkProblemIsInitialized(p) != 0) return nullptr;
+  static constexpr const char* kNames[] = {"index", "first", "last", nullptr};
   PyObject* index = nullptr;
   int first = -1, last = -1;
-  if (!ko_ParseTupleAndKeywords(args, kwargs, "|Oii", names, nullptr, &index, &first, &last)) return false;
-  const Registry r = registryOf(p, kind);
-  if (first >= 0 || last >= 0) return rangeOfArguments(PyList_GET_SIZE(*r.list), index, first, last, out);
-  if (!index) return modelError("At least one parameter must be specified") != nullptr;
-  int64_t number;
-  if ((isSignedInteger(index, &number) && number >= 0) || PyObject_TypeCheck(index, r.type)) {
-    out->resize(1);
-    if (ObjInt2int(index, p, out->data(), kind) != 0) return false;
-  } else if (!conv_obj2arr(p, index, kind, out)) {
-    return false;
+  if (!ko_ParseTupleAndKeywords(args, kwargs, "|Oii", kNames, nullptr, &index, &first, &last)) return nullptr;
+  if (checkProblemIsInitialized(p) != 0) return nullptr;
+  Indices gone;
+  Compaction compaction;
+  if (indicesOf(p, kind, index, first, last, &gone) != 0) return nullptr;
+  if (gone.n == 0) Py_RETURN_NONE;
+  const uint64_t changes = p->changes;
+  if (compaction.prepare(p->*kind.list, &gone) != 0) return nullptr;
+  if (changes != p->changes) return modelError("The problem was changed while objects were being deleted from it");
+  if (kind.remove(p->prob, gone.n, gone.at.data()) != 0) return solverFailed(p), nullptr;
+  ++p->changes;
+  if (kind.entity == kColumn) {
+    ++p->epoch;
+    p->columns->drop();
   }
-  for (int i : *out)
-    if (i < 0 || i >= PyList_GET_SIZE(*r.list)) return modelError("Index out of bounds") != nullptr;
-  std::sort(out->begin(), out->end());
-  out->erase(std::unique(out->begin(), out->end()), out->end());
-  return true;
+  compaction.apply(p->*kind.list, p->*kind.map);
+  Py_RETURN_NONE;
 }
 
-PyObject* deleteObjects(problem_s* p, EntityKind kind, const std::vector<int>& indices) {
-  const Registry r = registryOf(p, kind);
-  const Py_ssize_t n = PyList_GET_SIZE(*r.list), gone = static_cast<Py_ssize_t>(indices.size());
-  // What can fail comes first: the list of those that stay, and the solver.
-  Ref rest = Ref::steal(PyList_New(n - gone));
-  if (!rest) return nullptr;
-  const int failed = kind == kRow ? TVLOdelrows(p->prob, static_cast<int>(gone), indices.data())
-                                  : TVLOdelcols(p->prob, static_cast<int>(gone), indices.data());
-  if (failed) return libraryError(p);
-  size_t next = 0;
-  Py_ssize_t to = 0;
-  for (Py_ssize_t i = 0; i < n; ++i) {
-    PyObject* object = PyList_GET_ITEM(*r.list, i);
-    if (next < indices.size() && indices[next] == i) {
-      ++next;
-      rowcolmap_del(*r.map, r.key(object));
-      continue;
-    }
-    if (next > 0) rowcolmap_set(*r.map, r.key(object), to);  // present already: needs no memory
-    PyList_SET_ITEM(rest.get(), to++, newRef(object));
-  }
-  Ref old = Ref::steal(std::exchange(*r.list, rest.release()));  // may run code when it goes; all is in step by then
-  return newRef(Py_None);
+PyObject* problem_delVariable(PyObject* self, PyObject* args, PyObject* kwargs) {
+  return problem_delObjects(self, args, kwargs, kVariables);
+}
+PyObject* problem_delConstraint(PyObject* self, PyObject* args, PyObject* kwargs) {
+  return problem_delObjects(self, args, kwargs, kConstraints);
 }
 
-PyObject* problem_delObjects(PyObject* self, PyObject* args, PyObject* kwargs, EntityKind kind) {
-  auto* p = reinterpret_cast<problem_s*>(self);
-  return guarded([&]() -> PyObject* {
-    std::vector<int> indices;
-    if (checkProblemIsInitialized(p) != 0 || !readIndices(p, kind, args, kwargs, &indices)) return nullptr;
-    return indices.empty() ? newRef(Py_None) : deleteObjects(p, kind, indices);
-  });
-}
+#define TAVLO_DELETION_DOC(method, plural, add)                                                                   \
+  method                                                                                                          \
+      "($self, /, index=..., first=-1, last=-1)\n--\n\n"                                                          \
+      "Purpose:\n  Deletes " plural                                                                               \
+      " from the problem; those behind them move up.\n\n"                                                         \
+      "Synopsis:\n  p." method "(index)\n  p." method                                                             \
+      "(first=0, last=9)\n\n"                                                                                     \
+      "Arguments:\n"                                                                                              \
+      "  index         An object, a name or a number, or a list, tuple, iterator or other sequence of them.\n"    \
+      "  first, last   Instead of index: the first and the last number of a range.\n\n"                           \
+      "Example:\n  p." method                                                                                     \
+      "([a, 3, \"name\"])\n\n"                                                                                    \
+      "Further information:\n  The objects themselves live on and can be added again. A call that fails deletes " \
+      "nothing.\n\n"                                                                                              \
+      "Related topics:\n  problem." add "\n"
+
+constexpr char kDelVariableDoc[] = TAVLO_DELETION_DOC("delVariable", "variables", "addVariable");
+constexpr char kDelConstraintDoc[] = TAVLO_DELETION_DOC("delConstraint", "constraints", "addConstraint");
+#undef TAVLO_DELETION_DOC
 
 }  // namespace
 
-PyObject* problem_delVariable(PyObject* self, PyObject* args, PyObject* kwargs) {
-  return problem_delObjects(self, args, kwargs, kColumn);
-}
-PyObject* problem_delConstraint(PyObject* self, PyObject* args, PyObject* kwargs) {
-  return problem_delObjects(self, args, kwargs, kRow);
+const PyMethodDef* deletionMethods() {
+  static const PyMethodDef methods[] = {
+      {"delVariable", withKeywords(problem_delVariable), METH_VARARGS | METH_KEYWORDS, kDelVariableDoc},
+      {"delConstraint", withKeywords(problem_delConstraint), METH_VARARGS | METH_KEYWORDS, kDelConstraintDoc},
+      {nullptr, nullptr, 0, nullptr},
+  };
+  return methods;
 }
 
 }  // namespace tavlo

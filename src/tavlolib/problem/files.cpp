@@ -1,178 +1,283 @@
-// The problem's name, and problem files.
+// Reading and writing problem files. After a read the registry is made anew from what the solver holds.
+#include <algorithm>
+#include <cmath>
 #include <cstring>
+#include <string_view>
+#include <utility>
 
-#include "problem/lifecycle.h"
-#include "problem/methods.h"
-#include "problem/registry.h"
-#include "pyutil/guard.h"
+#include "model/packed_word.h"
+#include "problem/column_table.h"
+#include "pyutil/array.h"
+#include "pyutil/ref.h"
 
 namespace tavlo {
 namespace {
 
-constexpr int kBlock = 256;
+constexpr int kNameUnits = 1028, kRows = 1124, kColumns = 1214;
+constexpr int kFormulas = 12016, kFormulaRows = 12026;
+constexpr int kBlock = 256;  // names fetched at a time
 
-// Names of one kind, fetched from the solver a block at a time.
+problem_s* self_(PyObject* o) { return reinterpret_cast<problem_s*>(o); }
+
+// The names of rows or columns in ascending order.
 class NameReader {
  public:
   NameReader(problem_s* p, int kind, int count, int units)
-      : p_(p), kind_(kind), count_(count), width_(8 * static_cast<size_t>(units) + 1), names_(kBlock * width_) {}
-  // The name of i, which must be asked for in ascending order. New reference.
-  PyObject* name(int i) {
-    if (i % kBlock == 0) {
-      const int last = i + kBlock < count_ ? i + kBlock - 1 : count_ - 1;
-      if (TVLOgetnames(p_->prob, kind_, names_.data(), i, last) != 0) return libraryError(p_);
-    }
-    const char* text = names_.data() + width_ * static_cast<size_t>(i % kBlock);
-    return PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(std::strlen(text)), "replace");
+      : p_(p), kind_(kind), count_(count), width_(8 * static_cast<size_t>(units) + 1) {}
+
+  Ref at(int index) {  // null with an exception
+    if (index % kBlock == 0 && fetch(index) != 0) return {};
+    const char* text = buffer_.data() + static_cast<size_t>(index % kBlock) * width_;
+    const auto length = static_cast<Py_ssize_t>(strnlen(text, width_));
+    Ref name = Ref::steal(PyUnicode_DecodeUTF8(text, length, nullptr));
+    if (name || !PyErr_ExceptionMatches(PyExc_UnicodeDecodeError)) return name;
+    PyErr_Clear();
+    return Ref::steal(PyBytes_FromStringAndSize(text, length));  // so that it can be written again as it is
   }
 
  private:
+  int fetch(int first) {
+    const int last = std::min(first + kBlock, count_) - 1;
+    if (!buffer_.resize(kBlock * width_)) return -1;
+    return TVLOgetnames(p_->prob, kind_, buffer_.data(), first, last) == 0 ? 0 : solverFailed(p_);
+  }
+
   problem_s* p_;
   int kind_, count_;
   size_t width_;
-  std::vector<char> names_;
+  Array<char> buffer_;
 };
 
-template <class T>
-bool fetch(problem_s* p, int (*get)(TVLOprob, T*, int, int), int count, std::vector<T>* out) {
-  out->resize(static_cast<size_t>(count));
-  return count == 0 || get(p->prob, out->data(), 0, count - 1) == 0 || libraryError(p) != nullptr;
-}
+// A registry that is filled before it becomes the problem's.
+struct Registry {
+  Ref vars = Ref::steal(PyList_New(0)), cons = Ref::steal(PyList_New(0)), sets = Ref::steal(PyList_New(0));
+  rowcolmap *varmap = rowcolmap_new(), *conmap = rowcolmap_new(), *sosmap = rowcolmap_new();
 
-bool enroll(problem_s* p, EntityKind kind, PyObject* object, const char* failure) {
-  Registration registration(registryOf(p, kind));
-  if (!registration.add(object)) {
-    if (!PyErr_Occurred()) modelError("%s", failure);
-    return false;
+  Registry() = default;
+  Registry(const Registry&) = delete;
+  Registry& operator=(const Registry&) = delete;
+  ~Registry() {
+    rowcolmap_free(&varmap);
+    rowcolmap_free(&conmap);
+    rowcolmap_free(&sosmap);
   }
-  registration.commit();
-  return true;
-}
+  bool isComplete() const { return vars && cons && sets && varmap && conmap && sosmap; }
 
-bool readColumns(problem_s* p, int n, int units) {
-  std::vector<double> lb, ub, limit;
-  std::vector<char> type;
-  if (!fetch(p, TVLOgetlb, n, &lb) || !fetch(p, TVLOgetub, n, &ub) || !fetch(p, TVLOgetcoltype, n, &type) ||
-      !fetch(p, TVLOgetglblimit, n, &limit))
-    return false;
-  NameReader names(p, TVLO_NAMES_COLUMN, n, units);
-  static const char letters[] = "CBISRP";
-  for (int j = 0; j < n; ++j) {
-    const auto at = static_cast<size_t>(j);
-    Ref v = Ref::steal(var_base()), name = Ref::steal(names.name(j));
-    if (!v || !name) return false;
-    uint64_t* word = &reinterpret_cast<var_s*>(v.get())->word;
-    const char* letter = std::strchr(letters, type[at]);
-    if (set_var_name(word, name.get()) != 0 || set_var_lbound(word, lb[at]) != 0 || set_var_ubound(word, ub[at]) != 0 ||
-        set_var_thold(word, limit[at]) != 0)
-      return false;
-    set_var_type(word, letter && *letter ? static_cast<uint64_t>(letter - letters) : 0);
-    if (!enroll(p, kColumn, v.get(), "Could not read problem")) return false;
+  // The problem's goes with this object.
+  void exchange(problem_s* p) {
+    for (auto [mine, its] : {std::pair{&vars, &p->vars}, {&cons, &p->cons}, {&sets, &p->sets}}) {
+      PyObject* old = *its;
+      *its = mine->release();
+      *mine = Ref::steal(old);
+    }
+    std::swap(varmap, p->varmap);
+    std::swap(conmap, p->conmap);
+    std::swap(sosmap, p->sosmap);
+    p->columns->drop();
+    ++p->changes;
+    ++p->epoch;
+    p->nlConstCol = p->objAuxCol = p->objAuxRow = -1;
+    p->nlRowCount = p->nlObjective = 0;
   }
-  return true;
+};
+
+int couldNot(const char* text) {
+  if (!PyErr_Occurred()) modelError("%s", text);
+  return -1;
 }
 
-bool setRowBounds(uint64_t* info, char type, double rhs, double range) {
-  const bool lower = type == 'G' || type == 'E' || type == 'R', upper = type == 'L' || type == 'E' || type == 'R';
-  return (!lower || set_con_lbound(info, type == 'R' ? rhs - range : rhs) == 0) &&
-         (!upper || set_con_ubound(info, rhs) == 0);
+int enter(PyObject* list, rowcolmap* map, PyObject* object, uint64_t key, int index, const char* failure) {
+  return rowcolmap_set(map, key, index) == 0 && PyList_Append(list, object) == 0 ? 0 : couldNot(failure);
 }
 
-bool readRows(problem_s* p, int n, int units) {
-  std::vector<double> rhs, range;
-  std::vector<char> type;
-  if (!fetch(p, TVLOgetrhs, n, &rhs) || !fetch(p, TVLOgetrhsrange, n, &range) || !fetch(p, TVLOgetrowtype, n, &type))
-    return false;
-  NameReader names(p, TVLO_NAMES_ROW, n, units);
-  for (int i = 0; i < n; ++i) {
-    const auto at = static_cast<size_t>(i);
-    Ref c = Ref::steal(constraint_base()), name = Ref::steal(names.name(i));
-    if (!c || !name) return false;
-    uint64_t* info = &reinterpret_cast<constraint_s*>(c.get())->info;
-    if (set_con_name(info, name.get()) != 0 || !setRowBounds(info, type[at], rhs[at], range[at]) ||
-        !enroll(p, kRow, c.get(), "Cannot read constraint from problem"))
-      return false;
+int variableType(char letter) {
+  constexpr std::string_view kLetters = "CBISRP";  // in the order of the types
+  const size_t type = kLetters.find(letter);
+  return type == std::string_view::npos ? 0 : static_cast<int>(type);
+}
+
+int readColumns(problem_s* p, int count, int units, Registry* registry) {
+  constexpr char kFailure[] = "Could not read problem";
+  Array<double> lb, ub, limit;
+  Array<char> type;
+  const auto n = static_cast<size_t>(count);
+  if (!lb.resize(n) || !ub.resize(n) || !limit.resize(n) || !type.resize(n)) return -1;
+  if (TVLOgetlb(p->prob, lb.data(), 0, count - 1) != 0 || TVLOgetub(p->prob, ub.data(), 0, count - 1) != 0 ||
+      TVLOgetcoltype(p->prob, type.data(), 0, count - 1) != 0 ||
+      TVLOgetglblimit(p->prob, limit.data(), 0, count - 1) != 0)
+    return solverFailed(p);
+  NameReader names(p, TVLO_NAMES_COLUMN, count, units);
+  for (int i = 0; i < count; ++i) {
+    Ref object = Ref::steal(var_base()), name = names.at(i);
+    if (!object || !name) return -1;
+    uint64_t* word = &reinterpret_cast<var_s*>(object.get())->word;
+    set_var_type(word, static_cast<uint64_t>(variableType(type[i])));
+    const bool limited = type[i] == 'S' || type[i] == 'R' || type[i] == 'P';
+    if (set_var_name(word, name.get()) != 0 || set_var_lbound(word, lb[i]) != 0 || set_var_ubound(word, ub[i]) != 0 ||
+        (limited && set_var_thold(word, limit[i]) != 0))
+      return -1;
+    const uint64_t key = varIndex(reinterpret_cast<var_s*>(object.get()));
+    if (enter(registry->vars.get(), registry->varmap, object.get(), key, i, kFailure) != 0) return -1;
   }
-  return true;
+  return 0;
 }
 
-// Empties the registry; the old objects go last, when all is in step.
-bool emptyRegistry(problem_s* p) {
-  Ref old[3], fresh[3];
-  for (Ref& list : fresh)
-    if (!(list = Ref::steal(PyList_New(0)))) return false;
-  int i = 0;
-  for (EntityKind kind : {kRow, kColumn, kSet}) {
-    const Registry r = registryOf(p, kind);
-    rowcolmap_clear(*r.map);
-    old[i] = Ref::steal(std::exchange(*r.list, fresh[i].release()));
-    ++i;
+int setBounds(uint64_t* info, char type, double rhs, double range) {
+  const double lower = type == 'R' ? rhs - std::abs(range) : rhs;
+  if ((type == 'G' || type == 'E' || type == 'R') && set_con_lbound(info, lower) != 0) return -1;
+  return (type == 'L' || type == 'E' || type == 'R') ? set_con_ubound(info, rhs) : 0;
+}
+
+int readRows(problem_s* p, int count, int units, Registry* registry) {
+  constexpr char kFailure[] = "Cannot read constraint from problem";
+  Array<double> rhs, range;
+  Array<char> type;
+  const auto n = static_cast<size_t>(count);
+  if (!rhs.resize(n) || !range.resize(n) || !type.resize(n)) return -1;
+  if (TVLOgetrhs(p->prob, rhs.data(), 0, count - 1) != 0 || TVLOgetrhsrange(p->prob, range.data(), 0, count - 1) != 0 ||
+      TVLOgetrowtype(p->prob, type.data(), 0, count - 1) != 0)
+    return solverFailed(p);
+  NameReader names(p, TVLO_NAMES_ROW, count, units);
+  for (int i = 0; i < count; ++i) {
+    Ref object = Ref::steal(constraint_base()), name = names.at(i);
+    if (!object || !name) return -1;
+    auto* c = reinterpret_cast<constraint_s*>(object.get());
+    if (set_con_name(&c->info, name.get()) != 0 || setBounds(&c->info, type[i], rhs[i], range[i]) != 0) return -1;
+    if (enter(registry->cons.get(), registry->conmap, object.get(), conIndex(c), i, kFailure) != 0) return -1;
   }
-  p->nlConstCol = p->objAuxCol = p->objAuxRow = -1;
-  p->nlRowCount = p->nlObjective = 0;
-  return true;
+  return 0;
 }
 
-bool readModel(problem_s* p) {
-  int columns, rows, units;
-  return intAttribute(p, 1214, &columns) == 0 && intAttribute(p, 1124, &rows) == 0 &&
-         intAttribute(p, 1028, &units) == 0 && readColumns(p, columns, units) && readRows(p, rows, units);
+int fillRegistry(problem_s* p, Registry* registry) {
+  int columns = 0, rows = 0, units = 0, formulas = 0, formulaRows = 0;
+  if (TVLOgetintattrib(p->prob, kColumns, &columns) != 0 || TVLOgetintattrib(p->prob, kRows, &rows) != 0 ||
+      TVLOgetintattrib(p->prob, kNameUnits, &units) != 0 ||
+      TSLPgetintattrib(p->slpprob, kFormulaRows, &formulaRows) != 0 ||
+      TSLPgetintattrib(p->slpprob, kFormulas, &formulas) != 0)
+    return solverFailed(p);
+  if ((columns > 0 && readColumns(p, columns, units, registry) != 0) ||
+      (rows > 0 && readRows(p, rows, units, registry) != 0))
+    return -1;
+  registry->exchange(p);
+  p->nlRowCount = formulas + formulaRows;
+  return 0;
 }
 
-// After a failure half-way: an empty problem on both sides.
-void emptyProblem(problem_s* p) {
+// Neither the solver nor the registry holds anything.
+void empty(problem_s* p, Registry* nothing) {
   ErrorStash failure;
-  TVLOloadlp(p->prob, "noname", 0, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-             nullptr);
-  emptyRegistry(p);
+  if (TVLOloadlp(p->prob, nullptr, 0, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                 nullptr, nullptr) == 0)
+    nothing->exchange(p);
 }
 
-}  // namespace
-
-PyObject* problem_name(PyObject* self, PyObject*) {
-  auto* p = reinterpret_cast<problem_s*>(self);
-  int length;
-  if (checkProblemIsInitialized(p) != 0 || intAttribute(p, 1158, &length) != 0) return nullptr;
-  return guarded([&]() -> PyObject* {
-    std::vector<char> name(static_cast<size_t>(length) + 1);
-    if (TVLOgetprobname(p->prob, name.data()) != 0) return libraryError(p);
-    return PyUnicode_DecodeUTF8(name.data(), static_cast<Py_ssize_t>(std::strlen(name.data())), "replace");
-  });
+int readFile(problem_s* p, const char* filename, const char* options) {
+  Registry fresh, nothing;
+  if (!fresh.isComplete() || !nothing.isComplete()) return PyErr_NoMemory(), -1;
+  bool failed = false;
+  {
+    InUse reading(p, Use::file);
+    failed = TVLOreadprob(p->prob, filename, options) != 0 && TSLPreadprob(p->slpprob, filename, options) != 0;
+    if (failed && !p->releaseWhenIdle) solverFailed(p);
+  }
+  if (!p->prob) return checkProblemIsInitialized(p);
+  // Objects are made while the problem is refused to other code: a garbage collection may run some.
+  InUse filling(p, Use::file);
+  if (!failed && fillRegistry(p, &fresh) == 0) return 0;
+  empty(p, &nothing);
+  return -1;
 }
 
-PyObject* problem_str(PyObject* self) { return problem_name(self, nullptr); }
+// The two strings of both methods, held for the time of the call.
+int parse(PyObject* args, PyObject* kwargs, const char* second, const char** filename, const char** options) {
+  const char* const names[] = {"filename", second, nullptr};
+  return ko_ParseTupleAndKeywords(args, kwargs, "s|s", names, nullptr, filename, options) ? 0 : -1;
+}
+
+// Reading and writing is for one call at a time, also from code that a log line runs.
+int requireIdle(problem_s* p) {
+  if (checkProblemIsInitialized(p) != 0) return -1;
+  if (p->use == Use::idle) return 0;
+  solverError("The problem is being solved");
+  return -1;
+}
 
 PyObject* problem_read(PyObject* self, PyObject* args, PyObject* kwargs) {
-  static const char* const names[] = {"filename", "options", nullptr};
-  auto* p = reinterpret_cast<problem_s*>(self);
-  const char *filename, *options = "";
-  if (checkProblemIsInitialized(p) != 0 ||
-      !ko_ParseTupleAndKeywords(args, kwargs, "s|s", names, nullptr, &filename, &options))
+  problem_s* p = self_(self);
+  const char *filename = nullptr, *options = "";
+  if (requireIdle(p) != 0 || parse(args, kwargs, "options", &filename, &options) != 0 || requireIdle(p) != 0)
     return nullptr;
-  if (p->solvingThread) return solverError("Problem cannot be read while it is being solved");
-  if (TVLOreadprob(p->prob, filename, options) != 0 && TSLPreadprob(p->slpprob, filename, options) != 0) {
-    libraryError(p);
-    ErrorStash failure;
-    emptyRegistry(p);
-    return nullptr;
-  }
-  return guarded([&]() -> PyObject* {
-    if (emptyRegistry(p) && readModel(p)) return newRef(Py_None);
-    emptyProblem(p);
-    return nullptr;
-  });
+  Ref held = Ref::borrow(self);
+  if (readFile(p, filename, options) != 0) return nullptr;
+  Py_RETURN_NONE;
 }
 
 PyObject* problem_write(PyObject* self, PyObject* args, PyObject* kwargs) {
-  static const char* const names[] = {"filename", "flags", nullptr};
-  auto* p = reinterpret_cast<problem_s*>(self);
-  const char *filename, *flags = "";
-  if (checkProblemIsInitialized(p) != 0 ||
-      !ko_ParseTupleAndKeywords(args, kwargs, "s|s", names, nullptr, &filename, &flags))
+  problem_s* p = self_(self);
+  const char *filename = nullptr, *flags = "";
+  if (requireIdle(p) != 0 || parse(args, kwargs, "flags", &filename, &flags) != 0 || requireIdle(p) != 0)
     return nullptr;
-  const bool byComponent = hasNonlinearContent(p) || std::strchr(flags, 'g');
-  const int failed = byComponent ? TSLPwriteprob(p->slpprob, filename, flags) : TVLOwriteprob(p->prob, filename, flags);
-  return failed ? libraryError(p) : newRef(Py_None);
+  Ref held = Ref::borrow(self);
+  InUse writing(p, Use::file);
+  const bool formulas = p->nlRowCount > 0 || p->nlObjective != 0 || std::strchr(flags, 'g');
+  const int failed = formulas ? TSLPwriteprob(p->slpprob, filename, flags) : TVLOwriteprob(p->prob, filename, flags);
+  if (failed != 0) return solverFailed(p), nullptr;
+  Py_RETURN_NONE;
+}
+
+PyDoc_STRVAR(kReadDoc, R"(read($self, /, filename, options='')
+--
+
+Purpose:
+  Reads a problem file in place of what the problem holds.
+
+Synopsis:
+  p.read(filename, options='')
+
+Arguments:
+  filename   Name of the file: MPS or LP, plain or gzipped.
+  options    "l" for LP, "f" for fixed and "x" for free MPS; without one of these the format is found out.
+
+Example:
+  p.read("afiro.mps")
+
+Further information:
+  The problem gets new variable and constraint objects with the names, bounds and types of the file; the constraints
+  have no body. A file that can't be read leaves the problem empty.
+
+Related topics:
+  problem.write, problem.getVariable, problem.getConstraint
+)");
+
+PyDoc_STRVAR(kWriteDoc, R"(write($self, /, filename, flags='')
+--
+
+Purpose:
+  Writes the problem to a file.
+
+Synopsis:
+  p.write(filename, flags='')
+
+Arguments:
+  filename   Name of the file. One that ends in .gz is gzipped, one that ends in .lp or .lp.gz is in LP format.
+  flags      "l" for LP, "f" for fixed and "x" for free MPS (the default), "z" to gzip.
+
+Example:
+  p.write("model.mps.gz")
+
+Related topics:
+  problem.read
+)");
+
+}  // namespace
+
+const PyMethodDef* fileMethods() {
+  static const PyMethodDef methods[] = {
+      {"read", withKeywords(problem_read), METH_VARARGS | METH_KEYWORDS, kReadDoc},
+      {"write", withKeywords(problem_write), METH_VARARGS | METH_KEYWORDS, kWriteDoc},
+      {nullptr, nullptr, 0, nullptr},
+  };
+  return methods;
 }
 
 }  // namespace tavlo

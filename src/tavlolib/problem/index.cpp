@@ -1,64 +1,69 @@
-// From objects, names and integers to solver indices.
-#include "problem/registry.h"
+// From an object, a name or a number to an index of the solver.
+#include <climits>
+#include <cstring>
+
+#include "model/objects.h"
+#include "problem/problem.h"
+#include "pyutil/ref.h"
 
 namespace tavlo {
 namespace {
 
-int lookUp(PyObject* obj, const Registry& r, const char* missing, int* index) {
-  int64_t at;
-  if (rowcolmap_get(*r.map, r.key(obj), &at) != 0) {
-    modelError(missing, obj);
-    return -1;
-  }
-  *index = static_cast<int>(at);
+constexpr int kRows = 1001, kSpareRows = 1019;
+
+int fail(const char* format, PyObject* obj) {
+  modelError(format, obj);
+  return -1;
+}
+
+int byName(problem_s* p, PyObject* obj, int kind, int* index) {
+  PyObject* temporary = nullptr;
+  const char* name = pyStrToStr(obj, nullptr, &temporary);
+  Ref owner = Ref::steal(temporary);
+  if (!name) return -1;
+  if (std::strlen(name) != static_cast<size_t>(pyStrLen(obj))) return fail("Name %A holds a zero byte", obj);
+  const int names = kind == kRow ? TVLO_NAMES_ROW : kind == kSet ? TVLO_NAMES_SET : TVLO_NAMES_COLUMN;
+  return TVLOgetindex(p->prob, names, name, index) == 0 ? 0 : solverFailed(p);
+}
+
+int byKey(const rowcolmap* map, uint64_t key, PyObject* obj, const char* missing, int* index) {
+  int64_t value = 0;
+  if (!map || rowcolmap_get(map, key, &value) != 0) return fail(missing, obj);
+  *index = static_cast<int>(value);
   return 0;
 }
 
-int byName(PyObject* obj, problem_s* p, int* index, int kind) {
-  PyObject* temp = nullptr;
-  const char* name = pyStrToStr(obj, nullptr, &temp);
-  Ref holder = Ref::steal(temp);
-  if (!name) return -1;
-  const int names = kind == kRow ? TVLO_NAMES_ROW : kind == kSet ? TVLO_NAMES_SET : TVLO_NAMES_COLUMN;
-  if (TVLOgetindex(p->prob, names, name, index) == 0) return 0;
-  libraryError(p);
-  return -1;
-}
-
-int invalidObject(PyObject* obj, int kind) {
-  modelError(kind == kColumn ? "Invalid variable object %S"
-             : kind == kRow  ? "Invalid constraint object %S"
-             : kind == kSet  ? "Invalid SOS object %S"
-                             : "Invalid object %S",
-             obj);
-  return -1;
+int byVariable(problem_s* p, PyObject* obj, int kind, int* index) {
+  if (byKey(p->varmap, varIndex(reinterpret_cast<var_s*>(obj)), obj, "Variable %S not in problem", index) != 0)
+    return -1;
+  if (kind == kColumn) return 0;
+  int rows = 0, spare = 0;
+  if (TVLOgetintattrib(p->prob, kRows, &rows) != 0 || TVLOgetintattrib(p->prob, kSpareRows, &spare) != 0)
+    return solverFailed(p);
+  *index -= rows + spare;
+  return 0;
 }
 
 }  // namespace
 
-// Names of sets are looked up among the sets.
 int ObjInt2int(PyObject* obj, problem_s* p, int* index, int kind) {
-  int64_t number;
+  int64_t number = 0;
   if (isSignedInteger(obj, &number)) {
-    if (number < INT32_MIN || number > INT32_MAX) {
-      modelError("Index out of bounds");
-      return -1;
-    }
+    if (number < INT_MIN || number > INT_MAX) return fail("Index %S is out of range", obj);
     *index = static_cast<int>(number);
     return 0;
   }
-  if (PyUnicode_Check(obj) || PyBytes_Check(obj)) return byName(obj, p, index, kind);
-  if (var_Check(obj) && (kind == kColumn || kind == kColumnOrRow)) {
-    if (lookUp(obj, registryOf(p, kColumn), "Variable %S not in problem", index) != 0) return -1;
-    int rows = 0, spare = 0;
-    if (kind == kColumnOrRow && (intAttribute(p, 1001, &rows) != 0 || intAttribute(p, 1019, &spare) != 0)) return -1;
-    *index -= rows + spare;
-    return 0;
-  }
+  if (PyUnicode_Check(obj) || PyBytes_Check(obj)) return byName(p, obj, kind, index);
+  if (var_Check(obj) && (kind == kColumn || kind == kColumnOrRow)) return byVariable(p, obj, kind, index);
   if (constraint_Check(obj) && (kind == kRow || kind == kColumnOrRow))
-    return lookUp(obj, registryOf(p, kRow), "Constraint %S not in problem", index);
-  if (sos_Check(obj) && kind == kSet) return lookUp(obj, registryOf(p, kSet), "SOS %S not in problem", index);
-  return invalidObject(obj, kind);
+    return byKey(p->conmap, conIndex(reinterpret_cast<constraint_s*>(obj)), obj, "Constraint %S not in problem", index);
+  if (sos_Check(obj) && kind == kSet)
+    return byKey(p->sosmap, reinterpret_cast<sos_s*>(obj)->index, obj, "SOS %S not in problem", index);
+  return fail(kind == kColumn ? "Invalid variable object %S"
+              : kind == kRow  ? "Invalid constraint object %S"
+              : kind == kSet  ? "Invalid SOS object %S"
+                              : "Invalid object %S",
+              obj);
 }
 
 }  // namespace tavlo

@@ -1,93 +1,122 @@
-// setObjective.
-#include "problem/methods.h"
+// The objective: translated whole before the old one is touched.
+#include <algorithm>
+
 #include "problem/translate.h"
-#include "pyutil/guard.h"
+#include "pyutil/ref.h"
 
 namespace tavlo {
 namespace {
 
-// The object that stands for the objective: the argument, or the one element of an array.
-Ref objectiveOf(PyObject* arg) {
-  if (!PyArray_Check(arg)) return Ref::borrow(arg);
-  auto* array = reinterpret_cast<PyArrayObject*>(arg);
-  if (PyArray_SIZE(array) != 1) {
-    modelError("Only one objective can be set, passed a sequence or NumPy array");
-    return {};
+constexpr int kColumns = 1214, kObjectiveSense = 12146;
+
+// Quadratic entries to send: the old ones as zeros, then the new ones.
+int replaceQuadratic(problem_s* p, int columns, const Terms& terms) {
+  int64_t old = 0;
+  if (columns > 0 && TVLOgetmqobj64(p->prob, nullptr, nullptr, nullptr, 0, &old, 0, columns - 1) != 0)
+    return solverFailed(p);
+  if (old == 0 && terms.nquad == 0) return 0;
+  const auto total = static_cast<size_t>(old + terms.nquad);
+  Array<int64_t> start;
+  Array<int32_t> first, second;
+  Array<double> value;
+  if (!start.resize(static_cast<size_t>(columns) + 1) || !first.resize(total) || !second.resize(total) ||
+      !value.resize(total))
+    return -1;
+  if (old > 0) {
+    if (TVLOgetmqobj64(p->prob, start.data(), second.data(), value.data(), old, &old, 0, columns - 1) != 0)
+      return solverFailed(p);
+    for (int j = 0; j < columns; ++j)
+      for (int64_t k = start[j]; k < (j + 1 < columns ? start[j + 1] : old); ++k) first[k] = j;
+    std::fill_n(value.data(), old, 0.0);
   }
-  return Ref::steal(PyArray_GETITEM(array, static_cast<char*>(PyArray_DATA(array))));
+  std::copy_n(terms.qcol1.data(), terms.nquad, first.data() + old);
+  std::copy_n(terms.qcol2.data(), terms.nquad, second.data() + old);
+  std::copy_n(terms.qcoef.data(), terms.nquad, value.data() + old);
+  return TVLOchgmqobj64(p->prob, static_cast<int64_t>(total), first.data(), second.data(), value.data()) == 0
+             ? 0
+             : solverFailed(p);
 }
 
-bool clearObjective(problem_s* p) {
-  int n, nq = 0;
-  if (intAttribute(p, 1214, &n) != 0) return false;
-  std::vector<int> columns(static_cast<size_t>(n) + 1);
-  for (int j = 0; j <= n; ++j) columns[static_cast<size_t>(j)] = j - 1;  // -1 is the constant
-  const std::vector<double> zeros(columns.size(), 0.0);
-  if (TVLOchgobj(p->prob, n + 1, columns.data(), zeros.data()) != 0) return false;
-  if (n == 0) return true;
-  if (TVLOgetmqobj(p->prob, nullptr, nullptr, nullptr, 0, &nq, 0, n - 1) != 0) return false;
-  if (nq == 0) return true;
-  std::vector<int> start(static_cast<size_t>(n) + 1), second(static_cast<size_t>(nq)), first(second.size());
-  const std::vector<double> none(second.size(), 0.0);
-  std::vector<double> values(second.size());
-  if (TVLOgetmqobj(p->prob, start.data(), second.data(), values.data(), nq, &nq, 0, n - 1) != 0) return false;
-  for (int j = 0; j < n; ++j)
-    for (int k = start[static_cast<size_t>(j)]; k < start[static_cast<size_t>(j) + 1]; ++k)
-      first[static_cast<size_t>(k)] = j;
-  return TVLOchgmqobj(p->prob, nq, first.data(), second.data(), none.data()) == 0;
+// Every cost and, at column -1, minus the constant.
+int replaceLinear(problem_s* p, int columns, const Terms& terms) {
+  const auto n = static_cast<size_t>(columns);
+  Array<int32_t> column;
+  Array<double> cost;
+  if (!column.resize(n + 1) || !cost.resize(n + 1)) return -1;
+  for (int j = 0; j < columns; ++j) column[j] = j;
+  std::fill_n(cost.data(), n, 0.0);
+  for (int64_t k = 0; k < terms.nlin; ++k) cost[terms.colind[k]] += terms.coef[k];
+  column[n] = -1;
+  cost[n] = 0 - terms.constant;
+  return TVLOchgobj(p->prob, columns + 1, column.data(), cost.data()) == 0 ? 0 : solverFailed(p);
 }
 
-bool sendObjective(problem_s* p, Coefficients& c, double constant, int sense) {
-  if (constant != 0) {
-    c.column.push_back(-1);
-    c.value.push_back(-constant);
-  }
-  return (c.column.empty() ||
-          TVLOchgobj(p->prob, static_cast<int>(c.column.size()), c.column.data(), c.value.data()) == 0) &&
-         (c.qvalue.empty() || TVLOchgmqobj64(p->prob, static_cast<int64_t>(c.qvalue.size()), c.qcolumn1.data(),
-                                             c.qcolumn2.data(), c.qvalue.data()) == 0) &&
-         TVLOchgobjsense(p->prob, sense) == 0 && TSLPsetdblcontrol(p->slpprob, 12146, sense) == 0;
+int replaceObjective(problem_s* p, PyObject* objective, int sense) {
+  Terms terms;
+  int columns = 0;
+  if (convertExpr(p, objective, nullptr, &terms) != 0) return -1;
+  if (TVLOgetintattrib(p->prob, kColumns, &columns) != 0) return solverFailed(p);
+  if (replaceQuadratic(p, columns, terms) != 0 || replaceLinear(p, columns, terms) != 0) return -1;
+  if (TVLOchgobjsense(p->prob, sense) != 0 || TSLPsetdblcontrol(p->slpprob, kObjectiveSense, sense) != 0)
+    return solverFailed(p);
+  return 0;
 }
+
+PyDoc_STRVAR(kSetObjectiveDoc, R"(setObjective($self, /, objective, sense=1)
+--
+
+Purpose:
+  Replaces the objective.
+
+Synopsis:
+  p.setObjective(objective, sense=tavlo.minimize)
+
+Arguments:
+  objective   A variable, term, expression or number, or a NumPy array with one of them as its only element. Its
+              variables must belong to the problem.
+  sense       tavlo.minimize or tavlo.maximize.
+
+Example:
+  p.setObjective(3*x + 2*y, sense=tavlo.maximize)
+  p.setObjective(0)
+
+Further information:
+  A call that fails leaves the old objective as it was.
+
+Related topics:
+  problem.getObjVal, problem.solve
+)");
 
 }  // namespace
 
-int check_nl_unconstruct(problem_s* p) {
-  if (p->nlRowCount == 0 && !p->nlObjective) return 0;
-  int bits = 0;
-  if (TSLPgetintattrib(p->slpprob, 12062, &bits) == 0) return 0;
-  libraryError(p);
-  return -1;
-}
-
-// The new objective is translated before the old one is touched: a failing call leaves the old one.
-int setObjectiveTo(problem_s* p, PyObject* objective, int sense) {
-  return guarded([&]() -> int {
-    if (getExprTypeQuiet(objective) == kInvalid) {
-      modelError("Invalid object set as objective");
-      return -1;
-    }
-    Coefficients coefs;
-    double constant = 0;
-    ColumnFinder finder(p);
-    if (convertExpr(objective, finder, nullptr, true, &coefs, &constant) != 0 || check_nl_unconstruct(p) != 0)
-      return -1;
-    if (clearObjective(p) && sendObjective(p, coefs, constant, sense)) return 0;
-    libraryError(p);
-    return -1;
-  });
-}
-
 PyObject* problem_setObjective(PyObject* self, PyObject* args, PyObject* kwargs) {
-  static const char* const names[] = {"objective", "sense", nullptr};
   auto* p = reinterpret_cast<problem_s*>(self);
-  PyObject* arg;
+  if (checkProblemIsInitialized(p) != 0) return nullptr;
+  static constexpr const char* kNames[] = {"objective", "sense", nullptr};
+  PyObject* given = nullptr;
   long sense = 1;
-  if (checkProblemIsInitialized(p) != 0 || !ko_ParseTupleAndKeywords(args, kwargs, "O|l", names, nullptr, &arg, &sense))
-    return nullptr;
+  if (!ko_ParseTupleAndKeywords(args, kwargs, "O|l", kNames, nullptr, &given, &sense)) return nullptr;
   if (sense != 1 && sense != -1) return modelError("Invalid optimization sense");
-  Ref objective = objectiveOf(arg);
-  if (!objective || setObjectiveTo(p, objective.get(), static_cast<int>(sense)) != 0) return nullptr;
-  return newRef(Py_None);
+  Ref objective = Ref::borrow(given);
+  if (PyArray_Check(given)) {
+    auto* array = reinterpret_cast<PyArrayObject*>(given);
+    if (PyArray_SIZE(array) > 1) return modelError("Only one objective can be set, passed a sequence or NumPy array");
+    if (PyArray_SIZE(array) == 0) return modelError("Invalid object set as objective");
+    objective = Ref::steal(PyArray_GETITEM(array, static_cast<char*>(PyArray_DATA(array))));
+    if (!objective) return nullptr;
+  }
+  if (getExprTypeQuiet(objective.get()) == kInvalid) return modelError("Invalid object set as objective");
+  if (checkProblemIsInitialized(p) != 0 || replaceObjective(p, objective.get(), static_cast<int>(sense)) != 0)
+    return nullptr;
+  Py_RETURN_NONE;
+}
+
+const PyMethodDef* objectiveMethods() {
+  static const PyMethodDef methods[] = {
+      {"setObjective", withKeywords(problem_setObjective), METH_VARARGS | METH_KEYWORDS, kSetObjectiveDoc},
+      {nullptr, nullptr, 0, nullptr},
+  };
+  return methods;
 }
 
 }  // namespace tavlo

@@ -1,13 +1,23 @@
 // The problem record and what its files share. Every method first checks checkProblemIsInitialized.
+//
+// Registry: column j of the solver is vars[j] and varmap holds vars[j]'s key -> j; likewise for rows. It matches the
+// solver after every call, also after a failing one: a call changes all of what it was given or nothing.
+// Threads: everything needs the interpreter lock. A solve releases it: until it ends, calls from other threads are
+// refused. Python code that a call runs (generators, finalizers) may change the problem: `changes` and `epoch` tell.
 #pragma once
 
-#include "model/maps.h"
+#include "model/objects.h"
 #include "module/errors.h"
 #include "pyutil/python.h"
 #include "tvlo/tslp.h"
 #include "tvlo/tvlo.h"
 
 inline constexpr int kCallbackKinds = 40;
+
+namespace tavlo {
+class ColumnTable;
+enum class Use : int32_t { idle, solving, file };  // file: being read or written, refused to every other call
+}  // namespace tavlo
 
 struct problem_s {
   PyObject_HEAD TVLOprob prob;  // null while the record is not initialised
@@ -22,9 +32,13 @@ struct problem_s {
   int32_t outputEnabled;
   problem_s *prevProblem, *nextProblem;  // chain of live problems
   PyObject* link;    // shared with the control and attribute objects, which may outlive the problem; may be null
-  PyObject* module;  // keeps the module alive
-  unsigned long solvingThread;  // the thread that runs a solve of this problem; 0 while none does
-  int32_t releaseAfterSolve;    // its resources are to go when that solve returns
+  PyObject* module;  // which outlives all problems
+  tavlo::ColumnTable* columns;  // varmap for fast reading
+  uint64_t changes;             // counts the changes of the registry
+  uint64_t epoch;               // counts those after which a column index read before may mean another variable
+  tavlo::Use use;
+  unsigned long useThread;
+  bool releaseWhenIdle;  // released by a call while it was being solved
 };
 
 struct control_s {               // of the types control and attribute
@@ -35,10 +49,32 @@ struct control_s {               // of the types control and attribute
 namespace tavlo {
 
 // lifecycle.cpp
-// 0 when the solver handles are there and no other thread is solving the problem; else -1 with an exception.
-int checkProblemIsInitialized(problem_s* p);
+int checkProblemIsInitialized(problem_s* p);  // also refuses a problem that another thread solves
+inline bool isReady(const problem_s* p) { return p->prob && p->use == Use::idle; }
+PyObject* problem_new(PyTypeObject* type, PyObject* args, PyObject* kwargs);
+int problem_init(PyObject* self, PyObject* args, PyObject* kwargs);
+void problem_dealloc(PyObject* self);
+// Interrupts a running solve and leaves the release to its end.
 void problem_freeresources(problem_s* p);
+int problem_createHandles(problem_s* p);   // solver problems, settings and log handlers
+int problem_createRegistry(problem_s* p);  // empty
 int problem_applyDefaultControls(problem_s* p);
+int solverFailed(problem_s* p);  // -1, with the solver's error or the one that is pending
+PyObject* selfOf(problem_s* p);
+
+// A time during which the library works on the problem and may call Python code or run without the interpreter lock.
+class InUse {
+ public:
+  InUse(problem_s* p, Use use);
+  ~InUse();  // releases the problem when that was asked for meanwhile
+  InUse(const InUse&) = delete;
+  InUse& operator=(const InUse&) = delete;
+
+ private:
+  problem_s* p_;
+  Use before_;
+  unsigned long before_thread_;
+};
 
 // controls.cpp: controls, attributes and their name tables
 PyObject* ctrl_base(problem_s* p);
@@ -52,10 +88,11 @@ PyObject* normalisedName(PyObject* name);
 int getParType(int kind, int flags, int code, const char* name, int* outIsControl, int* outType);
 extern PyMethodDef kControlMethods[];  // getControl, setControl, getAttrib; ends with an empty entry
 
-// walker.cpp: nested lists, tuples, dictionaries, iterators and arrays
+// walker.cpp
 using LeafFn = PyObject* (*)(problem_s* p, PyObject* leaf, void* data);  // non-null marker (not owned) or null
 PyObject* forEachLeaf(problem_s* p, PyObject* obj, LeafFn fn, void* data, int depth);
 inline constexpr int kWalkDepth = 32;
+bool isAggregate(PyObject* obj);  // whether the walker opens it
 enum LeafType {
   kLeafVar = 0,
   kLeafConstraint = 1,
@@ -70,12 +107,28 @@ int leafType(PyObject* leaf);
 enum EntityKind { kRow = 0, kColumn = 1, kSet = 2, kColumnOrRow = 11 };
 int ObjInt2int(PyObject* obj, problem_s* p, int* index, int kind);
 
-// columns.cpp, rows.cpp: args is a tuple of objects and aggregates
-PyObject* problem_addVariable(problem_s* p, PyObject* args);
-PyObject* problem_addConstraint(problem_s* p, PyObject* args);
+// solve.cpp
+int isMixedInteger(problem_s* p, bool* mixed);  // 0, or -1 with an exception
 
-// objective.cpp
-int setObjectiveTo(problem_s* p, PyObject* objective, int sense);  // 0, or -1 with an exception
-int check_nl_unconstruct(problem_s* p);
+// Methods, a file of its subject each.
+PyObject* problem_name(PyObject* self, PyObject*);
+PyObject* problem_reset(PyObject* self, PyObject*);
+PyObject* problem_enter(PyObject* self, PyObject*);
+PyObject* problem_exit(PyObject* self, PyObject* args);
+// Tables that end with an empty entry. Functions, so that the type can be made before other files' data is ready.
+using MethodTable = const PyMethodDef* (*)();
+const PyMethodDef* copyMethods();
+const PyMethodDef* fileMethods();
+const PyMethodDef* addMethods();
+const PyMethodDef* deletionMethods();
+const PyMethodDef* queryMethods();
+const PyMethodDef* objectiveMethods();
+const PyMethodDef* solveMethods();
+const PyMethodDef* resultMethods();
+const PyMethodDef* statusMethods();
+inline PyCFunction withKeywords(PyObject* (*method)(PyObject*, PyObject*, PyObject*)) {
+  return reinterpret_cast<PyCFunction>(method);
+}
+PyObject* problem_setObjective(PyObject* self, PyObject* args, PyObject* kwargs);
 
 }  // namespace tavlo

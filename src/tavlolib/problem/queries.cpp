@@ -1,76 +1,144 @@
 // getVariable, getConstraint, getSOS and getIndex.
-#include "problem/methods.h"
-#include "problem/registry.h"
-#include "pyutil/guard.h"
+#include "model/objects.h"
+#include "problem/problem.h"
+#include "pyutil/array.h"
+#include "pyutil/ref.h"
 
 namespace tavlo {
 namespace {
 
-PyObject* slice(PyObject* list, Py_ssize_t first, Py_ssize_t last) { return PyList_GetSlice(list, first, last + 1); }
+problem_s* self_(PyObject* o) { return reinterpret_cast<problem_s*>(o); }
 
-PyObject* itemAt(PyObject* list, int64_t i) {
-  PyObject* item = PyList_GetItem(list, static_cast<Py_ssize_t>(i));
+struct Numbers {
+  Array<int64_t> at;
+  size_t n = 0;
+};
+
+PyObject* collectNumber(problem_s*, PyObject* leaf, void* data) {
+  auto* numbers = static_cast<Numbers*>(data);
+  int64_t number = 0;
+  if (!isSignedInteger(leaf, &number)) return modelError("Error in index list(s): must contain only integers");
+  if (!numbers->at.reserve(numbers->n + 1)) return nullptr;
+  numbers->at[numbers->n++] = number;
+  return Py_None;
+}
+
+// The object at a position, or null with the interpreter's IndexError.
+PyObject* itemOf(PyObject* list, int64_t position) {
+  PyObject* item = PyList_GetItem(list, static_cast<Py_ssize_t>(position));
   return item ? newRef(item) : nullptr;
 }
 
-PyObject* getRange(PyObject* list, PyObject* index, int first, int last) {
-  const Py_ssize_t n = PyList_GET_SIZE(list);
-  if (index) return modelError("Parameters 'first' and 'last' cannot be specified if 'index' is also specified");
-  if (first < 0 || last < 0) return modelError("Parameters 'first' and 'last' must be both nonnegative when specified");
-  if (first >= n || last >= n) return modelError("Parameters 'first' and 'last' are out of range");
-  if (first > last) return modelError("Parameter 'first' must be less than, or equal to, 'last'");
-  return slice(list, first, last);
+PyObject* itemsOf(problem_s* p, PyObject* problem_s::* list, PyObject* index) {
+  Numbers numbers;
+  if (!forEachLeaf(p, index, collectNumber, &numbers, kWalkDepth)) return nullptr;
+  Ref result = Ref::steal(PyList_New(0));
+  if (!result || checkProblemIsInitialized(p) != 0) return nullptr;  // the walk may have released it
+  for (size_t i = 0; i < numbers.n; ++i) {
+    Ref item = Ref::steal(itemOf(p->*list, numbers.at[i]));
+    if (!item || PyList_Append(result.get(), item.get()) != 0) return nullptr;
+  }
+  return result.release();
 }
 
-PyObject* problem_getObjects(PyObject* self, PyObject* args, PyObject* kwargs, EntityKind kind) {
-  static const char* const names[] = {"index", "first", "last", nullptr};
-  auto* p = reinterpret_cast<problem_s*>(self);
+PyObject* rangeOf(PyObject* list, PyObject* index, int first, int last) {
+  if (index) return modelError("Parameters 'first' and 'last' cannot be specified if 'index' is also specified");
+  if (first < 0 || last < 0) return modelError("Parameters 'first' and 'last' must be both nonnegative when specified");
+  if (first >= PyList_GET_SIZE(list) || last >= PyList_GET_SIZE(list))
+    return modelError("Parameters 'first' and 'last' are out of range");
+  if (first > last) return modelError("Parameter 'first' must be less than, or equal to, 'last'");
+  return PyList_GetSlice(list, first, static_cast<Py_ssize_t>(last) + 1);
+}
+
+PyObject* problem_getObjects(PyObject* self, PyObject* args, PyObject* kwargs, PyObject* problem_s::* list) {
+  problem_s* p = self_(self);
+  if (checkProblemIsInitialized(p) != 0) return nullptr;
+  static constexpr const char* kNames[] = {"index", "first", "last", nullptr};
   PyObject* index = nullptr;
   int first = -1, last = -1;
-  if (checkProblemIsInitialized(p) != 0 ||
-      !ko_ParseTupleAndKeywords(args, kwargs, "|Oii", names, nullptr, &index, &first, &last))
-    return nullptr;
-  PyObject** list = registryOf(p, kind).list;
-  if (first != -1 || last != -1) return getRange(*list, index, first, last);
-  if (!index) return slice(*list, 0, PyList_GET_SIZE(*list) - 1);
-  int64_t number;
-  if (isSignedInteger(index, &number)) return itemAt(*list, number);
-  return guarded([&]() -> PyObject* {
-    Leaves leaves;
-    if (!leaves.collect(p, index) || checkProblemIsInitialized(p) != 0) return nullptr;
-    Ref result = Ref::steal(PyList_New(static_cast<Py_ssize_t>(leaves.size())));
-    for (size_t i = 0; result && i < leaves.size(); ++i) {
-      if (!isSignedInteger(leaves[i], &number)) return modelError("Error in index list(s): must contain only integers");
-      PyObject* item = itemAt(*list, number);
-      if (!item) return nullptr;
-      PyList_SET_ITEM(result.get(), static_cast<Py_ssize_t>(i), item);
-    }
-    return result.release();
-  });
+  if (!ko_ParseTupleAndKeywords(args, kwargs, "|Oii", kNames, nullptr, &index, &first, &last)) return nullptr;
+  if (checkProblemIsInitialized(p) != 0) return nullptr;
+  if (first != -1 || last != -1) return rangeOf(p->*list, index, first, last);
+  if (!index) return PyList_GetSlice(p->*list, 0, PY_SSIZE_T_MAX);
+  int64_t number = 0;
+  return isSignedInteger(index, &number) ? itemOf(p->*list, number) : itemsOf(p, list, index);
 }
+
+PyObject* problem_getVariable(PyObject* self, PyObject* args, PyObject* kwargs) {
+  return problem_getObjects(self, args, kwargs, &problem_s::vars);
+}
+PyObject* problem_getConstraint(PyObject* self, PyObject* args, PyObject* kwargs) {
+  return problem_getObjects(self, args, kwargs, &problem_s::cons);
+}
+
+PyObject* problem_getSOS(PyObject* self, PyObject* args, PyObject* kwargs) {
+  return problem_getObjects(self, args, kwargs, &problem_s::sets);
+}
+
+PyObject* problem_getIndex(PyObject* self, PyObject* obj) {
+  problem_s* p = self_(self);
+  if (checkProblemIsInitialized(p) != 0) return nullptr;
+  int64_t index = 0;
+  const bool found =
+      (var_Check(obj) && rowcolmap_get(p->varmap, varIndex(reinterpret_cast<var_s*>(obj)), &index) == 0) ||
+      (constraint_Check(obj) &&
+       rowcolmap_get(p->conmap, conIndex(reinterpret_cast<constraint_s*>(obj)), &index) == 0) ||
+      (sos_Check(obj) && rowcolmap_get(p->sosmap, reinterpret_cast<sos_s*>(obj)->index, &index) == 0);
+  return found ? PyLong_FromLongLong(index)
+               : modelError("Incorrect object(s) passed: need variable, constraint, or SOS");
+}
+
+#define TAVLO_QUERY_DOC(method, one, many, related)                                                                 \
+  method                                                                                                            \
+      "($self, /, index=..., first=-1, last=-1)\n--\n\n"                                                            \
+      "Purpose:\n  " many                                                                                           \
+      " of the problem, by number.\n\n"                                                                             \
+      "Synopsis:\n  " one " = p." method                                                                            \
+      "(index)\n"                                                                                                   \
+      "  all = p." method "()\n  some = p." method                                                                  \
+      "(first=0, last=9)\n\n"                                                                                       \
+      "Arguments:\n"                                                                                                \
+      "  index         A number, or an aggregate of numbers, for which a list is returned.\n"                       \
+      "  first, last   Instead of index: the first and the last number of a range, for which a list is returned.\n" \
+      "\nExample:\n  p." method "(0)\n  p." method                                                                  \
+      "([2, 0])\n\n"                                                                                                \
+      "Related topics:\n  problem.getIndex, problem." related "\n"
+
+constexpr char kGetVariableDoc[] = TAVLO_QUERY_DOC("getVariable", "x", "Variables", "addVariable");
+constexpr char kGetConstraintDoc[] = TAVLO_QUERY_DOC("getConstraint", "c", "Constraints", "addConstraint");
+constexpr char kGetSOSDoc[] = TAVLO_QUERY_DOC("getSOS", "s", "Special ordered sets", "getIndex");
+#undef TAVLO_QUERY_DOC
+
+PyDoc_STRVAR(kGetIndexDoc, R"(getIndex($self, obj, /)
+--
+
+Purpose:
+  Number of a variable or constraint in the problem: its column or row.
+
+Synopsis:
+  i = p.getIndex(obj)
+
+Arguments:
+  obj   A variable or constraint of the problem.
+
+Further information:
+  Numbers change when objects before it are deleted.
+
+Related topics:
+  problem.getVariable, problem.getConstraint
+)");
 
 }  // namespace
 
-PyObject* problem_getVariable(PyObject* self, PyObject* args, PyObject* kwargs) {
-  return problem_getObjects(self, args, kwargs, kColumn);
-}
-PyObject* problem_getConstraint(PyObject* self, PyObject* args, PyObject* kwargs) {
-  return problem_getObjects(self, args, kwargs, kRow);
-}
-PyObject* problem_getSOS(PyObject* self, PyObject* args, PyObject* kwargs) {
-  return problem_getObjects(self, args, kwargs, kSet);
-}
-
-PyObject* problem_getIndex(PyObject* self, PyObject* object) {
-  auto* p = reinterpret_cast<problem_s*>(self);
-  if (checkProblemIsInitialized(p) != 0) return nullptr;
-  for (EntityKind kind : {kColumn, kRow, kSet}) {
-    const Registry r = registryOf(p, kind);
-    int64_t index;
-    if (PyObject_TypeCheck(object, r.type) && rowcolmap_get(*r.map, r.key(object), &index) == 0)
-      return PyLong_FromLongLong(index);
-  }
-  return modelError("Incorrect object(s) passed: need variable, constraint, or SOS");
+const PyMethodDef* queryMethods() {
+  static const PyMethodDef methods[] = {
+      {"getVariable", withKeywords(problem_getVariable), METH_VARARGS | METH_KEYWORDS, kGetVariableDoc},
+      {"getConstraint", withKeywords(problem_getConstraint), METH_VARARGS | METH_KEYWORDS, kGetConstraintDoc},
+      {"getSOS", withKeywords(problem_getSOS), METH_VARARGS | METH_KEYWORDS, kGetSOSDoc},
+      {"getIndex", problem_getIndex, METH_O, kGetIndexDoc},
+      {nullptr, nullptr, 0, nullptr},
+  };
+  return methods;
 }
 
 }  // namespace tavlo

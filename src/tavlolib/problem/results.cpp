@@ -1,154 +1,259 @@
-// Solution values, duals, slacks and reduced costs, shaped after the arguments.
-#include "problem/lifecycle.h"
-#include "problem/methods.h"
-#include "problem/registry.h"
-#include "pyutil/guard.h"
+// Results of the last solve: solution, slacks, duals and reduced costs, shaped after the arguments.
+#include <climits>
+#include <cstring>
+
+#include "problem/column_table.h"
+#include "pyutil/array.h"
+#include "pyutil/ref.h"
 
 namespace tavlo {
 namespace {
 
-using Values = std::vector<double>;
+constexpr int kRows = 1124, kColumns = 1214;
 
-// How one kind of values is read. Null functions: not available from that source.
-struct ResultKind {
-  EntityKind entity;
-  const char* failure;     // null: the library's own text
-  const char* mipRefusal;  // null: a MIP has these values
-  int (*lp)(TVLOprob, double*);
-  int (*mip)(TVLOprob, double*);
+problem_s* self_(PyObject* o) { return reinterpret_cast<problem_s*>(o); }
+
+// A vector of results: of rows or columns, how it is fetched, and what is said when that fails (null: the solver's
+// own error) or when the problem has integer entities (null: it is there then, too).
+struct Vector {
+  bool rows;
+  int (*linear)(TVLOprob, double*);
+  int (*mixed)(TVLOprob, double*);
+  const char *failure, *refusal;
 };
-const ResultKind kSolution = {kColumn, nullptr, nullptr,
-                              [](TVLOprob p, double* v) { return TVLOgetlpsol(p, v, nullptr, nullptr, nullptr); },
-                              [](TVLOprob p, double* v) { return TVLOgetmipsol(p, v, nullptr); }};
-const ResultKind kSlack = {kRow, "Could not get constraints' slack", nullptr,
-                           [](TVLOprob p, double* v) { return TVLOgetlpsol(p, nullptr, v, nullptr, nullptr); },
-                           [](TVLOprob p, double* v) { return TVLOgetmipsol(p, nullptr, v); }};
-const ResultKind kDual = {kRow, "Could not get dual solution", "Cannot retrieve dual variables in a MIP",
-                          [](TVLOprob p, double* v) { return TVLOgetlpsol(p, nullptr, nullptr, v, nullptr); }, nullptr};
-const ResultKind kRCost = {kColumn, "Could not retrieve reduced costs", "Cannot retrieve reduced cost in a MIP",
-                           [](TVLOprob p, double* v) { return TVLOgetlpsol(p, nullptr, nullptr, nullptr, v); },
-                           nullptr};
+const Vector kSolution{false,
+                       [](TVLOprob prob, double* to) { return TVLOgetlpsol(prob, to, nullptr, nullptr, nullptr); },
+                       [](TVLOprob prob, double* to) { return TVLOgetmipsol(prob, to, nullptr); }, nullptr, nullptr};
+const Vector kSlack{true, [](TVLOprob prob, double* to) { return TVLOgetlpsol(prob, nullptr, to, nullptr, nullptr); },
+                    [](TVLOprob prob, double* to) { return TVLOgetmipsol(prob, nullptr, to); },
+                    "Could not get constraints' slack", nullptr};
+const Vector kDual{true, [](TVLOprob prob, double* to) { return TVLOgetlpsol(prob, nullptr, nullptr, to, nullptr); },
+                   nullptr, "Could not get dual solution", "Cannot retrieve dual variables in a MIP"};
+const Vector kRCost{false, [](TVLOprob prob, double* to) { return TVLOgetlpsol(prob, nullptr, nullptr, nullptr, to); },
+                    nullptr, "Could not retrieve reduced costs", "Cannot retrieve reduced cost in a MIP"};
 
-bool fill(problem_s* p, const ResultKind& kind, Values* values) {
-  int n;
-  if (intAttribute(p, kind.entity == kRow ? 1124 : 1214, &n) != 0) return false;
-  const int mixedInteger = isMixedInteger(p);
-  if (mixedInteger < 0) return false;
-  if (mixedInteger && kind.mipRefusal) return solverError("%s", kind.mipRefusal) != nullptr;
-  values->resize(static_cast<size_t>(n) + 1);  // never a null array, which would mean: not wanted
-  const int failed = (mixedInteger ? kind.mip : kind.lp)(p->prob, values->data());
-  values->resize(static_cast<size_t>(n));
-  if (!failed) return true;
-  return (kind.failure ? solverError("%s", kind.failure) : libraryError(p)) != nullptr;
+struct Values {
+  Array<double> at;
+  int n = 0;
+  bool rows = false;
+};
+
+int fetch(problem_s* p, const Vector& vector, Values* out) {
+  bool mixed = false;
+  out->rows = vector.rows;
+  if (isMixedInteger(p, &mixed) != 0) return -1;
+  if (mixed && vector.refusal) return solverError("%s", vector.refusal), -1;
+  if (TVLOgetintattrib(p->prob, vector.rows ? kRows : kColumns, &out->n) != 0) return solverFailed(p);
+  if (!out->at.resize(static_cast<size_t>(out->n))) return -1;
+  if ((mixed ? vector.mixed : vector.linear)(p->prob, out->at.data()) == 0) return 0;
+  return vector.failure ? (solverError("%s", vector.failure), -1) : solverFailed(p);
 }
 
-// The row or column that an item stands for, within n; -1 with ModelError.
-int64_t resolve(problem_s* p, EntityKind entity, PyObject* item, size_t n) {
+// The index of a name, -1 when there is none, -2 with an exception.
+int64_t indexOfName(problem_s* p, bool rows, PyObject* obj) {
+  PyObject* temporary = nullptr;
+  const char* name = pyStrToStr(obj, nullptr, &temporary);
+  Ref owner = Ref::steal(temporary);
+  if (!name) return -2;
+  if (std::strlen(name) != static_cast<size_t>(pyStrLen(obj))) return -1;
+  int index = -1;
+  return TVLOgetindex(p->prob, rows ? TVLO_NAMES_ROW : TVLO_NAMES_COLUMN, name, &index) == 0 ? index : -1;
+}
+
+int64_t indexIn(const rowcolmap* map, uint64_t key) {
   int64_t index = -1;
-  int named;
-  if (PyUnicode_Check(item) || PyBytes_Check(item)) {
-    PyObject* temp = nullptr;
-    const char* name = pyStrToStr(item, nullptr, &temp);
-    Ref holder = Ref::steal(temp);
-    if (!name) return -1;
-    if (TVLOgetindex(p->prob, entity == kRow ? TVLO_NAMES_ROW : TVLO_NAMES_COLUMN, name, &named) == 0) index = named;
-  } else if (!isSignedInteger(item, &index)) {
-    const EntityKind kind = entity == kRow && sos_Check(item) ? kSet : entity;
-    const Registry r = registryOf(p, kind);
-    if (!PyObject_TypeCheck(item, r.type)) {
-      modelError("Incorrect object(s) passed: need index, variable, constraint, or SOS");
-      return -1;
-    }
-    if (rowcolmap_get(*r.map, r.key(item), &index) != 0) index = -1;
-  }
-  if (index >= 0 && index < static_cast<int64_t>(n)) return index;
-  modelError("Index out of range");
-  return -1;
+  return rowcolmap_get(map, key, &index) == 0 ? index : -1;
 }
 
-bool isAggregate(PyObject* o) {
-  return PyTuple_Check(o) || PyList_Check(o) || PySequence_Check(o) || PyIter_Check(o) ||
-         (leafType(o) == kLeafOther && Py_TYPE(o)->tp_iter);
+// The value of one row or column.
+int resolve(problem_s* p, const Values& values, PyObject* obj, double* out) {
+  int64_t index = -1;
+  if (checkProblemIsInitialized(p) != 0) return -1;  // the walk may have released it
+  if (!values.rows && var_Check(obj))
+    index = columnOf(p, reinterpret_cast<var_s*>(obj));
+  else if (values.rows && constraint_Check(obj))
+    index = indexIn(p->conmap, conIndex(reinterpret_cast<constraint_s*>(obj)));
+  else if (values.rows && sos_Check(obj))
+    index = indexIn(p->sosmap, reinterpret_cast<sos_s*>(obj)->index);
+  else if (PyUnicode_Check(obj) || PyBytes_Check(obj))
+    index = indexOfName(p, values.rows, obj);
+  else if (PyLong_Check(obj) || PyArray_IsScalar(obj, SignedInteger))
+    index = isSignedInteger(obj, &index) ? index : -1;
+  else
+    return modelError("Incorrect object(s) passed: need index, variable, constraint, or SOS"), -1;
+  if (index == -2 && PyErr_Occurred()) return -1;
+  if (index < 0 || index >= values.n) return modelError("Index out of range"), -1;
+  *out = values.at[static_cast<size_t>(index)];
+  return 0;
 }
 
-PyObject* listOf(const Values& values) {
-  Ref list = Ref::steal(PyList_New(static_cast<Py_ssize_t>(values.size())));
-  for (size_t i = 0; list && i < values.size(); ++i) {
-    PyObject* number = PyFloat_FromDouble(values[i]);
+struct FlatList {
+  const Values& values;
+  Ref list;
+};
+
+PyObject* appendLeaf(problem_s* p, PyObject* leaf, void* data) {
+  auto* flat = static_cast<FlatList*>(data);
+  double value = 0;
+  if (resolve(p, flat->values, leaf, &value) != 0) return nullptr;
+  Ref number = Ref::steal(PyFloat_FromDouble(value));
+  return number && PyList_Append(flat->list.get(), number.get()) == 0 ? Py_None : nullptr;
+}
+
+PyObject* listOfAll(const Values& values) {
+  Ref list = Ref::steal(PyList_New(values.n));
+  for (int i = 0; list && i < values.n; ++i) {
+    PyObject* number = PyFloat_FromDouble(values.at[static_cast<size_t>(i)]);
     if (!number) return nullptr;
-    PyList_SET_ITEM(list.get(), static_cast<Py_ssize_t>(i), number);
+    PyList_SET_ITEM(list.get(), i, number);
   }
   return list.release();
 }
 
-PyObject* problem_getVector(problem_s* p, EntityKind entity, PyObject* args, const Leaves& leaves,
-                            const Values& values) {
-  if (PyTuple_GET_SIZE(args) == 0) return listOf(values);
-  Values picked;
-  for (size_t i = 0; i < leaves.size(); ++i) {
-    const int64_t index = resolve(p, entity, leaves[i], values.size());
-    if (index < 0) return nullptr;
-    picked.push_back(values[static_cast<size_t>(index)]);
+// The flat form: everything, one value, or one list of the values of all leaves.
+PyObject* problem_getVector(problem_s* p, const Values& values, PyObject* args) {
+  const Py_ssize_t n = PyTuple_GET_SIZE(args);
+  if (n == 0) return listOfAll(values);
+  PyObject* only = PyTuple_GET_ITEM(args, 0);
+  if (n == 1 && !PyUnicode_Check(only) && !PyBytes_Check(only) && !isAggregate(only)) {
+    double value = 0;
+    return resolve(p, values, only, &value) == 0 ? PyFloat_FromDouble(value) : nullptr;
   }
-  const bool single = PyTuple_GET_SIZE(args) == 1 && !isAggregate(PyTuple_GET_ITEM(args, 0));
-  return single && picked.size() == 1 ? PyFloat_FromDouble(picked[0]) : listOf(picked);
+  FlatList flat{values, Ref::steal(PyList_New(0))};
+  for (Py_ssize_t i = 0; flat.list && i < n; ++i)
+    if (!forEachLeaf(p, PyTuple_GET_ITEM(args, i), appendLeaf, &flat, kWalkDepth)) return nullptr;
+  return flat.list.release();
 }
 
-PyObject* problem_getResult(PyObject* self, PyObject* args, const ResultKind& kind) {
-  auto* p = reinterpret_cast<problem_s*>(self);
+PyObject* problem_getResult(PyObject* self, PyObject* args, const Vector& vector) {
+  problem_s* p = self_(self);
   if (checkProblemIsInitialized(p) != 0) return nullptr;
-  return guarded([&]() -> PyObject* {
-    Leaves leaves;
-    Values values;
-    if (!leaves.collect(p, args) || checkProblemIsInitialized(p) != 0 || !fill(p, kind, &values)) return nullptr;
-    return problem_getVector(p, kind.entity, args, leaves, values);
-  });
+  Values values;
+  return fetch(p, vector, &values) == 0 ? problem_getVector(p, values, args) : nullptr;
 }
 
-struct Point {
+PyObject* problem_getSlack(PyObject* self, PyObject* args) { return problem_getResult(self, args, kSlack); }
+PyObject* problem_getDual(PyObject* self, PyObject* args) { return problem_getResult(self, args, kDual); }
+PyObject* problem_getRCost(PyObject* self, PyObject* args) { return problem_getResult(self, args, kRCost); }
+
+// ---- the solution in the shape of the arguments ----
+struct Solution {
   problem_s* p;
-  const Values* values;
+  Values values;
 };
 
-// The value of a variable at a point that is ordered like the columns.
-bool valueAt(void* context, var_s* v, double* out) {
-  const auto* point = static_cast<Point*>(context);
-  int64_t column = -1;
-  if (!point->p->varmap || rowcolmap_get(point->p->varmap, varIndex(v), &column) != 0 || column < 0 ||
-      column >= static_cast<int64_t>(point->values->size()))
+bool valueOfVariable(void* context, var_s* v, double* out) {
+  auto* s = static_cast<Solution*>(context);
+  if (checkProblemIsInitialized(s->p) != 0) return false;
+  const int64_t column = columnOf(s->p, v);
+  if (column < 0 || column >= s->values.n)
     return modelError("Object does not belong to problem or cannot be identified within expression") != nullptr;
-  *out = (*point->values)[static_cast<size_t>(column)];
+  *out = s->values.at[static_cast<size_t>(column)];
   return true;
 }
 
-// The structure of the arguments with values in place of objects: one argument gives its own, several a tuple.
-PyObject* evaluateArguments(problem_s* p, PyObject* args, const Values& values) {
-  Point point{p, &values};
-  const ValueSource source{valueAt, &point};
-  if (PyTuple_GET_SIZE(args) == 1) return evaluateStructure(PyTuple_GET_ITEM(args, 0), source, kDepthBudget);
-  return evaluateStructure(args, source, kDepthBudget + 1);
+// Names and numbers stand for columns.
+int valueOfIndex(void* context, PyObject* obj, double* out) {
+  auto* s = static_cast<Solution*>(context);
+  int64_t column = -1;
+  if (PyUnicode_Check(obj) || PyBytes_Check(obj)) {
+    if (checkProblemIsInitialized(s->p) != 0) return -1;
+    column = indexOfName(s->p, false, obj);
+    if (column == -2) return -1;
+  } else if (PyLong_Check(obj) || PyArray_IsScalar(obj, SignedInteger)) {
+    if (!isSignedInteger(obj, &column)) column = -1;
+  } else {
+    return 1;
+  }
+  if (column < 0 || column >= s->values.n)
+    return interfaceError("Call to tavlo.problem.getSolution() contains an out-of-range index"), -1;
+  *out = s->values.at[static_cast<size_t>(column)];
+  return 0;
 }
+
+PyObject* problem_getSolution(PyObject* self, PyObject* args, PyObject* kwargs) {
+  problem_s* p = self_(self);
+  if (checkProblemIsInitialized(p) != 0) return nullptr;
+  static constexpr const char* kNames[] = {"args", "flatten", nullptr};
+  double placeholder = 0;
+  PyObject* flatten = nullptr;
+  Ref no_args = Ref::steal(Py_BuildValue("(d)", 0.0));
+  if (!no_args || !ko_ParseTupleAndKeywords(no_args.get(), kwargs, "d|O", kNames, nullptr, &placeholder, &flatten))
+    return nullptr;
+  const int flat = flatten ? PyObject_IsTrue(flatten) : 0;
+  Solution solution{p, {}};
+  if (flat < 0 || checkProblemIsInitialized(p) != 0 || fetch(p, kSolution, &solution.values) != 0) return nullptr;
+  const Py_ssize_t n = PyTuple_GET_SIZE(args);
+  if (n == 0 || flat) return problem_getVector(p, solution.values, args);
+  const ValueSource source{valueOfVariable, &solution, valueOfIndex};
+  return evaluateStructure(n == 1 ? PyTuple_GET_ITEM(args, 0) : args, source, kDepthBudget);
+}
+
+PyDoc_STRVAR(kGetSolutionDoc, R"(getSolution($self, /, *args, flatten=False)
+--
+
+Purpose:
+  Values of variables and expressions in the last solution.
+
+Synopsis:
+  values = p.getSolution()
+  value = p.getSolution(x)
+  structure = p.getSolution(structure of variables and expressions)
+  values = p.getSolution(x, [y, z], flatten=True)
+
+Arguments:
+  args      Variables, expressions, names and numbers of columns, and lists, tuples, dictionaries and arrays of them.
+            The result has the same shape; of several arguments it is a tuple. Without any: all values, by column.
+  flatten   True for one flat list of the values of all variables, names and numbers among the arguments.
+
+Example:
+  p.getSolution(x, 2*x + y)
+  p.getSolution({"north": x, "south": [y, z]})
+
+Related topics:
+  problem.solve, problem.getSlack, problem.getObjVal
+)");
+
+#define TAVLO_RESULT_DOC(method, what, of, more, related)                                                       \
+  method                                                                                                        \
+      "($self, /, *args)\n--\n\n"                                                                               \
+      "Purpose:\n  " what                                                                                       \
+      " of the last solution.\n\n"                                                                              \
+      "Synopsis:\n  values = p." method "()\n  value = p." method "(one)\n  values = p." method                 \
+      "(one, [another, third])\n\n"                                                                             \
+      "Arguments:\n  args   " of                                                                                \
+      ", names and numbers, and aggregates of them. One object or number gives a float, anything else a flat\n" \
+      "         list; without any argument the list of all values.\n\n"                                         \
+      "Further information:\n  " more                                                                           \
+      "\n\n"                                                                                                    \
+      "Related topics:\n  " related "\n"
+
+constexpr char kGetSlackDoc[] = TAVLO_RESULT_DOC(
+    "getSlack", "Slacks of constraints", "Constraints",
+    "A slack is the right-hand side minus the value of the left-hand side.", "problem.getSolution, problem.getDual");
+constexpr char kGetDualDoc[] = TAVLO_RESULT_DOC(
+    "getDual", "Dual values of constraints", "Constraints",
+    "A dual value is the rate at which the optimal objective value changes with the right-hand side, whatever the "
+    "sense.\n  A problem with integer variables has none.",
+    "problem.getRCost, problem.getSlack");
+constexpr char kGetRCostDoc[] = TAVLO_RESULT_DOC(
+    "getRCost", "Reduced costs of variables", "Variables",
+    "A reduced cost is the objective coefficient minus the duals times the variable's coefficients, whatever the "
+    "sense.\n  A problem with integer variables has none.",
+    "problem.getDual, problem.getSolution");
+#undef TAVLO_RESULT_DOC
 
 }  // namespace
 
-PyObject* problem_getDual(PyObject* self, PyObject* args) { return problem_getResult(self, args, kDual); }
-PyObject* problem_getSlack(PyObject* self, PyObject* args) { return problem_getResult(self, args, kSlack); }
-PyObject* problem_getRCost(PyObject* self, PyObject* args) { return problem_getResult(self, args, kRCost); }
-
-PyObject* problem_getSolution(PyObject* self, PyObject* args, PyObject* kwargs) {
-  static const char* const names[] = {"args", "flatten", nullptr};
-  auto* p = reinterpret_cast<problem_s*>(self);
-  double placeholder;
-  PyObject* flatten = Py_False;
-  Ref one = Ref::steal(Py_BuildValue("(d)", 0.0));
-  if (checkProblemIsInitialized(p) != 0 || !one ||
-      !ko_ParseTupleAndKeywords(one.get(), kwargs, "d|O", names, nullptr, &placeholder, &flatten))
-    return nullptr;
-  if (flatten == Py_True || PyTuple_GET_SIZE(args) == 0) return problem_getResult(self, args, kSolution);
-  return guarded([&]() -> PyObject* {
-    Values values;
-    return fill(p, kSolution, &values) ? evaluateArguments(p, args, values) : nullptr;
-  });
+const PyMethodDef* resultMethods() {
+  static const PyMethodDef methods[] = {
+      {"getSolution", withKeywords(problem_getSolution), METH_VARARGS | METH_KEYWORDS, kGetSolutionDoc},
+      {"getSlack", problem_getSlack, METH_VARARGS, kGetSlackDoc},
+      {"getDual", problem_getDual, METH_VARARGS, kGetDualDoc},
+      {"getRCost", problem_getRCost, METH_VARARGS, kGetRCostDoc},
+      {nullptr, nullptr, 0, nullptr},
+  };
+  return methods;
 }
 
 }  // namespace tavlo

@@ -1,135 +1,155 @@
-// addConstraint: constraints become rows.
+// Adding constraints: collecting and translating them, and sending them as rows.
 #include <cmath>
 
 #include "model/packed_word.h"
-#include "problem/registry.h"
-#include "problem/translate.h"
-#include "pyutil/guard.h"
+#include "problem/batch.h"
 
 namespace tavlo {
 namespace {
 
-struct RowBatch {
-  std::vector<char> rowType;
-  std::vector<double> rhs, range;
-  std::vector<int64_t> start{0};
-  std::vector<int64_t> quadCount;
-  Coefficients coefs;
-  NameBuffer names;
+constexpr int kRows = 1124;
 
-  void reserve(size_t rows) {
-    rowType.reserve(rows);
-    rhs.reserve(rows);
-    range.reserve(rows);
-    start.reserve(rows + 1);
-    quadCount.reserve(rows);
-  }
+int fail(const char* text) {
+  modelError("%s", text);
+  return -1;
+}
+
+struct RowSense {
+  char type = 'N';
+  double rhs = 0, range = 0;
 };
 
-// Type, right-hand side and range of a row from its bounds; `constant` is that of its body.
-void getRhsSense(double lower, double upper, double constant, RowBatch* batch) {
-  const bool below = lower <= -kInfinity, above = upper >= kInfinity;
-  double rhs = -constant, range = 0;
-  char type = 'N';
-  if (below && !above) {
-    type = 'L';
-    rhs += upper;
-  } else if (!below && above) {
-    type = 'G';
-    rhs += lower;
-  } else if (!below && lower == upper) {
-    type = 'E';
-    rhs += lower;
-  } else if (!below) {
-    type = 'R';
-    rhs += upper;
-    range = upper - lower;
-  }
-  batch->rowType.push_back(type);
-  batch->rhs.push_back(rhs);
-  batch->range.push_back(range);
-}
-
-bool collectConstraint(PyObject* leaf, Registration& registration, ColumnFinder& finder, RowBatch* batch) {
-  if (!constraint_Check(leaf)) return modelError("Invalid constraint") != nullptr;
-  const auto* c = reinterpret_cast<constraint_s*>(leaf);
-  if (!c->body) return modelError("Stale expression link, cannot add constraint") != nullptr;
-  if (registration.has(leaf)) return modelError("Constraint already added to problem") != nullptr;
-  const double lower = get_con_lbound(c->info), upper = get_con_ubound(c->info);
-  if (std::isnan(lower) || std::isnan(upper)) return modelError("A bound of constraint %S is NaN", leaf) != nullptr;
-  if (lower > upper + kFeasibilityTolerance)
-    return modelError("Constraint defined infeasible: lower bound > upper bound") != nullptr;
-  double constant = 0;
-  const size_t quadratic = batch->coefs.qvalue.size();
-  if (convertExpr(c->body, finder, leaf, false, &batch->coefs, &constant) != 0) return false;
-  getRhsSense(lower, upper < lower ? lower : upper, constant, batch);
-  batch->start.push_back(static_cast<int64_t>(batch->coefs.value.size()));
-  batch->quadCount.push_back(static_cast<int64_t>(batch->coefs.qvalue.size() - quadratic));
-  if (!(c->info & kConNameBit)) {
-    batch->names.addDefault('R', c->info & kConIndexMask);
+// Row type from bounds that have passed checkBounds; rhs arrives holding minus the body's constant.
+void getRhsSense(double lb, double ub, RowSense* s) {
+  const bool lower = lb > -kInfinity, upper = ub < kInfinity;
+  if (!lower && !upper) {
+    s->type = 'N';
+  } else if (!lower) {
+    s->type = 'L';
+    s->rhs += ub;
+  } else if (!upper) {
+    s->type = 'G';
+    s->rhs += lb;
+  } else if (lb >= ub) {
+    s->type = 'E';
+    s->rhs += ub;
   } else {
-    Ref name = Ref::steal(get_con_name(c->info));
-    if (!name || !batch->names.add(name.get(), SIZE_MAX, "constraint")) return false;
+    s->type = 'R';
+    s->rhs += ub;
+    s->range = ub - lb;
   }
-  if (registration.add(leaf)) return true;
-  modelError("Cannot add constraint to problem");
-  return false;
 }
 
-int sendQuadratic(problem_s* p, int first, const RowBatch& batch) {
-  const Coefficients& c = batch.coefs;
-  size_t at = 0;
-  for (size_t i = 0; i < batch.quadCount.size(); at += static_cast<size_t>(batch.quadCount[i]), ++i) {
-    if (batch.quadCount[i] == 0) continue;
-    const int failed = TVLOaddqmatrix64(p->prob, first + static_cast<int>(i), batch.quadCount[i], &c.qcolumn1[at],
-                                        &c.qcolumn2[at], &c.qvalue[at]);
-    if (failed) return failed;
+int checkBounds(PyObject* c, double lb, double ub) {
+  if (std::isnan(lb) || std::isnan(ub)) {
+    modelError("%s bound of constraint %S is NaN", std::isnan(lb) ? "Lower" : "Upper", c);
+  } else if (lb >= kInfinity || ub <= -kInfinity) {
+    modelError("%s bound of constraint %S is %s infinity", lb >= kInfinity ? "Lower" : "Upper", c,
+               lb >= kInfinity ? "plus" : "minus");
+  } else if (lb > ub + kFeasibilityTolerance) {
+    modelError("Constraint %S is infeasible: lower bound > upper bound", c);
+  } else {
+    return 0;
   }
-  return 0;
-}
-
-// All rows in one call, then their names and quadratic parts. On failure nothing of it stays.
-bool flushConstraints(problem_s* p, int first, const RowBatch& batch) {
-  const int n = static_cast<int>(batch.rowType.size());
-  const Coefficients& c = batch.coefs;
-  if (TVLOaddrows64(p->prob, n, static_cast<int64_t>(c.value.size()), batch.rowType.data(), batch.rhs.data(),
-                    batch.range.data(), batch.start.data(), c.column.data(), c.value.data()) != 0)
-    return false;
-  if (TVLOaddnames(p->prob, TVLO_NAMES_ROW, batch.names.data(), first, first + n - 1) == 0 &&
-      sendQuadratic(p, first, batch) == 0)
-    return true;
-  libraryError(p);  // before the next call clears it
-  std::vector<int> rows(static_cast<size_t>(n));
-  for (int i = 0; i < n; ++i) rows[static_cast<size_t>(i)] = first + i;
-  TVLOdelrows(p->prob, n, rows.data());
-  return false;
-}
-
-PyObject* addCollected(problem_s* p, const Leaves& leaves) {
-  int first;
-  if (intAttribute(p, 1124, &first) != 0) return nullptr;
-  if (leaves.size() > static_cast<size_t>(INT32_MAX - first)) return modelError("Too many constraints in problem");
-  Registration registration(registryOf(p, kRow));
-  ColumnFinder finder(p);
-  RowBatch batch;
-  batch.reserve(leaves.size());
-  for (size_t i = 0; i < leaves.size(); ++i)
-    if (!collectConstraint(leaves[i], registration, finder, &batch)) return nullptr;
-  if (batch.rowType.empty()) return newRef(Py_None);
-  if (!flushConstraints(p, first, batch)) return libraryError(p);
-  registration.commit();
-  return newRef(Py_None);
+  return -1;
 }
 
 }  // namespace
 
-PyObject* problem_addConstraint(problem_s* p, PyObject* args) {
-  return guarded([&]() -> PyObject* {
-    Leaves leaves;
-    // The walk may run code that releases the problem.
-    if (!leaves.collect(p, args) || checkProblemIsInitialized(p) != 0) return nullptr;
-    return addCollected(p, leaves);
-  });
+RowCollector::RowCollector(problem_s* p)
+    : p_(p), changes_(p->changes), epoch_(p->epoch), objects_(Ref::steal(PyList_New(0))) {}
+
+int RowCollector::reserveRow() {
+  RowBatch& b = batch_;
+  const auto n = static_cast<size_t>(b.nrows);
+  if (!b.rhs.reserve(n + 1) || !b.range.reserve(n + 1) || !b.rowType.reserve(n + 1) || !b.quadCount.reserve(n + 1) ||
+      !b.start.reserve(n + 2))
+    return -1;
+  if (n == 0) b.start[0] = 0;
+  return 0;
+}
+
+int RowCollector::translate(constraint_s* c) {
+  auto* object = reinterpret_cast<PyObject*>(c);
+  RowBatch& b = batch_;
+  const double lb = get_con_lbound(c->info), ub = get_con_ubound(c->info);
+  const int64_t quadratic = b.terms.nquad;
+  if (reserveRow() != 0 || checkBounds(object, lb, ub) != 0 || convertExpr(p_, c->body, object, &b.terms) != 0)
+    return -1;
+  RowSense sense;
+  sense.rhs = 0 - b.terms.constant;  // no negative zero
+  getRhsSense(lb, ub, &sense);
+  if (std::abs(sense.rhs) >= kInfinity) {
+    modelError("Right-hand side of constraint %S is infinite", object);
+    return -1;
+  }
+  const auto n = static_cast<size_t>(b.nrows);
+  b.rowType[n] = sense.type;
+  b.rhs[n] = sense.rhs;
+  b.range[n] = sense.range;
+  b.start[n + 1] = b.terms.nlin;
+  b.quadCount[n] = b.terms.nquad - quadratic;
+  ++b.nrows;
+  return appendConName(b.names, &b.namesUsed, c);
+}
+
+int RowCollector::add(PyObject* leaf) {
+  if (!objects_ || (!isReady(p_) && checkProblemIsInitialized(p_) != 0)) return -1;
+  if (!constraint_Check(leaf)) return fail("Invalid constraint");
+  auto* c = reinterpret_cast<constraint_s*>(leaf);
+  if (!c->body) return fail("Stale expression link, cannot add constraint");
+  if (conIndex(c) == 0) return fail("Constraint is not initialized");
+  bool fresh = !rowcolmap_has(p_->conmap, conIndex(c));
+  if (fresh && keys_.add(conIndex(c), &fresh) != 0) return -1;
+  if (!fresh) return fail("Constraint already added to problem");
+  return translate(c) != 0 ? -1 : PyList_Append(objects_.get(), leaf);
+}
+
+// The walk may have run code that added the same constraints, or deleted columns that these name.
+int RowCollector::recheck() const {
+  if (batch_.nrows > 0 && epoch_ != p_->epoch)
+    return fail("Variables were deleted from the problem while constraints were being added to it");
+  for (int64_t i = 0; changes_ != p_->changes && i < keys_.size(); ++i)
+    if (rowcolmap_has(p_->conmap, keys_[i])) return fail("Constraint already added to problem");
+  return 0;
+}
+
+int RowCollector::sendQuadratic(int first) {
+  const RowBatch& b = batch_;
+  int64_t at = 0;
+  for (int32_t i = 0; b.terms.nquad > at && i < b.nrows; at += b.quadCount[i++])
+    if (b.quadCount[i] > 0 && TVLOaddqmatrix64(p_->prob, first + i, b.quadCount[i], b.terms.qcol1.data() + at,
+                                               b.terms.qcol2.data() + at, b.terms.qcoef.data() + at) != 0)
+      return -1;
+  return 0;
+}
+
+int RowCollector::send(int first, Registration* registration) {
+  const RowBatch& b = batch_;
+  TVLOprob prob = p_->prob;
+  Array<int32_t> added;  // made first: a withdrawal must not run short of memory
+  if (!added.resize(b.nrows)) return -1;
+  for (int32_t i = 0; i < b.nrows; ++i) added[i] = first + i;
+  if (TVLOaddrows64(prob, b.nrows, b.terms.nlin, b.rowType.data(), b.rhs.data(), b.range.data(), b.start.data(),
+                    b.terms.colind.data(), b.terms.coef.data()) != 0)
+    return solverFailed(p_);
+  if (TVLOaddnames(prob, TVLO_NAMES_ROW, b.names.data(), first, first + b.nrows - 1) == 0 && sendQuadratic(first) == 0)
+    return 0;
+  solverFailed(p_);
+  if (TVLOdelrows(prob, b.nrows, added.data()) != 0) registration->keep();  // the solver has them: so must the registry
+  return -1;
+}
+
+int RowCollector::commit() {
+  if (!objects_ || checkProblemIsInitialized(p_) != 0 || recheck() != 0) return -1;
+  if (batch_.nrows == 0) return 0;
+  int first = 0;
+  if (TVLOgetintattrib(p_->prob, kRows, &first) != 0) return solverFailed(p_);
+  Registration registration(p_->cons, p_->conmap);
+  ++p_->changes;
+  if (registration.enter(objects_.get(), keys_) != 0 || send(first, &registration) != 0) return -1;
+  registration.keep();
+  return 0;
 }
 
 }  // namespace tavlo

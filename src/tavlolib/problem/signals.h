@@ -1,5 +1,5 @@
-// The interrupt signal around a solve: while any solve runs, SIGINT has the default action of the process. Calls nest,
-// and need the interpreter lock.
+// While a solve runs, the interrupt signal takes its default action: the interpreter's handler would only be looked at
+// after it. Counted over the process; needs the interpreter lock.
 #pragma once
 
 namespace tavlo {

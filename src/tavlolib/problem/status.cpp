@@ -1,78 +1,159 @@
-// Objective value, status and the problem's output switch.
-#include "problem/lifecycle.h"
-#include "problem/methods.h"
-#include "problem/registry.h"
+// Status, objective value and the output switch.
+#include <atomic>
+
+#include "model/objects.h"
+#include "problem/problem.h"
 
 namespace tavlo {
 namespace {
 
-enum Class { kNonlinearClass, kMixedIntegerClass, kLinearClass };
+constexpr int kLpStatus = 1010, kMipStatus = 1011, kLpObjective = 2001, kMipObjective = 2003;
 
-int classOf(problem_s* p) {  // -1 with an exception
-  if (checkProblemIsInitialized(p) != 0) return -1;
-  if (hasNonlinearContent(p)) return kNonlinearClass;
-  const int mixedInteger = isMixedInteger(p);
-  return mixedInteger < 0 ? -1 : mixedInteger ? kMixedIntegerClass : kLinearClass;
+// By status; the last entry stands for every other.
+constexpr const char* kMipNames[] = {"mip_not_loaded",   "mip_lp_not_optimal", "mip_lp_optimal",
+                                     "mip_no_sol_found", "mip_solution",       "mip_infeas",
+                                     "mip_optimal",      "mip_unbounded",      "mip_unknown"};
+constexpr const char* kLpNames[] = {"lp_unstarted", "lp_optimal",        "lp_infeas",   "lp_cutoff",    "lp_unfinished",
+                                    "lp_unbounded", "lp_cutoff_in_dual", "lp_unsolved", "lp_nonconvex", "lp_unknown"};
+
+problem_s* self_(PyObject* o) { return reinterpret_cast<problem_s*>(o); }
+
+template <size_t N>
+const char* nameOf(const char* const (&names)[N], int status) {
+  return names[status >= 0 && status < static_cast<int>(N) ? status : static_cast<int>(N) - 1];
 }
 
-int statusOf(problem_s* p, int cls, int* status) {
-  const int failed = cls == kNonlinearClass ? TSLPgetintattrib(p->slpprob, 12044, status)
-                                            : TVLOgetintattrib(p->prob, cls == kLinearClass ? 1010 : 1011, status);
-  if (failed) libraryError(p);
-  return failed;
+// 0, or -1 with an exception.
+int statusOf(problem_s* p, bool* mixed, int* status) {
+  if (checkProblemIsInitialized(p) != 0 || isMixedInteger(p, mixed) != 0) return -1;
+  return TVLOgetintattrib(p->prob, *mixed ? kMipStatus : kLpStatus, status) == 0 ? 0 : solverFailed(p);
 }
-
-constexpr int kNames = 9;
-const char* const kStatusNames[3][kNames] = {
-    {"nlp_unstarted", "nlp_solution", "nlp_globally_optimal", "nlp_locally_infeasible", "nlp_infeasible",
-     "nlp_unbounded", "nlp_unfinished", "nlp_unknown", "nlp_unknown"},
-    {"mip_not_loaded", "mip_lp_not_optimal", "mip_lp_optimal", "mip_no_sol_found", "mip_solution", "mip_infeas",
-     "mip_optimal", "mip_unbounded", "mip_unknown"},
-    {"lp_unstarted", "lp_optimal", "lp_infeas", "lp_cutoff", "lp_unfinished", "lp_unbounded", "lp_cutoff_in_dual",
-     "lp_unsolved", "lp_nonconvex"},
-};
-const char* const kUnknown[3] = {"nlp_unknown", "mip_unknown", "lp_unknown"};
-
-}  // namespace
 
 PyObject* problem_getObjVal(PyObject* self, PyObject*) {
-  auto* p = reinterpret_cast<problem_s*>(self);
-  const int cls = classOf(p);
-  double value;
-  if (cls < 0) return nullptr;
-  const int failed = cls == kNonlinearClass ? TSLPgetdblattrib(p->slpprob, 12179, &value)
-                                            : TVLOgetdblattrib(p->prob, cls == kLinearClass ? 2001 : 2003, &value);
-  return failed ? libraryError(p) : PyFloat_FromDouble(value);
+  problem_s* p = self_(self);
+  bool mixed = false;
+  double value = 0;
+  if (checkProblemIsInitialized(p) != 0 || isMixedInteger(p, &mixed) != 0) return nullptr;
+  if (TVLOgetdblattrib(p->prob, mixed ? kMipObjective : kLpObjective, &value) != 0) return solverFailed(p), nullptr;
+  return PyFloat_FromDouble(value);
 }
 
 PyObject* problem_getProbStatus(PyObject* self, PyObject*) {
-  auto* p = reinterpret_cast<problem_s*>(self);
-  const int cls = classOf(p);
-  int status;
-  return cls < 0 || statusOf(p, cls, &status) != 0 ? nullptr : PyLong_FromLong(status);
+  bool mixed = false;
+  int status = 0;
+  return statusOf(self_(self), &mixed, &status) == 0 ? PyLong_FromLong(status) : nullptr;
 }
 
 PyObject* problem_getProbStatusString(PyObject* self, PyObject*) {
-  auto* p = reinterpret_cast<problem_s*>(self);
-  const int cls = classOf(p);
-  int status;
-  if (cls < 0 || statusOf(p, cls, &status) != 0) return nullptr;
-  return PyUnicode_FromString(status >= 0 && status < kNames ? kStatusNames[cls][status] : kUnknown[cls]);
+  bool mixed = false;
+  int status = 0;
+  if (statusOf(self_(self), &mixed, &status) != 0) return nullptr;
+  return PyUnicode_FromString(mixed ? nameOf(kMipNames, status) : nameOf(kLpNames, status));
 }
+
+// The log printer of a running solve reads the switch from its own thread, so both methods work during one.
+int checkForSwitch(problem_s* p) { return p->prob && p->use == Use::solving ? 0 : checkProblemIsInitialized(p); }
 
 PyObject* problem_getOutputEnabled(PyObject* self, PyObject*) {
-  auto* p = reinterpret_cast<problem_s*>(self);
-  return checkProblemIsInitialized(p) != 0 ? nullptr : PyBool_FromLong(p->outputEnabled);
+  problem_s* p = self_(self);
+  return checkForSwitch(p) == 0 ? PyBool_FromLong(p->outputEnabled) : nullptr;
 }
 
-PyObject* problem_setOutputEnabled(PyObject* self, PyObject* value) {
-  auto* p = reinterpret_cast<problem_s*>(self);
-  int64_t number;
-  if (checkProblemIsInitialized(p) != 0) return nullptr;
-  if (!isSignedInteger(value, &number))
+PyObject* problem_setOutputEnabled(PyObject* self, PyObject* arg) {
+  problem_s* p = self_(self);
+  if (checkForSwitch(p) != 0) return nullptr;
+  int64_t number = 0;
+  const bool beyond = PyLong_Check(arg) && !isSignedInteger(arg, &number);  // of a long, and so not zero
+  if (!beyond && !isSignedInteger(arg, &number))
     return modelError("Incorrect argument in setOutputEnabled: should be True or False");
-  p->outputEnabled = number != 0;
-  return newRef(Py_None);
+  std::atomic_ref<int32_t>(p->outputEnabled).store(beyond || number != 0, std::memory_order_relaxed);
+  Py_RETURN_NONE;
+}
+
+PyDoc_STRVAR(kGetObjValDoc, R"(getObjVal($self, /)
+--
+
+Purpose:
+  Objective value of the last solution.
+
+Synopsis:
+  value = p.getObjVal()
+
+Related topics:
+  problem.solve, problem.getProbStatus
+)");
+
+PyDoc_STRVAR(kGetProbStatusDoc, R"(getProbStatus($self, /)
+--
+
+Purpose:
+  Status that the last solve left: one of tavlo.lp_..., or of tavlo.mip_... for a problem with integer variables.
+
+Synopsis:
+  status = p.getProbStatus()
+
+Example:
+  if p.getProbStatus() == tavlo.lp_optimal:
+      print(p.getSolution())
+
+Related topics:
+  problem.getProbStatusString, problem.solve
+)");
+
+PyDoc_STRVAR(kGetProbStatusStringDoc, R"(getProbStatusString($self, /)
+--
+
+Purpose:
+  Name of the status that the last solve left, such as "lp_optimal" or "mip_infeas".
+
+Synopsis:
+  s = p.getProbStatusString()
+
+Related topics:
+  problem.getProbStatus, problem.solve
+)");
+
+PyDoc_STRVAR(kGetOutputEnabledDoc, R"(getOutputEnabled($self, /)
+--
+
+Purpose:
+  Whether the log of this problem is printed.
+
+Synopsis:
+  enabled = p.getOutputEnabled()
+
+Related topics:
+  problem.setOutputEnabled
+)");
+
+PyDoc_STRVAR(kSetOutputEnabledDoc, R"(setOutputEnabled($self, enabled, /)
+--
+
+Purpose:
+  Switches the printing of this problem's log on or off.
+
+Synopsis:
+  p.setOutputEnabled(enabled)
+
+Arguments:
+  enabled   True or False.
+
+Related topics:
+  problem.getOutputEnabled, tavlo.setOutputEnabled
+)");
+
+}  // namespace
+
+const PyMethodDef* statusMethods() {
+  static const PyMethodDef methods[] = {
+      {"getObjVal", problem_getObjVal, METH_NOARGS, kGetObjValDoc},
+      {"getProbStatus", problem_getProbStatus, METH_NOARGS, kGetProbStatusDoc},
+      {"getProbStatusString", problem_getProbStatusString, METH_NOARGS, kGetProbStatusStringDoc},
+      {"getOutputEnabled", problem_getOutputEnabled, METH_NOARGS, kGetOutputEnabledDoc},
+      {"setOutputEnabled", problem_setOutputEnabled, METH_O, kSetOutputEnabledDoc},
+      {nullptr, nullptr, 0, nullptr},
+  };
+  return methods;
 }
 
 }  // namespace tavlo

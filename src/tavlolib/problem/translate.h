@@ -1,25 +1,23 @@
-// Translation of an expression into linear coefficients and quadratic entries.
+// Translation of linear and quadratic expressions into the solver's form. Runs no Python code unless it fails.
 #pragma once
 
-#include <vector>
-
-#include "problem/registry.h"
+#include "model/objects.h"
+#include "problem/problem.h"
+#include "pyutil/array.h"
 
 namespace tavlo {
 
-// Coefficients of one or several rows, or of the objective, appended in the order of the maps.
-struct Coefficients {
-  std::vector<int> column;
-  std::vector<double> value;
-  std::vector<int> qcolumn1, qcolumn2;
-  std::vector<double> qvalue;
+// Coefficients by column, one expression after the other. Quadratic entries: one for each unordered pair; in rows c*x*x
+// is c and c*x*y is c/2, in the objective 2c and c. Zero coefficients are left out.
+struct Terms {
+  int64_t nlin = 0, nquad = 0;
+  double constant = 0;  // of the last expression
+  Array<int32_t> colind, qcol1, qcol2;
+  Array<double> coef, qcoef;
 };
 
-// Appends the coefficients of an expression and adds its constant to *constant. Quadratic entries come once for each
-// unordered pair: in a row c*x*x as c and c*x*y as c/2, in the objective everything twice that. Zero coefficients of
-// terms are left out. `finder` and `owner` (named in messages; null for the objective) are the caller's. 0, or -1 with
-// ModelError: a variable that is not in the problem, a coefficient that is NaN or infinite, another kind of object.
-int convertExpr(PyObject* expr, ColumnFinder& finder, PyObject* owner, bool objective, Coefficients* out,
-                double* constant);
+// Appends an expression of the problem's variables. `row` is the constraint that it belongs to, null for the objective.
+// 0, or -1 with ModelError: then the terms are as good as lost.
+int convertExpr(problem_s* p, PyObject* expr, PyObject* row, Terms* terms);
 
 }  // namespace tavlo
