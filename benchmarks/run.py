@@ -46,7 +46,10 @@ def million() -> None:
 
 
 PARTS = {
-    "build": ("Building a p-median model by operators", build_p_median),
+    "build": (
+        "Building a p-median model by operators (the peers also pass it to HiGHS, tavlo does at the solve)",
+        build_p_median,
+    ),
     "transport": ("Building a transport model by operators", build_transport),
     "doubling": ("Doubling the model", doubling),
     "solve": ("Solving", solving.main),
