@@ -1,6 +1,5 @@
 """Another package's HiGHS in the same process: neither disturbs the other, whichever comes first."""
 
-import os
 import subprocess
 import sys
 from pathlib import Path
@@ -42,7 +41,6 @@ print("solved in turns")
 """
 
 
-@pytest.mark.skipif("TAVLO_SANITIZED" in os.environ, reason="engines are not loaded in a scope of their own there")
 @pytest.mark.parametrize(
     "imports",
     [
@@ -58,7 +56,6 @@ def test_solving_in_turns_with_highspy(imports):
     assert done.stdout.strip().endswith("solved in turns")
 
 
-@pytest.mark.skipif("TAVLO_SANITIZED" in os.environ, reason="engines are not loaded in a scope of their own there")
 def test_a_copy_of_the_engine_in_the_global_scope_is_not_taken_for_ours():
     code = """
 import ctypes, glob, os, sysconfig
