@@ -29,10 +29,7 @@ class NameReader {
     if (index % kBlock == 0 && fetch(index) != 0) return {};
     const char* text = buffer_.data() + static_cast<size_t>(index % kBlock) * width_;
     const auto length = static_cast<Py_ssize_t>(strnlen(text, width_));
-    Ref name = Ref::steal(PyUnicode_DecodeUTF8(text, length, nullptr));
-    if (name || !PyErr_ExceptionMatches(PyExc_UnicodeDecodeError)) return name;
-    PyErr_Clear();
-    return Ref::steal(PyBytes_FromStringAndSize(text, length));  // so that it can be written again as it is
+    return Ref::steal(PyUnicode_DecodeUTF8(text, length, "replace"));
   }
 
  private:

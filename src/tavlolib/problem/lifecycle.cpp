@@ -11,8 +11,8 @@
 namespace tavlo {
 namespace {
 
-constexpr int kOutputLog = 8035, kEchoLog = 12415, kNameLength = 1158;
-constexpr int kReleased = TVLO_ERR_STATE;  // any reason: nobody reads the result of a released problem
+constexpr int kEchoLog = 12415, kNameLength = 1158;
+constexpr int kStoppedByUser = 9;
 
 problem_s* self_(PyObject* o) { return reinterpret_cast<problem_s*>(o); }
 
@@ -125,7 +125,7 @@ int problem_createHandles(problem_s* p) {
 void problem_freeresources(problem_s* p) {
   if (p->use != Use::idle) {
     p->releaseWhenIdle = true;
-    TVLOinterrupt(p->prob, kReleased);
+    TVLOinterrupt(p->prob, kStoppedByUser);
     return;
   }
   destroyHandles(p);
@@ -179,10 +179,8 @@ PyObject* problem_enter(PyObject* self, PyObject*) {
 }
 
 PyObject* problem_exit(PyObject* self, PyObject*) {
-  problem_s* p = self_(self);
-  if (p->use != Use::idle && refuseUse(p) != 0) return nullptr;
   Ref held = Ref::borrow(self);
-  problem_freeresources(p);
+  problem_freeresources(self_(self));
   Py_RETURN_NONE;
 }
 

@@ -55,8 +55,9 @@ Example:
       ...
 
 Further information:
-  As a context manager the problem gives its memory back at the end of the block, and can't be used any more.
-  While a problem is being solved, calls from other threads are refused with SolverError.
+  As a context manager the problem gives its memory back at the end of the block, and can't be used any more; a solve
+  that another thread runs is interrupted then. While a problem is being solved, other calls from other threads are
+  refused with SolverError.
 
 Related topics:
   problem.addVariable, problem.addConstraint, problem.setObjective, problem.solve

@@ -141,6 +141,47 @@ class Registry(RuleBasedStateMachine):
         self.p.addVariable(items())
         self.vars = [v for v in self.vars if v is not gone] + [inner, outer]
 
+    @precondition(lambda self: self.vars)
+    @rule(data=st.data(), fault=st.sampled_from([None, "delete", "raise", "again"]))
+    def reentrant_constraints(self, data, fault):
+        """A generator of constraints that makes columns and rows as it goes, and may spoil its own call."""
+        made, inner, outer = [], [], []
+
+        def rows():
+            for k in range(3):
+                made.append(tv.var())
+                self.p.addVariable(made[-1])
+                inner.append(made[-1] >= k)
+                self.p.addConstraint(inner[-1])
+                outer.append(made[-1] + self.vars[0] <= k)
+                yield outer[-1]
+            if fault == "delete":
+                self.p.delVariable(made.pop())
+            elif fault == "raise":
+                raise Trouble
+            elif fault == "again":
+                self.p.addConstraint(outer[0])
+                inner.append(outer[0])
+
+        if fault is None:
+            self.p.addConstraint(rows())
+        else:
+            with pytest.raises(Trouble if fault == "raise" else tv.ModelError):
+                self.p.addConstraint(rows())
+            outer.clear()
+        self.vars += made
+        self.cons += inner + outer
+
+    @rule(data=st.data())
+    def solve(self, data):
+        self.p.setControl("timelimit", 1)
+        self.p.solve()
+
+    @rule(bad=st.sampled_from(["x", [1], None, math.nan, tv.var(), math.inf * tv.var()]))
+    def failing_objective(self, bad):
+        with pytest.raises(tv.ModelError):
+            self.p.setObjective(bad)
+
     @rule()
     def copy(self):
         self.p = self.p.copy()
