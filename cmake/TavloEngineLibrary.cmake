@@ -1,16 +1,17 @@
 # tavlo_engine_library(<target> SOURCE <shared library> NAME <name> HEADER <header> INTERFACE <header>
-#                      FUNCTIONS <name>...)
+#                      FUNCTIONS <name>... [IMPORTS <symbol>=<symbol>...])
 #
 # Makes a private copy of an engine's shared library, lib<name>.so in the package's lib folder: stripped, with an
 # SONAME and a search path of its own, and with every symbol that it exports renamed to tvlo_<symbol>. Whatever
 # other copy of that engine a process holds, however it was loaded, can then not be taken for ours, nor ours for it.
 # HEADER is generated: it gives each of FUNCTIONS its new name and includes INTERFACE, which declares them.
+# IMPORTS are symbols that the library takes from elsewhere, and under which name it is to take each instead.
 # <target> is an imported library to link with.
 
 set(_TAVLO_ENGINE_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/make_private_library.cmake)
 
 function(tavlo_engine_library target)
-  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "SOURCE;NAME;HEADER;INTERFACE" "FUNCTIONS")
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "SOURCE;NAME;HEADER;INTERFACE" "FUNCTIONS;IMPORTS")
   set(copy ${TAVLO_PACKAGE_DIR}/lib/lib${ARG_NAME}.so)
 
   set(defines "")
@@ -24,7 +25,7 @@ function(tavlo_engine_library target)
   add_custom_command(
     OUTPUT ${copy}
     COMMAND ${CMAKE_COMMAND} -DSOURCE=${ARG_SOURCE} -DCOPY=${copy} -DPATCHELF=${TAVLO_PATCHELF} -DSTRIP=${CMAKE_STRIP}
-            -DNM=${CMAKE_NM} -P ${_TAVLO_ENGINE_SCRIPT}
+            -DNM=${CMAKE_NM} "-DIMPORTS=${ARG_IMPORTS}" -P ${_TAVLO_ENGINE_SCRIPT}
     DEPENDS ${ARG_SOURCE} ${_TAVLO_ENGINE_SCRIPT}
     COMMENT "Making lib${ARG_NAME}.so from ${ARG_SOURCE}"
     VERBATIM)

@@ -1,4 +1,4 @@
-# cmake -DSOURCE= -DCOPY= -DPATCHELF= -DSTRIP= -DNM= -P make_private_library.cmake: see TavloEngineLibrary.cmake.
+# cmake -DSOURCE= -DCOPY= -DPATCHELF= -DSTRIP= -DNM= -DIMPORTS= -P make_private_library.cmake: see TavloEngineLibrary.cmake.
 # The copy appears under its name only when it is finished.
 cmake_minimum_required(VERSION 3.24)
 get_filename_component(name ${COPY} NAME)
@@ -33,6 +33,19 @@ run(${PATCHELF} --page-size 4096 --set-soname ${name} --force-rpath --set-rpath 
 
 exported(${work} names)
 list(TRANSFORM names REPLACE "^(.+)$" "\\1 tvlo_\\1" OUTPUT_VARIABLE lines)
+run(${NM} -D --undefined-only --format=posix ${work})
+string(REGEX MATCHALL "[^\n@ ]+[@ ][^\n]*" undefined "${output}")
+list(TRANSFORM undefined REPLACE "[@ ].*" "")
+foreach(import IN LISTS IMPORTS)
+  string(REPLACE "=" ";" import ${import})
+  list(GET import 0 old)
+  if(NOT old IN_LIST undefined)
+    file(REMOVE ${work})
+    message(FATAL_ERROR "${SOURCE} does not import ${old}")
+  endif()
+  list(JOIN import " " line)
+  list(APPEND lines "${line}")
+endforeach()
 list(JOIN lines "\n" text)
 file(WRITE ${map} "${text}\n")
 run(${PATCHELF} --page-size 4096 --rename-dynamic-symbols ${map} ${work})

@@ -24,7 +24,9 @@ bool Session::mustStop() {
   } else if (now_->limited && Clock::now() >= now_->deadline) {
     now_->stop = Stop::timeLimit;
   }
-  return now_->stop != Stop::none;
+  if (now_->stop == Stop::none) return false;
+  now_->noticed = Clock::now();
+  return true;
 }
 
 void Session::onEvent(int type, const char* message, const HighsCallbackDataOut*, HighsCallbackDataIn* in,
@@ -49,9 +51,10 @@ void Session::onEvent(int type, const char* message, const HighsCallbackDataOut*
   }
 }
 
-// Its messages are parts of lines or several lines.
+// Its messages are parts of lines or several lines. The last report of a run that a leap of its clock has ended would
+// tell absurd times.
 void Session::logText(const char* text) {
-  if (text == nullptr) return;
+  if (text == nullptr || now_->leapt) return;
   std::string& line = now_->line;
   for (; *text != '\0'; ++text) {
     if (*text != '\n') {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "engines/highs/basis.h"
 
@@ -108,12 +107,16 @@ void Session::forget() {
 }
 
 HighsInt Session::run() {
-  double left = std::numeric_limits<double>::infinity();
-  if (now_->limited) left = std::max(0.0, std::chrono::duration<double>(now_->deadline - Clock::now()).count());
+  constexpr double kForEver = 1e7;
+  now_->limit = kForEver;
+  if (now_->limited) {
+    now_->limit = std::clamp(std::chrono::duration<double>(now_->deadline - Clock::now()).count(), 0.0, kForEver);
+  }
   must(Highs_zeroAllClocks(highs_), "reset its clocks");  // its limit counts over all runs of an instance
-  must(Highs_setDoubleOptionValue(highs_, "time_limit", left), "set its time limit");
+  must(Highs_setDoubleOptionValue(highs_, "time_limit", now_->limit), "set its time limit");
   {
     const Workers workers(now_->request.controls->getInt(control::threads));
+    const Running running(*this);
     Highs_run(highs_);  // its result says no more than the status
   }
   flushLog();
@@ -201,7 +204,7 @@ double Session::real(const char* info) const {
 Stop Session::stopOf(HighsInt status) const {
   switch (status) {
     case kHighsModelStatusTimeLimit:
-      return Stop::timeLimit;
+      return now_->stop != Stop::none ? now_->stop : Stop::timeLimit;
     case kHighsModelStatusIterationLimit:
       return Stop::iterationLimit;
     case kHighsModelStatusInterrupt:

@@ -19,9 +19,24 @@ class Session final : public EngineSession {
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
   void solve(const Model& model, const SolveRequest& request, Solution& result) override;
+  // clock.cpp: the time that HiGHS is told, in nanoseconds and in seconds
+  static int64_t nowOfThisThread() noexcept;
+  static int64_t secondsOfThisThread() noexcept;
 
  private:
   using Clock = std::chrono::steady_clock;
+
+  // While it lives, this thread runs HiGHS for the session. A log handler may solve another problem meanwhile.
+  class Running {
+   public:
+    explicit Running(Session& session);
+    ~Running();
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+
+   private:
+    Session* const previous_;
+  };
 
   // What is true while solve() runs; HiGHS's callbacks read it.
   struct Solve {
@@ -29,10 +44,14 @@ class Session final : public EngineSession {
     const SolveRequest& request;
     Solution& result;
     Clock::time_point deadline;
-    bool limited;            // whether there is a deadline
-    bool reshaped = false;   // lines were deleted or added
-    bool retired = false;    // lines that are to be deleted were made ready for it
-    Stop stop = Stop::none;  // why a callback stopped the run
+    bool limited;                 // whether there is a deadline
+    bool reshaped = false;        // lines were deleted or added
+    bool retired = false;         // lines that are to be deleted were made ready for it
+    double limit = 0;             // what HiGHS was told of it
+    Stop stop = Stop::none;       // why the run must stop
+    Clock::time_point noticed{};  // when that was found
+    bool leapt = false;           // HiGHS's times are wrong since
+    double calls = 0;             // of clock.cpp's seconds since then
     int improvements = 0;
     std::string line{};            // of the log, not complete yet
     std::exception_ptr failure{};  // thrown in a callback
@@ -74,6 +93,8 @@ class Session final : public EngineSession {
   void logText(const char* text);
   void flushLog();
   bool mustStop();
+  bool mustLeap() noexcept;
+  double leap() noexcept;
 
   struct Destroy {
     void operator()(void* highs) const { Highs_destroy(highs); }

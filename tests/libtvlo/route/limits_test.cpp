@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <numeric>
 #include <thread>
 
 #include "problems.h"
@@ -16,13 +17,18 @@ using Clock = std::chrono::steady_clock;
 double since(Clock::time_point begin) { return std::chrono::duration<double>(Clock::now() - begin).count(); }
 
 // An LP that takes any method seconds.
-void fillLongLp(Prob& p, int size) {
+void fillLongLp(Prob& p, int size, char columns = 'C') {
   unsigned seed = 3;
   const auto next = [&] { return seed = seed * 1664525u + 1013904223u; };
   const int n = 2 * size;
   std::vector<double> cost(n), upper(n, 10);
   for (double& c : cost) c = 1 + (next() >> 20) % 100;
   ASSERT_EQ(TVLOaddcols64(p.get(), n, 0, cost.data(), nullptr, nullptr, nullptr, nullptr, upper.data()), 0);
+  if (columns != 'C') {
+    std::vector<int> all(n);
+    std::iota(all.begin(), all.end(), 0);
+    ASSERT_EQ(TVLOchgcoltype(p.get(), n, all.data(), std::string(n, columns).c_str()), 0);
+  }
   std::vector<int64_t> start;
   std::vector<int> column;
   std::vector<double> value;
@@ -41,22 +47,38 @@ void fillLongLp(Prob& p, int size) {
             0);
 }
 
+// Also where HiGHS offers no callback: in presolve, in the first-order method and in the relaxations of a search.
 TEST(Limits, AnInterruptStopsAnyMethodWithinASecond) {
-  for (const char* const flags : {"", "d", "p", "b"}) {
-    SCOPED_TRACE(flags);
-    Prob p;
-    fillLongLp(p, 20000);
-    Clock::time_point asked;
-    std::thread other([&] {
-      std::this_thread::sleep_for(std::chrono::milliseconds(400));
-      asked = Clock::now();
-      TVLOinterrupt(p.get(), 9);
-    });
-    const Solution& s = p.lp(flags);
-    other.join();
-    EXPECT_LT(since(asked), 1.0);
-    EXPECT_EQ(s.stop, Stop::user);
-    EXPECT_EQ(s.lpStatus, LpStatus::unfinished);
+  for (const char* const flags : {"", "d", "p", "b", "f", "search"}) {
+    for (const int wait : {20, 500}) {
+      SCOPED_TRACE(std::string(flags) + " after " + std::to_string(wait));
+      const bool search = flags == std::string("search");
+      Prob p;
+      fillLongLp(p, search ? 4000 : 20000, search ? 'I' : 'C');
+      std::string log;
+      const auto keep = [](void*, void* data, const char* text, int length, int) {
+        static_cast<std::string*>(data)->append(text, length);
+        return 0;
+      };
+      ASSERT_EQ(TVLOaddcbmessage(p.get(), keep, &log, 0), 0);
+      Clock::time_point asked;
+      std::thread other([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(wait));
+        asked = Clock::now();
+        TVLOinterrupt(p.get(), 9);
+      });
+      const Solution& s = search ? p.mip() : p.lp(flags);
+      const Clock::time_point end = Clock::now();
+      other.join();
+      EXPECT_LT(std::chrono::duration<double>(end - asked).count(), 1.0);
+      EXPECT_EQ(s.stop, Stop::user);
+      if (search) {
+        EXPECT_TRUE(s.mipStatus == MipStatus::solution || s.mipStatus == MipStatus::noSolution);
+      } else {
+        EXPECT_EQ(s.lpStatus, LpStatus::unfinished);
+      }
+      EXPECT_EQ(log.find("1000000"), std::string::npos) << log;
+    }
   }
 }
 
