@@ -17,9 +17,7 @@ void Session::output(bool on) {
 // Its own clock reads -1 in some of these callbacks, and a limit that it counts itself is not looked at in all of them.
 bool Session::mustStop() {
   if (now_->stop != Stop::none) return true;
-  if (now_->failure) {
-    now_->stop = Stop::interrupt;
-  } else if (now_->request.interrupted && now_->request.interrupted() != 0) {
+  if (now_->failure || (now_->request.interrupted && now_->request.interrupted() != 0)) {
     now_->stop = Stop::interrupt;
   } else if (now_->limited && Clock::now() >= now_->deadline) {
     now_->stop = Stop::timeLimit;
