@@ -1,5 +1,6 @@
 // Limits, interrupts, the log, and several problems at a time.
 #include <fcntl.h>
+#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -230,6 +231,26 @@ TEST(Threads, EightProblemsAtATime) {
   }
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(wrong, 0);
+}
+
+// Workers that HiGHS would keep for the next run are not there in a child, which would wait for them for ever.
+TEST(Threads, AChildForkedAfterASolveWithSeveralThreadsCanSolve) {
+  Prob p;
+  std::mt19937 random(1);
+  fillRandomly(p, random, 8, 14, true);
+  p.control(control::threads, 2);
+  const MipStatus status = p.mip().mipStatus;
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    alarm(30);
+    p.cost(0, 1);
+    const MipStatus again = p.mip().mipStatus;
+    _exit(again == status ? 0 : 1);
+  }
+  int result = -1;
+  ASSERT_EQ(waitpid(child, &result, 0), child);
+  EXPECT_EQ(result, 0);
 }
 
 }  // namespace
