@@ -33,10 +33,6 @@ int setBounds(constraint_s* c, double lb, double ub) {
 }
 
 // ---- constructor ----
-int fail(const char* text) {
-  modelError("%s", text);
-  return -1;
-}
 constexpr char kArgumentsRequired[] =
     "Arguments required for tavlo.constraint(): constraint OR {body, lb and/or ub} OR {body,sense,rhs}.";
 constexpr char kBothRhsAndBounds[] = "Cannot create constraint by specifying both rhs AND lb/ub.";

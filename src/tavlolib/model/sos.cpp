@@ -17,11 +17,6 @@ void put(PyObject** field, PyObject* value) {
   *field = newRef(value);
 }
 
-int fail(const char* text) {
-  modelError("%s", text);
-  return -1;
-}
-
 int sos_init(PyObject* self, PyObject* args, PyObject* kwargs) {
   sos_s* s = self_(self);
   if (s->index == 0) nextIndex();  // generic allocation took none; each set made by the constructor uses two

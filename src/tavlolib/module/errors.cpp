@@ -42,6 +42,11 @@ TAVLO_RAISE(interfaceError, tpy_interf_exc)
 TAVLO_RAISE(solverError, tpy_solver_exc)
 #undef TAVLO_RAISE
 
+int fail(const char* text) {
+  modelError("%s", text);
+  return -1;
+}
+
 void setTvloErrIfNull(PyObject* owner, PyObject* result) {
   if (result || PyErr_Occurred()) return;
   if (!owner) {

@@ -10,6 +10,9 @@ PyObject* modelError(const char* format, ...);
 PyObject* interfaceError(const char* format, ...);
 PyObject* solverError(const char* format, ...);
 
+// ModelError with a text taken as it stands, for functions whose failure is -1.
+int fail(const char* text);
+
 // After the last step of every binding. With a null result and nothing pending, raises the library's last error: of
 // the global environment (owner null, InterfaceError), a problem or a branching object (SolverError).
 void setTvloErrIfNull(PyObject* owner, PyObject* result);

@@ -13,11 +13,6 @@ constexpr int kTypes = sizeof kTypeLetters;
 
 constexpr int kColumns = 1214;
 
-int fail(const char* text) {
-  modelError("%s", text);
-  return -1;
-}
-
 bool hasThreshold(char letter) { return letter == 'S' || letter == 'R' || letter == 'P'; }
 
 int checkBounds(PyObject* v, double lb, double ub) {

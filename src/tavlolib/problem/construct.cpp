@@ -12,11 +12,6 @@ constexpr int kOutputLog = 8035;
 
 problem_s* self_(PyObject* o) { return reinterpret_cast<problem_s*>(o); }
 
-int fail(const char* text) {
-  modelError("%s", text);
-  return -1;
-}
-
 // One element is walked once: its first leaf tells what it is, and decides who takes that leaf and those after it.
 struct Element {
   int kind = kLeafOther;

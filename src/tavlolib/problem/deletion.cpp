@@ -19,11 +19,6 @@ struct Kind {
 const Kind kConstraints{kRow, CONV_ROW, &tavlo_constraintType, &problem_s::cons, &problem_s::conmap, TVLOdelrows};
 const Kind kVariables{kColumn, CONV_COL, &tavlo_varType, &problem_s::vars, &problem_s::varmap, TVLOdelcols};
 
-int fail(const char* text) {
-  modelError("%s", text);
-  return -1;
-}
-
 constexpr char kNotWithIndex[] = "Parameters 'first' and 'last' cannot be specified if 'index' is also specified";
 constexpr char kBothNonnegative[] = "Parameters 'first' and 'last' must be both nonnegative when specified";
 

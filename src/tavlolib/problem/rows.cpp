@@ -9,11 +9,6 @@ namespace {
 
 constexpr int kRows = 1124;
 
-int fail(const char* text) {
-  modelError("%s", text);
-  return -1;
-}
-
 struct RowSense {
   char type = 'N';
   double rhs = 0, range = 0;

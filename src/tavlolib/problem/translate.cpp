@@ -13,11 +13,6 @@ constexpr char kInQuadterm[] = "Variable in quadratic term defining constraint h
 constexpr char kInLinear[] = "Variable in linear part of constraint has not been added to problem yet";
 constexpr char kInQuadratic[] = "Variable in quadratic part of constraint has not been added to problem yet";
 
-int fail(const char* text) {
-  modelError("%s", text);
-  return -1;
-}
-
 struct Count {
   int64_t linear = 0, quadratic = 0;
 };
