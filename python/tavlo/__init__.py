@@ -15,8 +15,9 @@ if TYPE_CHECKING:
 __all__ = [
     "var", "expression", "sos", "constraint", "problem", "branchobj", "poolcut", "ModelError", "InterfaceError",
     "SolverError",
-    "Sum", "getlasterror", "getversion", "setdefaultcontrol", "setdefaults", "getbanner", "free",
-    "getOutputEnabled", "setOutputEnabled", "init", "controls",
+    "Sum", "Prod", "sin", "cos", "tan", "asin", "acos", "atan", "exp", "log", "log10", "abs", "sqrt", "sign", "erf",
+    "erfc", "max", "min", "user", "getlasterror", "getversion", "setdefaultcontrol", "setdefaults", "getbanner", "free",
+    "evaluate", "pwl", "And", "Or", "getOutputEnabled", "setOutputEnabled", "init", "controls",
     "continuous", "binary", "integer", "semicontinuous", "semiinteger", "partiallyinteger", "minimize", "maximize",
     "leq", "geq", "eq", "rng", "infinity", "solinfo_absprimalinfeas", "solinfo_relprimalinfeas",
     "solinfo_absdualinfeas", "solinfo_reldualinfeas", "solinfo_maxmipfractional", "basis_nonbasic_lower",

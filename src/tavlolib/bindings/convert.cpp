@@ -24,9 +24,9 @@ Ref elementsOf(PyObject* obj) {
 
 int entityKind(ConvKind kind) { return kind == CONV_ROW ? kRow : kColumn; }
 
-}  // namespace
-
-int conv_obj2arr(problem_s* p, int64_t* length, PyObject* obj, Array<int32_t>* out, bool* present, ConvKind kind) {
+// element(object, value) is 0, or -1 with an exception.
+template <class T, class Element>
+int convert(problem_s* p, int64_t* length, PyObject* obj, Array<T>* out, bool* present, Element&& element) {
   *present = obj && obj != Py_None;
   if (!*present) return 0;
   Ref elements = elementsOf(obj);
@@ -40,11 +40,23 @@ int conv_obj2arr(problem_s* p, int64_t* length, PyObject* obj, Array<int32_t>* o
   }
   if (!out->resize(static_cast<size_t>(n))) return -1;
   for (Py_ssize_t i = 0; i < n; ++i)
-    if (ObjInt2int(PySequence_Fast_GET_ITEM(elements.get(), i), p, &(*out)[static_cast<size_t>(i)], entityKind(kind)) !=
-        0)
-      return -1;
+    if (element(PySequence_Fast_GET_ITEM(elements.get(), i), &(*out)[static_cast<size_t>(i)]) != 0) return -1;
   if (length) *length = n;
   return 0;
+}
+
+}  // namespace
+
+int conv_obj2arr(problem_s* p, int64_t* length, PyObject* obj, Array<int32_t>* out, bool* present, ConvKind kind) {
+  return convert(p, length, obj, out, present,
+                 [&](PyObject* o, int32_t* index) { return ObjInt2int(o, p, index, entityKind(kind)); });
+}
+
+int conv_obj2arr(problem_s* p, int64_t* length, PyObject* obj, Array<double>* out, bool* present) {
+  return convert(p, length, obj, out, present, [](PyObject* o, double* value) {
+    *value = PyFloat_AsDouble(o);
+    return *value == -1.0 && PyErr_Occurred() ? -1 : 0;
+  });
 }
 
 }  // namespace tavlo

@@ -15,5 +15,6 @@ enum ConvKind { CONV_ROW, CONV_COL };
 // The elements are collected first, so that code of an iterator can't change what was converted before.
 // 0, or -1 with an exception.
 int conv_obj2arr(problem_s* p, int64_t* length, PyObject* obj, Array<int32_t>* out, bool* present, ConvKind kind);
+int conv_obj2arr(problem_s* p, int64_t* length, PyObject* obj, Array<double>* out, bool* present);
 
 }  // namespace tavlo

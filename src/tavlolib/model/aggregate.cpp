@@ -1,7 +1,7 @@
-// Sum over members of any container or iterator.
+// Sum, Prod, And and Or over members of any container or iterator.
 #include <utility>
 
-#include "model/arithmetic.h"
+#include "model/nonlinear.h"
 #include "module/errors.h"
 
 namespace tavlo {
@@ -42,25 +42,34 @@ class AdaptiveOrder {
   int64_t hits_[kKinds] = {};
 };
 
-class Total {
+// Of a plain number an expression, as of all members or none.
+PyObject* asExpression(Ref total, double empty) {
+  if (!total) total = Ref::steal(PyFloat_FromDouble(empty));
+  Operand a;
+  if (!total || !classify(total.get(), &a)) return nullptr;
+  if (a.kind != kConstant) return total.release();
+  auto e = BasicRef<expression_s>::steal(newExpression());
+  if (e) e->constant = a.value;
+  return e.releaseObject();
+}
+
+class SumTotal {
  public:
   bool add(PyObject* member) {
     if (member == Py_None) return true;
-    if (!fast_) return addGeneral(member);
     Operand b;
+    if (sum_) return classify(member, &b) && (takes(b) ? addTo(b) : addGeneral(member));
+    if (!fast_) return addGeneral(member);
     if (order_.match(member, &b))  // classify: refuses an object that no constructor filled
       return (b.kind == kConstant || classify(member, &b)) && accumulate(expression(), 1, b) == 0;
     return addGeneral(member);
   }
 
-  PyObject* result() {
-    if (!total_) return expression_base();
-    Operand a;
-    if (!classify(total_.get(), &a)) return nullptr;
-    return a.kind == kConstant ? expression_copy(total_.get(), 1) : total_.release();
-  }
+  PyObject* result() { return asExpression(std::move(total_), 0); }
 
  private:
+  static bool takes(const Operand& b) { return b.kind >= kConstant && b.kind <= kNonlinear; }
+  bool addTo(const Operand& b) { return nonlin_addTo(asNode(total_.get()), 1, b) == 0; }
   expression_s* expression() { return reinterpret_cast<expression_s*>(total_.get()); }
 
   bool addGeneral(PyObject* member) {
@@ -69,12 +78,51 @@ class Total {
     const bool arrays = PyArray_Check(member) || PyArray_Check(so_far);
     total_ = Ref::steal(arrays ? general_add(so_far, member) : general_iadd(so_far, member));
     fast_ = total_ && Py_TYPE(total_.get()) == &tavlo_expressionType;
+    sum_ = total_ && isListNode(total_.get(), kNodeSum);
     return static_cast<bool>(total_);
   }
 
-  Ref total_;  // ours alone, so an expression in it may be changed
-  bool fast_ = false;
+  Ref total_;  // ours alone, so an expression or a sum in it may be changed
+  bool fast_ = false, sum_ = false;
   AdaptiveOrder order_;
+};
+
+// The product of no members is 1.
+class ProductTotal {
+ public:
+  bool add(PyObject* member) {
+    if (member == Py_None) return true;
+    Operand b;
+    if (!classify(member, &b)) return false;
+    if (total_ && isListNode(total_.get(), kNodeProduct) && b.kind >= kConstant && b.kind <= kNonlinear &&
+        !(b.kind == kConstant && b.value == 0))
+      return nonlin_multiplyTo(asNode(total_.get()), b) == 0;
+    PyObject* so_far = total_ ? total_.get() : Py_None;
+    const bool arrays = PyArray_Check(member) || PyArray_Check(so_far);
+    total_ = Ref::steal(arrays ? general_mul(so_far, member) : general_imul(so_far, member));
+    return static_cast<bool>(total_);
+  }
+  PyObject* result() { return asExpression(std::move(total_), 1); }
+
+ private:
+  Ref total_;  // ours alone, so an expression or a product in it may be changed
+};
+
+// And of no members is true, Or is false.
+template <int32_t code, PyObject* (*general)(PyObject*, PyObject*)>
+class LogicalTotal {
+ public:
+  bool add(PyObject* member) {
+    if (member == Py_None) return true;
+    const bool plain = total_ && getExprTypeQuiet(total_.get()) >= 0 && getExprTypeQuiet(member) >= 0;
+    total_ = Ref::steal(plain ? nonlin_inplace_generic(code, total_.get(), member)
+                              : general(total_ ? total_.get() : Py_None, member));
+    return static_cast<bool>(total_);
+  }
+  PyObject* result() { return asExpression(std::move(total_), code == kNodeAnd ? 1 : 0); }
+
+ private:
+  Ref total_;
 };
 
 PyObject* incorrectObjects() { return modelError("Incorrect objects used in Sum, Dot, Prod, or aggregate functions"); }
@@ -147,12 +195,18 @@ bool eachMember(PyObject* operand, Fn&& member) {
   return modelError("Invalid object in Sum or Prod operators") != nullptr;
 }
 
-}  // namespace
-
-PyObject* tavlomod_Sum(PyObject*, PyObject* args) {
-  Total total;
+template <class Accumulator>
+PyObject* aggregate(PyObject* args) {
+  Accumulator total;
   PyObject* operand = PyTuple_GET_SIZE(args) == 1 ? PyTuple_GET_ITEM(args, 0) : args;
   return eachMember(operand, [&](PyObject* member) { return total.add(member); }) ? total.result() : nullptr;
 }
+
+}  // namespace
+
+PyObject* tavlomod_Sum(PyObject*, PyObject* args) { return aggregate<SumTotal>(args); }
+PyObject* tavlomod_Prod(PyObject*, PyObject* args) { return aggregate<ProductTotal>(args); }
+PyObject* tavlomod_And(PyObject*, PyObject* args) { return aggregate<LogicalTotal<kNodeAnd, general_and>>(args); }
+PyObject* tavlomod_Or(PyObject*, PyObject* args) { return aggregate<LogicalTotal<kNodeOr, general_or>>(args); }
 
 }  // namespace tavlo

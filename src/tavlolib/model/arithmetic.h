@@ -31,8 +31,6 @@ PyObject* divideInPlace(const Operand& a, const Operand& b);
 
 // Whether an operand is of no class, with the operation's exception set.
 bool refused(Op op, const Operand& a, const Operand& b);
-// The one refusal of what only a nonlinear node could hold: null, with ModelError.
-PyObject* nonlinearUnsupported();
 
 // ---- objects ----
 expression_s* newExpression();

@@ -1,5 +1,5 @@
 // Constraints: the type, its constructor, and the conversion of a comparison into a constraint.
-#include "model/arithmetic.h"
+#include "model/nonlinear.h"
 #include "model/packed_word.h"
 #include "model/text.h"
 #include "module/errors.h"
@@ -211,8 +211,33 @@ PyObject* compareWithArray(PyObject* a, PyObject* array, int op) {
   return compareArray(array, a, op == Py_LE ? Py_GE : op == Py_GE ? Py_LE : Py_EQ);
 }
 
-// a - b with its constant taken out; *rhs is what the rest is compared with.
-Ref difference(PyObject* a, PyObject* b, double* rhs) {
+// What a comparison of a - b with 0 comes to: the body, what it is compared with, and whether the relation turns round.
+struct Relation {
+  Ref body;  // empty: failed, with an exception
+  double rhs = 0;
+  bool reversed = false;
+};
+
+// Takes a number out of a nonlinear difference that nobody else refers to.
+Relation relationOf(Ref node) {
+  nonlinear_s* n = asNode(node.get());
+  double c = 0;
+  if (isListNode(node.get(), kNodeSum)) {
+    const Py_ssize_t size = PyList_GET_SIZE(n->args);
+    if (size < 2 || !readConstant(PyList_GET_ITEM(n->args, size - 1), &c)) return {std::move(node)};
+    if (PyList_SetSlice(n->args, size - 1, size, nullptr) != 0) return {};
+    n->mixed = -1;
+    return {std::move(node), 0 - c};  // no negative zero
+  }
+  if (n->code == kNodeDifference) {
+    Ref first = operandAt(n->args, 0), second = operandAt(n->args, 1);
+    if (readConstant(first.get(), &c)) return {std::move(second), c, true};
+    if (readConstant(second.get(), &c)) return {std::move(first), c};
+  }
+  return {std::move(node)};
+}
+
+Relation difference(PyObject* a, PyObject* b) {
   Operand x, y;
   if (!classify(a, &x) || !classify(b, &y)) return {};
   Ref d;
@@ -225,25 +250,26 @@ Ref difference(PyObject* a, PyObject* b, double* rhs) {
     d = Ref::steal(y.kind == kArray ? handBack(Op::sub, a, b) : addScaled(-1, x, y));
   }
   if (!d || !classify(d.get(), &x)) return {};
-  *rhs = 0;
+  if (x.kind == kNonlinear) return relationOf(std::move(d));
+  double rhs = 0;
   if (x.kind == kExpression) {
-    *rhs = 0 - x.expression()->constant;  // no negative zero
+    rhs = 0 - x.expression()->constant;
     x.expression()->constant = 0;
   } else if (x.kind == kInvalid || x.kind == kArray) {
     modelError("Invalid constraint body");
     return {};
   }
-  return d;
+  return {std::move(d), rhs};
 }
 
 }  // namespace
 
 PyObject* make_constraint(PyObject* a, PyObject* b, int op) {
   if (PyArray_Check(b)) return compareWithArray(a, b, op);
-  double rhs;
-  Ref body = difference(a, b, &rhs);
+  auto [body, rhs, reversed] = difference(a, b);
   if (!body) return nullptr;
   if (!isRelation(op)) return unrelated(op);
+  if (reversed && op != Py_EQ) op = op == Py_LE ? Py_GE : Py_LE;
   Ref r = Ref::steal(constraint_base());
   if (!r) return nullptr;
   constraint_s* c = self_(r.get());

@@ -1,5 +1,5 @@
 // Values of modelling objects, alone or in containers, for given values of the variables.
-#include "model/arithmetic.h"
+#include "model/nonlinear.h"
 #include "module/errors.h"
 
 namespace tavlo {
@@ -124,7 +124,7 @@ int evaluateScalar(PyObject* o, const ValueSource& source, int budget, double* o
     case kExpression:
       return evaluateExpression(o, source, out);
     case kNonlinear:
-      return nonlinearUnsupported(), -1;
+      return evaluateNode(o, source, budget, out);
     default:
       return modelError("Evaluation of object of incorrect type"), -1;
   }

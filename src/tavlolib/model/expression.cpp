@@ -1,5 +1,5 @@
 // Expressions: record, type, copies, and changes of single coefficients.
-#include "model/arithmetic.h"
+#include "model/nonlinear.h"
 #include "model/text.h"
 #include "module/errors.h"
 
@@ -138,7 +138,7 @@ PyObject* expression_copy(PyObject* x, double f) {
   if (!classify(x, &a)) return nullptr;
   if (f == 0) return expression_base();
   if (a.kind == kExpression) return copyOfExpression(a.expression(), f);
-  if (a.kind == kNonlinear) return nonlinearUnsupported();
+  if (a.kind == kNonlinear) return nonlin_copy(f, x);
   if (a.kind == kInvalid || a.kind == kArray) return invalidInOperation(x);
   auto r = BasicRef<expression_s>::steal(newExpression());
   return r && accumulate(r.get(), f, a) == 0 ? r.releaseObject() : nullptr;

@@ -1,5 +1,5 @@
 // The type-blind operators: any two objects, None standing for an empty accumulator.
-#include "model/arithmetic.h"
+#include "model/nonlinear.h"
 #include "module/errors.h"
 
 namespace tavlo {
@@ -96,7 +96,7 @@ PyObject* general_copy(double f, PyObject* x) {
     case kExpression:
       return expression_copy(x, f);
     case kNonlinear:
-      return nonlinearUnsupported();
+      return nonlin_copy(f, x);
     default:
       return modelError("Invalid object being copied");
   }

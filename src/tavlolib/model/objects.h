@@ -24,8 +24,9 @@ struct expression_s {
   tavlo::indexset* quadvars;  // present exactly when quadratic is
 };
 struct nonlinear_s {
-  PyObject_HEAD PyObject* args;
-  int32_t code;
+  PyObject_HEAD PyObject* args;  // list, tuple, or the one operand; null: never filled
+  int32_t code;                  // of model/nonlinear.h
+  int32_t mixed;                 // in a sum: position of the one member that is no node; -1: none
 };
 struct constraint_s {
   PyObject_HEAD uint64_t info;  // index, bound codes, in-map flags: model/packed_word.h has the layout
@@ -133,6 +134,31 @@ inline constexpr int kDepthBudget = 64;
 
 // ---- module functions of this folder ----
 PyObject* tavlomod_Sum(PyObject* module, PyObject* args);
+PyObject* tavlomod_Prod(PyObject* module, PyObject* args);
+PyObject* tavlomod_And(PyObject* module, PyObject* args);
+PyObject* tavlomod_Or(PyObject* module, PyObject* args);
+PyObject* tavlomod_max(PyObject* module, PyObject* args);
+PyObject* tavlomod_min(PyObject* module, PyObject* args);
+PyObject* tavlomod_user(PyObject* module, PyObject* args, PyObject* kwargs);
+PyObject* tavlomod_pwl(PyObject* module, PyObject* dict);
+// The elementary functions: name, node code, what it is in words.
+#define TAVLO_ELEMENTARY_FUNCTIONS(F)                                            \
+  F(sin, 9, "Sine")                                                              \
+  F(cos, 10, "Cosine")                                                           \
+  F(tan, 11, "Tangent")                                                          \
+  F(asin, 12, "Arcsine")                                                         \
+  F(acos, 13, "Arccosine")                                                       \
+  F(atan, 14, "Arctangent")                                                      \
+  F(exp, 6, "Exponential function")                                              \
+  F(log, 7, "Natural logarithm")                                                 \
+  F(log10, 8, "Logarithm to base 10")                                            \
+  F(abs, 17, "Absolute value")                                                   \
+  F(sqrt, 21, "Square root")                                                     \
+  F(sign, 18, "Sign (-1.0 of a negative, 1.0 of a positive value, 0.0 of zero)") \
+  F(erf, 19, "Error function")                                                   \
+  F(erfc, 20, "Complementary error function")
+template <int32_t code>
+PyObject* tavlomod_function(PyObject* module, PyObject* arg);
 
 }  // namespace tavlo
 

@@ -72,6 +72,8 @@ bool isInitialized(PyObject* obj, int kind) {
       return reinterpret_cast<linterm_s*>(obj)->var != nullptr;
     case kQuadterm:
       return reinterpret_cast<quadterm_s*>(obj)->var1 && reinterpret_cast<quadterm_s*>(obj)->var2;
+    case kNonlinear:
+      return reinterpret_cast<nonlinear_s*>(obj)->args != nullptr;
     default:
       return true;
   }

@@ -1,7 +1,7 @@
 // Multiplication, division, powers and negation.
 #include <utility>
 
-#include "model/arithmetic.h"
+#include "model/nonlinear.h"
 #include "module/errors.h"
 
 namespace tavlo {
@@ -22,9 +22,11 @@ PyObject* scale(double c, const Operand& x) {
     case kExpression:
       return expression_copy(x.o, c);
     default:
-      return nonlinearUnsupported();
+      return nonlin_copy(c, x.o);
   }
 }
+
+PyObject* quotient(PyObject* a, PyObject* b) { return nonlin_instantiate_binary(kNodeDivision, a, b); }
 
 bool emptyLinear(const expression_s* e) { return linmap_size(e->linear) == 0; }
 bool emptyQuadratic(const expression_s* e) { return quadmap_size(e->quadratic) == 0; }
@@ -69,7 +71,7 @@ PyObject* expressionTimesExpression(const Operand& a, const Operand& b) {
   const expression_s *x = a.expression(), *y = b.expression();
   const bool la = !emptyLinear(x), lb = !emptyLinear(y), qa = !emptyQuadratic(x), qb = !emptyQuadratic(y);
   if (!qa && !qb) return linearTimesLinear(x, y);
-  if ((qa && (lb || qb)) || (la && qb)) return nonlinearUnsupported();
+  if ((qa && (lb || qb)) || (la && qb)) return nonlin_mul(a, b);
   return qa ? expression_copy(a.o, y->constant) : expression_copy(b.o, x->constant);
 }
 
@@ -79,7 +81,7 @@ PyObject* multiplyWithExpression(const Operand& a, const Operand& b) {
   if (constantValue(b, &c)) return scale(c, a);
   if (a.kind == kExpression && b.kind == kExpression) return expressionTimesExpression(a, b);
   const Operand &e = a.kind == kExpression ? a : b, &t = a.kind == kExpression ? b : a;
-  if (!t.isLinear() || e.expression()->quadratic) return nonlinearUnsupported();
+  if (!t.isLinear() || e.expression()->quadratic) return nonlin_mul(a, b);
   return linearTimesExpression(t.linearCoef(), t.linearVar(), e.expression());
 }
 
@@ -90,7 +92,7 @@ PyObject* divideVar(const Operand& a, const Operand& b) {
   }
   if (a.kind == kVar && b.kind == kVar && sameVariable(a.var(), b.var())) return PyFloat_FromDouble(1.0);
   if (a.kind == kConstant && a.value == 0) return PyFloat_FromDouble(0.0);
-  return nonlinearUnsupported();
+  return quotient(a.o, b.o);
 }
 
 PyObject* divideLinterm(const Operand& a, const Operand& b) {
@@ -103,7 +105,34 @@ PyObject* divideLinterm(const Operand& a, const Operand& b) {
     if (b.linearCoef() == 0) return modelError("Division by zero");
     return PyFloat_FromDouble(a.linearCoef() / b.linearCoef());
   }
-  return nonlinearUnsupported();
+  return quotient(a.o, b.o);
+}
+
+// A number or term over a variable.
+PyObject* reduced(PyObject* numerator, var_s* denominator) {
+  Ref above = Ref::steal(numerator);
+  return above ? quotient(above.get(), reinterpret_cast<PyObject*>(denominator)) : nullptr;
+}
+
+PyObject* divideLinearByQuadterm(const Operand& a, const Operand& b) {
+  const quadterm_s* q = b.quadterm();
+  const double r = a.linearCoef() / q->coef;
+  if (sameVariable(a.linearVar(), q->var1)) return reduced(PyFloat_FromDouble(r), q->var2);
+  if (sameVariable(a.linearVar(), q->var2)) return reduced(PyFloat_FromDouble(r), q->var1);
+  return quotient(a.o, b.o);
+}
+
+PyObject* divideQuadterms(const Operand& a, const Operand& b) {
+  const quadterm_s *p = a.quadterm(), *q = b.quadterm();
+  const double r = p->coef / q->coef;
+  if (sameVariable(p->var2, q->var2)) {
+    if (sameVariable(p->var1, q->var1)) return PyFloat_FromDouble(r);
+    return reduced(linterm_fill(r, p->var1), q->var1);
+  }
+  if (sameVariable(p->var1, q->var1)) return reduced(linterm_fill(r, p->var2), q->var2);
+  if (sameVariable(p->var1, q->var2)) return reduced(linterm_fill(r, p->var2), q->var1);
+  if (sameVariable(p->var2, q->var1)) return reduced(linterm_fill(r, p->var1), q->var2);
+  return quotient(a.o, b.o);
 }
 
 PyObject* divideQuadterm(const Operand& a, const Operand& b) {
@@ -118,9 +147,8 @@ PyObject* divideQuadterm(const Operand& a, const Operand& b) {
       return modelError("Division by zero of a %s", a.kind == kVar       ? "variable"
                                                     : a.kind == kLinterm ? "linear term"
                                                                          : "bilinear term");
-    if (a.kind == kQuadterm && sameVariable(a.quadterm()->var1, q->var1) && sameVariable(a.quadterm()->var2, q->var2))
-      return PyFloat_FromDouble(a.quadterm()->coef / q->coef);
-    return nonlinearUnsupported();  // what remains after cancelling still has a variable below
+    if (a.kind == kQuadterm) return divideQuadterms(a, b);
+    return a.isLinear() ? divideLinearByQuadterm(a, b) : quotient(a.o, b.o);
   }
   if (a.kind == kQuadterm && b.isLinear()) {
     const quadterm_s* q = a.quadterm();
@@ -129,12 +157,12 @@ PyObject* divideQuadterm(const Operand& a, const Operand& b) {
     if (sameVariable(b.linearVar(), q->var1)) return linterm_fill(r, q->var2);
     if (sameVariable(b.linearVar(), q->var2)) return linterm_fill(r, q->var1);
   }
-  return nonlinearUnsupported();
+  return quotient(a.o, b.o);
 }
 
 PyObject* divideExpression(const Operand& a, const Operand& b) {
   double c;
-  if (a.kind != kExpression || !constantValue(b, &c)) return nonlinearUnsupported();
+  if (a.kind != kExpression || !constantValue(b, &c)) return nonlin_div(a, b);
   if (c == 0) return modelError("Division by zero");
   return expression_copy(a.o, 1 / c);
 }
@@ -143,17 +171,17 @@ PyObject* divideExpression(const Operand& a, const Operand& b) {
 
 PyObject* multiply(const Operand& a, const Operand& b) {
   if (refused(Op::mul, a, b)) return nullptr;
-  if (a.kind == kNonlinear || b.kind == kNonlinear) return nonlinearUnsupported();
+  if (a.kind == kNonlinear || b.kind == kNonlinear) return nonlin_mul(a, b);
   if (a.kind == kConstant) return scale(a.value, b);
   if (b.kind == kConstant) return scale(b.value, a);
   if (a.kind == kExpression || b.kind == kExpression) return multiplyWithExpression(a, b);
-  if (a.kind == kQuadterm || b.kind == kQuadterm) return nonlinearUnsupported();
+  if (a.kind == kQuadterm || b.kind == kQuadterm) return nonlin_mul(a, b);
   return quadterm_fill(a.linearCoef() * b.linearCoef(), a.linearVar(), b.linearVar());
 }
 
 PyObject* divide(int slot, const Operand& a, const Operand& b) {
   if (refused(Op::div, a, b)) return nullptr;
-  if (a.kind == kNonlinear || b.kind == kNonlinear) return nonlinearUnsupported();
+  if (a.kind == kNonlinear || b.kind == kNonlinear) return nonlin_div(a, b);
   // A variable leaves a typed numerator, a linear term also a non-constant denominator, to the other class's rules.
   if (slot == kVar && a.kind > kVar) slot = a.kind;
   if (slot == kLinterm || slot == kQuadterm) {
@@ -174,12 +202,10 @@ PyObject* divide(int slot, const Operand& a, const Operand& b) {
 
 PyObject* raise(const Operand& a, const Operand& b) {
   if (refused(Op::pow, a, b)) return nullptr;
-  if (a.kind == kNonlinear || b.kind == kNonlinear) return nonlinearUnsupported();
-  if (a.kind == kConstant) return a.value == 1 ? PyFloat_FromDouble(1.0) : nonlinearUnsupported();
-  if (b.kind != kConstant) return nonlinearUnsupported();
+  if (a.kind == kNonlinear || a.kind == kConstant || b.kind != kConstant) return nonlin_pow(a, b);
   if (b.value == 0) return PyFloat_FromDouble(1.0);
   if (b.value == 1) return a.isLinear() ? newRef(a.o) : scale(1, a);
-  if (b.value != 2 || a.kind == kQuadterm) return nonlinearUnsupported();
+  if (b.value != 2 || a.kind == kQuadterm) return nonlin_pow(a, b);
   return multiply(a, a);
 }
 

@@ -1,5 +1,5 @@
 // The number slots of the modelling types: array rule, in-place shortcuts, and the way to the rules.
-#include "model/arithmetic.h"
+#include "model/nonlinear.h"
 #include "module/errors.h"
 
 namespace tavlo {
@@ -21,6 +21,8 @@ const char* invalidText(Op op, int kind) {
   const auto row = static_cast<size_t>(op), column = static_cast<size_t>(kind - kVar);
   return row < 4 && column < 4 ? kTexts[row][column] : nullptr;
 }
+
+int32_t logicalCode(Op op) { return op == Op::land ? kNodeAnd : kNodeOr; }
 
 bool valid(const Operand& a) { return a.kind >= kConstant && a.kind <= kNonlinear; }
 
@@ -77,7 +79,7 @@ PyObject* negativeSlot(PyObject* a) {
 }
 PyObject* absoluteSlot(PyObject* a) {
   Operand x;
-  return classify(a, &x) ? nonlinearUnsupported() : nullptr;
+  return classify(a, &x) ? nonlin_instantiate_unary(kNodeAbs, a) : nullptr;
 }
 
 template <int K>
@@ -132,13 +134,15 @@ PyObject* apply(Op op, int slot, const Operand& a, const Operand& b) {
     case Op::pow:
       return raise(a, b);
     default:
-      return refused(op, a, b) ? nullptr : nonlinearUnsupported();
+      return refused(op, a, b) ? nullptr : nonlin_instantiate_binary_flatten(logicalCode(op), a.o, b.o);
   }
 }
 
 PyObject* applyInPlace(Op op, int slot, const Operand& a, const Operand& b) {
   double c;
   const bool number = b.kind == kConstant;
+  if (op == Op::land || op == Op::lor)
+    return refused(op, a, b) ? nullptr : nonlin_inplace_generic(logicalCode(op), a.o, b.o);
   if (op == Op::pow && number && (b.value == 0 || b.value == 1))
     return b.value == 1 ? newRef(a.o) : PyFloat_FromDouble(1.0);
   if (slot == kExpression) return expressionInPlace(op, a, b);

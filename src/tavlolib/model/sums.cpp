@@ -1,5 +1,5 @@
 // Addition and subtraction.
-#include "model/arithmetic.h"
+#include "model/nonlinear.h"
 #include "module/errors.h"
 
 namespace tavlo {
@@ -73,7 +73,7 @@ int accumulate(expression_s* e, double s, const Operand& b) {
 
 PyObject* addScaled(double s, const Operand& a, const Operand& b) {
   if (refused(s > 0 ? Op::add : Op::sub, a, b)) return nullptr;
-  if (a.kind == kNonlinear || b.kind == kNonlinear) return nonlinearUnsupported();
+  if (a.kind == kNonlinear || b.kind == kNonlinear) return nonlin_alg_sum(s, a, b);
   if (a.kind != kExpression && b.kind != kExpression) return addTerms(s, a, b);
   const bool left = a.kind == kExpression;
   auto r = Ref::steal(left ? expression_copy(a.o, 1) : expression_copy(b.o, s));
@@ -83,7 +83,7 @@ PyObject* addScaled(double s, const Operand& a, const Operand& b) {
 
 PyObject* addInPlace(double s, const Operand& a, const Operand& b) {
   if (refused(s > 0 ? Op::add : Op::sub, a, b)) return nullptr;
-  if (a.kind == kNonlinear || b.kind == kNonlinear) return nonlinearUnsupported();
+  if (a.kind == kNonlinear || b.kind == kNonlinear) return nonlin_alg_sum(s, a, b);
   if (a.kind == kExpression) return accumulate(a.expression(), s, b) == 0 ? newRef(a.o) : nullptr;
   double c;
   if (a.kind != kConstant && constantValue(b, &c)) {

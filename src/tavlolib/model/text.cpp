@@ -1,5 +1,7 @@
 #include "model/text.h"
 
+#include "model/nonlinear.h"
+#include "model/print_tools.h"
 #include "module/errors.h"
 #include "pyutil/ref.h"
 
@@ -78,6 +80,63 @@ PyObject* expressionText(PyObject* self) {
   return whole ? pieces.join() : nullptr;
 }
 
+Ref treeText(PyObject* o, int budget);
+
+Ref unaryText(const PrintTool& tool, PyObject* operand, int budget) {
+  if (PyList_Check(operand) || PyTuple_Check(operand)) {
+    modelError("Invalid unary nonlinear expression");
+    return {};
+  }
+  Ref text = treeText(operand, budget);
+  if (!text) return {};
+  return Ref::steal(tool.position < 0 ? PyUnicode_FromFormat("%s (%U)", tool.symbol, text.get())
+                                      : PyUnicode_FromFormat("(%U) %s", text.get(), tool.symbol));
+}
+
+Ref binaryText(const PrintTool& tool, PyObject* args, int budget) {
+  if (!PyTuple_Check(args) || PyTuple_GET_SIZE(args) != 2) {
+    modelError("Invalid binary nonlinear expression");
+    return {};
+  }
+  Ref a = treeText(PyTuple_GET_ITEM(args, 0), budget);
+  Ref b = a ? treeText(PyTuple_GET_ITEM(args, 1), budget) : Ref();
+  if (!b) return {};
+  if (tool.position < 0) return Ref::steal(PyUnicode_FromFormat("%s (%U, %U)", tool.symbol, a.get(), b.get()));
+  if (tool.position == 0) return Ref::steal(PyUnicode_FromFormat("(%U %s %U)", a.get(), tool.symbol, b.get()));
+  return Ref::steal(PyUnicode_FromFormat("(%U, %U) %s", a.get(), b.get(), tool.symbol));
+}
+
+Ref naryText(const PrintTool& tool, PyObject* args, int budget) {
+  Pieces pieces;
+  const auto fixed = [](const char* format, const char* symbol) {
+    return Ref::steal(PyUnicode_FromFormat(format, symbol));
+  };
+  if (!pieces.add(tool.position < 0 ? fixed("%s (", tool.symbol) : fixed("(", ""))) return {};
+  Ref between = tool.position == 0 ? fixed(" %s ", tool.symbol) : fixed(", ", "");
+  for (Py_ssize_t i = 0; Ref item = operandAt(args, i); ++i)
+    if ((i > 0 && !pieces.add(Ref::borrow(between.get()))) || !pieces.add(treeText(item.get(), budget))) return {};
+  return pieces.add(tool.position > 0 ? fixed(") %s", tool.symbol) : fixed(")", "")) ? Ref::steal(pieces.join())
+                                                                                     : Ref();
+}
+
+// Numbers are never cut by the budget.
+Ref treeText(PyObject* o, int budget) {
+  Operand a;
+  if (!classify(o, &a)) return {};
+  if (a.kind == kConstant) return Ref::steal(PyObject_Str(o));
+  if (budget < 0) return Ref::steal(PyUnicode_FromString("[MAX RECURS LEV]"));
+  if (a.isModelling() && a.kind != kNonlinear) return Ref::steal(modelling_str(o));
+  if (a.kind != kNonlinear && PyCallable_Check(o)) return Ref::steal(PyUnicode_FromString("user"));
+  const int32_t code = a.kind == kNonlinear ? asNode(o)->code : -1;
+  if (code < 0 || code > kNodeUserDerivatives) {
+    modelError("Invalid object in nonlinear expression");
+    return {};
+  }
+  const PrintTool& tool = printToolArray[code];
+  Ref args = Ref::borrow(asNode(o)->args);
+  return (tool.arity == 1 ? unaryText : tool.arity == 2 ? binaryText : naryText)(tool, args.get(), budget - 1);
+}
+
 }  // namespace
 
 PyObject* modelling_str(PyObject* self) {
@@ -99,6 +158,7 @@ PyObject* modelling_str(PyObject* self) {
     PyObject* name = reinterpret_cast<sos_s*>(self)->name;
     return name ? textOf(Ref::borrow(name)).release() : PyUnicode_FromString("?");
   }
+  if (nonlinear_Check(self) && asNode(self)->args) return treeText(self, kDepthBudget).release();
   return PyUnicode_FromString("?");  // a node that was never filled
 }
 

@@ -2,8 +2,10 @@
 
 #include "model/objects.h"
 #include "module/errors.h"
+#include "module/modelling_docs.h"
 #include "module/start.h"
 #include "problem/problem.h"
+#include "problem/solution.h"
 #include "pyutil/locks.h"
 #include "pyutil/ref.h"
 
@@ -101,27 +103,6 @@ PyObject* tavlomod_getcontrols(PyObject*, PyObject*) {
 }
 
 }  // namespace
-
-PyDoc_STRVAR(kSumDoc, R"(Sum($module, /, *args)
---
-
-Purpose:
-  Sum of any number of objects.
-
-Synopsis:
-  s = tavlo.Sum(v1, v2, ...)
-
-Argument:
-  v1, v2, ...   Numbers, variables, terms, expressions, or lists, tuples, dictionaries, iterators, generators and
-                NumPy arrays of these, nested at will. Of a dictionary the values are added.
-
-Example:
-  x = [tavlo.var() for i in range(10)]
-  total = tavlo.Sum(i * x[i] for i in range(10))
-
-Related topics:
-  tavlo.expression
-)");
 
 PyDoc_STRVAR(kGetlasterrorDoc, R"(getlasterror($module, /)
 --
@@ -325,6 +306,13 @@ Related topics:
 
 PyMethodDef kModuleMethods[] = {
     {"Sum", tavlomod_Sum, METH_VARARGS, kSumDoc},
+    {"Prod", tavlomod_Prod, METH_VARARGS, kProdDoc},
+#define TAVLO_FUNCTION(name, code, words) {#name, tavlomod_function<code>, METH_O, TAVLO_FUNCTION_DOC(#name, words)},
+    TAVLO_ELEMENTARY_FUNCTIONS(TAVLO_FUNCTION)
+#undef TAVLO_FUNCTION
+        {"max", tavlomod_max, METH_VARARGS, TAVLO_EXTREMUM_DOC("max", "Maximum")},
+    {"min", tavlomod_min, METH_VARARGS, TAVLO_EXTREMUM_DOC("min", "Minimum")},
+    {"user", TAVLO_KEYWORDS(tavlomod_user), METH_VARARGS | METH_KEYWORDS, kUserDoc},
     {"getlasterror", tavlomod_getlasterror, METH_NOARGS, kGetlasterrorDoc},
     {"getversion", tavlomod_getversion, METH_NOARGS, kGetversionDoc},
     {"setdefaultcontrol", TAVLO_KEYWORDS(tavlomod_setdefaultcontrol), METH_VARARGS | METH_KEYWORDS,
@@ -333,6 +321,10 @@ PyMethodDef kModuleMethods[] = {
     {"getbanner", TAVLO_KEYWORDS(tavlomod_getbanner), METH_VARARGS | METH_KEYWORDS, kGetbannerDoc},
     {"_init", tavlomod_init, METH_O, kInitDoc},
     {"free", tavlomod_free, METH_NOARGS, kFreeDoc},
+    {"evaluate", TAVLO_KEYWORDS(tavlomod_evaluate), METH_VARARGS | METH_KEYWORDS, kEvaluateDoc},
+    {"pwl", tavlomod_pwl, METH_O, kPwlDoc},
+    {"And", tavlomod_And, METH_VARARGS, TAVLO_LOGICAL_DOC("And", "and", "&")},
+    {"Or", tavlomod_Or, METH_VARARGS, TAVLO_LOGICAL_DOC("Or", "or", "|")},
     {"getOutputEnabled", tavlomod_getOutputEnabled, METH_NOARGS, kGetOutputEnabledDoc},
     {"setOutputEnabled", tavlomod_setOutputEnabled, METH_O, kSetOutputEnabledDoc},
     {"_getcontrols", tavlomod_getcontrols, METH_NOARGS, kGetcontrolsDoc},

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "problem/column_table.h"
-#include "pyutil/array.h"
+#include "problem/solution.h"
 #include "pyutil/ref.h"
 
 namespace tavlo {
@@ -31,12 +31,6 @@ const Vector kDual{true, [](TVLOprob prob, double* to) { return TVLOgetlpsol(pro
                    nullptr, "Could not get dual solution", "Cannot retrieve dual variables in a MIP"};
 const Vector kRCost{false, [](TVLOprob prob, double* to) { return TVLOgetlpsol(prob, nullptr, nullptr, nullptr, to); },
                     nullptr, "Could not retrieve reduced costs", "Cannot retrieve reduced cost in a MIP"};
-
-struct Values {
-  Array<double> at;
-  int n = 0;
-  bool rows = false;
-};
 
 int fetch(problem_s* p, const Vector& vector, Values* out) {
   bool mixed = false;
@@ -137,21 +131,6 @@ PyObject* problem_getDual(PyObject* self, PyObject* args) { return problem_getRe
 PyObject* problem_getRCost(PyObject* self, PyObject* args) { return problem_getResult(self, args, kRCost); }
 
 // ---- the solution in the shape of the arguments ----
-struct Solution {
-  problem_s* p;
-  Values values;
-};
-
-bool valueOfVariable(void* context, var_s* v, double* out) {
-  auto* s = static_cast<Solution*>(context);
-  if (checkProblemIsInitialized(s->p) != 0) return false;
-  const int64_t column = columnOf(s->p, v);
-  if (column < 0 || column >= s->values.n)
-    return modelError("Object does not belong to problem or cannot be identified within expression") != nullptr;
-  *out = s->values.at[static_cast<size_t>(column)];
-  return true;
-}
-
 // Names and numbers stand for columns.
 int valueOfIndex(void* context, PyObject* obj, double* out) {
   auto* s = static_cast<Solution*>(context);
@@ -182,7 +161,7 @@ PyObject* problem_getSolution(PyObject* self, PyObject* args, PyObject* kwargs) 
     return nullptr;
   const int flat = flatten ? PyObject_IsTrue(flatten) : 0;
   Solution solution{p, {}};
-  if (flat < 0 || checkProblemIsInitialized(p) != 0 || fetch(p, kSolution, &solution.values) != 0) return nullptr;
+  if (flat < 0 || checkProblemIsInitialized(p) != 0 || fetchSolution(p, &solution.values) != 0) return nullptr;
   const Py_ssize_t n = PyTuple_GET_SIZE(args);
   if (n == 0 || flat) return problem_getVector(p, solution.values, args);
   const ValueSource source{valueOfVariable, &solution, valueOfIndex};
@@ -244,6 +223,18 @@ constexpr char kGetRCostDoc[] = TAVLO_RESULT_DOC(
 #undef TAVLO_RESULT_DOC
 
 }  // namespace
+
+int fetchSolution(problem_s* p, Values* out) { return fetch(p, kSolution, out); }
+
+bool valueOfVariable(void* context, var_s* v, double* out) {
+  auto* s = static_cast<Solution*>(context);
+  if (checkProblemIsInitialized(s->p) != 0) return false;
+  const int64_t column = columnOf(s->p, v);
+  if (column < 0 || column >= s->values.n)
+    return modelError("Object does not belong to problem or cannot be identified within expression") != nullptr;
+  *out = s->values.at[static_cast<size_t>(column)];
+  return true;
+}
 
 const PyMethodDef* resultMethods() {
   static const PyMethodDef methods[] = {

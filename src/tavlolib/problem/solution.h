@@ -1,0 +1,26 @@
+// Values of a problem's rows or columns, and the evaluation of objects at them.
+#pragma once
+
+#include "problem/problem.h"
+#include "pyutil/array.h"
+
+namespace tavlo {
+
+struct Values {
+  Array<double> at;
+  int n = 0;
+  bool rows = false;
+};
+
+struct Solution {
+  problem_s* p;
+  Values values;  // by column
+};
+
+int fetchSolution(problem_s* p, Values* out);  // of the last solve; 0, or -1 with an exception
+// For a ValueSource; the context is a Solution.
+bool valueOfVariable(void* context, var_s* v, double* out);
+
+PyObject* tavlomod_evaluate(PyObject* module, PyObject* args, PyObject* kwargs);
+
+}  // namespace tavlo
