@@ -123,7 +123,6 @@ Argument:
   problem       Problem whose columns the values are of. Without solution: its last solution is taken.
   solution      Dictionary from variables to values, or list or one-dimensional array of the values of all columns.
 
-Further information:
   Beyond its last breakpoint a piecewise linear function continues along its last segment, before the first along its
   first. The logical operators use the module-level value of the control miptol as their tolerance, else 5e-6. Trees of
   more than 64 levels raise RuntimeError.
@@ -148,7 +147,6 @@ Argument:
   pieces   Dictionary from intervals, which may touch but not overlap, to the functions there: numbers, or linear
            expressions in one variable, the same in all pieces. The key None gives the variable where all are numbers.
 
-Further information:
   Where two pieces meet with different values, the function jumps; between intervals that do not touch it is linear.
   Outside of all intervals it continues along the first and the last piece.
 

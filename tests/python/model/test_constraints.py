@@ -56,8 +56,8 @@ def test_refused_comparisons(x, y):
     for compare in (lambda: x <= None, lambda: None == x, lambda: (x + y) == "text"):  # noqa: E711
         with pytest.raises((tv.ModelError, TypeError)):
             compare()
-    with pytest.raises(tv.ModelError, match="Nonlinear expressions are not supported yet"):
-        x**3 <= 1  # noqa: B015
+    with pytest.raises(tv.ModelError, match=STRICT):
+        x**3 < 1  # noqa: B015
 
 
 def test_a_constraint_has_no_truth_value(x):

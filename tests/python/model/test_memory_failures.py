@@ -2,6 +2,7 @@
 
 import sys
 
+import numpy as np
 import pytest
 
 import tavlo as tv
@@ -19,6 +20,18 @@ OPERATIONS = {
     "lists": lambda v, e: (e.extractLinear(), e.extractQuadratic()),
     "comparison": lambda v, e: (e <= 3.5).copy(),
     "constraint": lambda v, e: tv.constraint(body=e, lb=-2.5, ub=12, name="n"),
+    "node": lambda v, e: tv.sin(v[0]) + e - tv.exp(v[1]) * 2 + v[2] / v[3] + v[0] + 3.5,
+    "logic": lambda v, e: (v[0] & v[1] & tv.max(v[2], v[3])) | tv.And(v[:5]) | tv.Or(v[:3]),
+    "nodes": lambda v, e: tv.Sum(tv.sin(w) + w for w in v[:20]) - tv.Prod(v[:9]),
+    "functions": lambda v, e: tv.log(np.array(v[:3] + [e])),
+    "extrema": lambda v, e: tv.max(np.array(v[:3])) + tv.min(v[:3]) + tv.user(max, *v[:4], derivatives=True),
+    "pieces": lambda v, e: str(tv.pwl({(i, i + 1): i * v[0] + i * i for i in range(9)})),
+    "node text": lambda v, e: str(tv.sin(e) * 3 + tv.max(v[0], tv.user(max, e) / v[1]) ** 2),
+    "node parts": lambda v, e: ((tv.sin(v[0]) + e) * 2 - v[1]).extractQuadratic()[0].append(e.extractLinear()),
+    "node comparison": lambda v, e: (tv.sin(e) + 3.5 + v[0] <= tv.cos(v[0])).copy(),
+    "evaluation": lambda v, e: tv.evaluate(
+        {"a": [tv.user(max, *v[:3]) + e, (v[0] / 3, np.array(v[:2]))]}, solution=dict.fromkeys(v, 0.5)
+    ),
     "set": lambda v, e: tv.sos(v, list(range(len(v))), 1, "n").copy(),
 }
 

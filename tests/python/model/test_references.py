@@ -24,7 +24,7 @@ def test_operations_keep_no_references(x, y, reference_growth):
         c.copy().body, c.name
         tv.Sum([kept, x, y * y, kept])
         tv.Sum(v for v in (x, y, x * x))
-        for failing in (lambda: e * e, lambda: e / 0, lambda: x**3, lambda: x + None, lambda: e < x, lambda: bool(c)):
+        for failing in (lambda: e / 0, lambda: x + None, lambda: e < x, lambda: x**3 < 1, lambda: bool(c)):
             with pytest.raises(tv.ModelError):
                 failing()
 
