@@ -143,4 +143,9 @@ PyObject* evaluateStructure(PyObject* o, const ValueSource& source, int budget) 
   return evaluateScalar(o, source, budget, &value) == 0 ? PyFloat_FromDouble(value) : nullptr;
 }
 
+PyObject* evaluateArguments(PyObject* args, const ValueSource& source) {
+  if (PyTuple_GET_SIZE(args) == 1) return evaluateStructure(PyTuple_GET_ITEM(args, 0), source, kDepthBudget);
+  return evaluateTuple(args, source, kDepthBudget + 1);
+}
+
 }  // namespace tavlo

@@ -131,6 +131,7 @@ int evaluateScalar(PyObject* o, const ValueSource& source, int budget, double* o
 // A new structure of the same shape as o (tuples, lists, dicts, arrays) with floats for its leaves.
 PyObject* evaluateStructure(PyObject* o, const ValueSource& source, int budget);
 inline constexpr int kDepthBudget = 64;
+PyObject* evaluateArguments(PyObject* args, const ValueSource& source);  // one gives its structure, several a tuple
 
 // ---- module functions of this folder ----
 PyObject* tavlomod_Sum(PyObject* module, PyObject* args);

@@ -27,12 +27,6 @@ bool valueInDictionary(void* context, var_s* v, double* out) {
   return *out != -1.0 || !PyErr_Occurred();
 }
 
-// One object gives its own structure, several a tuple of them.
-PyObject* evaluateAll(PyObject* args, const ValueSource& source) {
-  if (PyTuple_GET_SIZE(args) == 1) return evaluateStructure(PyTuple_GET_ITEM(args, 0), source, kDepthBudget);
-  return evaluateStructure(args, source, kDepthBudget + 1);
-}
-
 int takeValues(problem_s* p, PyObject* values, Values* out) {
   bool present = false;
   if (columnCount(p, &out->n) != 0) return -1;
@@ -48,7 +42,7 @@ PyObject* evaluateAtColumns(PyObject* args, problem_s* p, PyObject* values) {
   Solution at{p, {}};
   if (checkProblemIsInitialized(p) != 0 || (values ? takeValues(p, values, &at.values) : fetchSolution(p, &at.values)))
     return nullptr;
-  return evaluateAll(args, {valueOfVariable, &at});
+  return evaluateArguments(args, {valueOfVariable, &at});
 }
 
 PyObject* evaluateWith(PyObject* args, PyObject* problem, PyObject* solution) {
@@ -59,7 +53,7 @@ PyObject* evaluateWith(PyObject* args, PyObject* problem, PyObject* solution) {
   if (PyTuple_GET_SIZE(args) == 0) return interfaceError("tavlo.evaluate() requires one or more objects to evaluate");
   if (problem && !PyObject_TypeCheck(problem, &tavlo_problemType))
     return interfaceError("Argument \"problem\" must be an tavlo.problem object");
-  if (solution && PyDict_Check(solution)) return evaluateAll(args, {valueInDictionary, solution});
+  if (solution && PyDict_Check(solution)) return evaluateArguments(args, {valueInDictionary, solution});
   if (solution && !isValueList(solution))
     return interfaceError(
         "Argument \"solution\" must be a dictionary, a list, or a one-dimensional NumPy array.\nSee the "

@@ -165,7 +165,7 @@ PyObject* problem_getSolution(PyObject* self, PyObject* args, PyObject* kwargs) 
   const Py_ssize_t n = PyTuple_GET_SIZE(args);
   if (n == 0 || flat) return problem_getVector(p, solution.values, args);
   const ValueSource source{valueOfVariable, &solution, valueOfIndex};
-  return evaluateStructure(n == 1 ? PyTuple_GET_ITEM(args, 0) : args, source, kDepthBudget);
+  return evaluateArguments(args, source);
 }
 
 PyDoc_STRVAR(kGetSolutionDoc, R"(getSolution($self, /, *args, flatten=False)
