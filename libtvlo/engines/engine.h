@@ -11,6 +11,7 @@
 #include "core/controls.h"
 #include "core/model.h"
 #include "core/solution.h"
+#include "engines/nlp.h"
 #include "tvlo/tvlo.h"
 
 namespace tvlo {
@@ -46,9 +47,10 @@ struct EngineTable {
   int abi;           // kEngineAbi
   const char* name;  // "highs"
   const char* version;
-  EngineSession* (*open)();
+  EngineSession* (*open)();  // null: the engine solves no linear problems
+  NlpSession* (*openNlp)();  // null: it solves no nonlinear programs
 };
-inline constexpr int kEngineAbi = 1;
+inline constexpr int kEngineAbi = 2;
 
 }  // namespace tvlo
 

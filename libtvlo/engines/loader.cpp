@@ -68,7 +68,18 @@ const EngineTable& engineTable(const std::string& name) {
 }
 
 std::unique_ptr<EngineSession> openEngine(const std::string& name) {
-  return std::unique_ptr<EngineSession>(engineTable(name).open());
+  const EngineTable& table = engineTable(name);
+  if (table.open == nullptr)
+    throw Error(TVLO_ERR_ENGINE, format("The engine %s solves no linear problems", table.name));
+  return std::unique_ptr<EngineSession>(table.open());
+}
+
+std::unique_ptr<NlpSession> openNlpEngine(const std::string& name) {
+  const EngineTable& table = engineTable(name);
+  if (table.openNlp == nullptr) {
+    throw Error(TVLO_ERR_ENGINE, format("The engine %s solves no nonlinear programs", table.name));
+  }
+  return std::unique_ptr<NlpSession>(table.openNlp());
 }
 
 void setEngineFolder(const std::string& folder) {

@@ -12,6 +12,7 @@ namespace tvlo {
 // Throws Error when the engine is missing, can't be loaded or is of another build.
 const EngineTable& engineTable(const std::string& name);
 std::unique_ptr<EngineSession> openEngine(const std::string& name);
+std::unique_ptr<NlpSession> openNlpEngine(const std::string& name);
 
 // Where engines are looked for instead, for programs that have libtvlo in themselves. Before the first use.
 void setEngineFolder(const std::string& folder);

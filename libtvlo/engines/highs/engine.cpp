@@ -7,6 +7,6 @@
 const tvlo::EngineTable* tvlo_engine() {
   static constexpr tvlo::EngineTable table = {
       tvlo::kEngineAbi, "highs", TVLO_VERSION_TEXT(HIGHS_VERSION_MAJOR, HIGHS_VERSION_MINOR, HIGHS_VERSION_PATCH),
-      []() -> tvlo::EngineSession* { return new tvlo::highs::Session; }};
+      []() -> tvlo::EngineSession* { return new tvlo::highs::Session; }, nullptr};
   return &table;
 }

@@ -21,6 +21,11 @@ TEST(Loader, SaysWhichEngineIsMissing) {
   }
 }
 
+TEST(Loader, SaysThatAnEngineSolvesNoNonlinearPrograms) {
+  EXPECT_EQ(engineTable("highs").openNlp, nullptr);
+  EXPECT_THROW(openNlpEngine("highs"), Error);
+}
+
 TEST(Loader, OpensAnEngineOnceFromAnyThread) {
   std::vector<const EngineTable*> tables(8);
   std::vector<std::thread> threads;
