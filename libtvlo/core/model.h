@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "core/changes.h"
+#include "core/formulas.h"
 #include "core/names.h"
 #include "core/quadratic.h"
 #include "core/validate.h"
@@ -85,6 +86,10 @@ class Model {
   void setQuadraticObjective(int64_t n, const int* c1, const int* c2, const double* coefs);
   void addRowQuadratic(int row, int64_t n, const int* c1, const int* c2, const double* coefs);
   void deleteRowQuadratic(int row);  // -1: all
+  // Formulas check their own input; rows and columns are those of this model, which keeps them in step. A column that
+  // a formula uses can't be deleted.
+  Formulas& formulas() { return formulas_; }
+  const Formulas& formulas() const { return formulas_; }
   void setName(std::string_view name) { name_ = name; }
   void setObjectiveName(std::string_view name) { objName_ = name; }
   Names& columnNames() { return colNames_; }
@@ -140,6 +145,7 @@ class Model {
   mutable bool columnsValid_ = false;
   QuadraticForm qobj_;
   std::vector<RowQuadratic> qrows_;
+  Formulas formulas_;
   Names colNames_{'C'}, rowNames_{'R'};
   int entities_ = 0;
   Changes changes_;

@@ -118,6 +118,9 @@ void Model::deleteColumns(int n, const int* columns) {
   const std::vector<int> sorted = sortedDistinct(n, columns, this->columns(), "column");
   if (sorted.empty()) return;
   const std::vector<int> newIndex = renumbering(sorted, this->columns());
+  if (int used = 0; formulas_.uses(newIndex, used)) {
+    badArgument("Column %d is in a formula and can't be deleted before that", used);
+  }
   colNames_.erase(sorted);
   const bool quadratic = !qobj_.empty() || !qrows_.empty();
   record([&](Changes& changes) { changes.columnsDeleted(sorted); });
@@ -142,6 +145,7 @@ void Model::deleteColumns(int n, const int* columns) {
   erasePositions(ub_, sorted);
   erasePositions(limit_, sorted);
   erasePositions(colType_, sorted);
+  formulas_.columnsDeleted(newIndex);
   if (quadratic) {
     qobj_.eraseColumns(newIndex);
     for (RowQuadratic& q : qrows_) q.form.eraseColumns(newIndex);

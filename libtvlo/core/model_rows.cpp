@@ -135,6 +135,7 @@ void Model::addRows(const RowBatch& batch) {
 void Model::deleteRows(int n, const int* rows) {
   const std::vector<int> sorted = sortedDistinct(n, rows, this->rows(), "row");
   if (sorted.empty()) return;
+  const std::vector<int> newIndex = renumbering(sorted, this->rows());
   rowNames_.erase(sorted);
   record([&](Changes& changes) { changes.rowsDeleted(sorted); });
 
@@ -162,12 +163,8 @@ void Model::deleteRows(int n, const int* rows) {
   erasePositions(rhs_, sorted);
   erasePositions(range_, sorted);
 
-  std::erase_if(qrows_, [&](RowQuadratic& q) {
-    const auto below = std::lower_bound(sorted.begin(), sorted.end(), q.row);
-    if (below != sorted.end() && *below == q.row) return true;
-    q.row -= static_cast<int>(below - sorted.begin());
-    return false;
-  });
+  std::erase_if(qrows_, [&](RowQuadratic& q) { return (q.row = newIndex[q.row]) < 0; });
+  formulas_.rowsDeleted(newIndex);
 }
 
 void Model::setRowTypes(int n, const int* rows, const char* types) {

@@ -7,6 +7,9 @@
 namespace tvlo {
 
 void requireWritable(const Model& model) {
+  if (!model.formulas().empty()) {
+    throw Error(TVLO_ERR_UNSUPPORTED, "Writing formulas is not supported yet");
+  }
   if (!model.quadraticObjective().empty() || !model.quadraticRows().empty()) {
     throw Error(TVLO_ERR_UNSUPPORTED, "Writing quadratic content is not supported yet");
   }

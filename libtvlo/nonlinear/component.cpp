@@ -87,9 +87,11 @@ int Component::intAttribute(int id) const {
     case slpattribute::nlcols:
       return problem().model.columns();
     case slpattribute::constcol:
-      return -1;
+      return kConstantColumn;
     case slpattribute::nlcoefs:
+      return static_cast<int>(problem().model.formulas().pairs().size());
     case slpattribute::nlconstraints:
+      return static_cast<int>(problem().model.formulas().rowCount());
     case slpattribute::nlpstatus:
     case slpattribute::nlpstatusbits:
       return 0;

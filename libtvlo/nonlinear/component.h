@@ -1,5 +1,5 @@
 // The nonlinear component's problem: what a TSLPprob points to. It stands over an optimizer problem, whose model it
-// shares, and holds control values, a message handler and a last error of its own. It holds no formulas yet.
+// shares, formulas included, and holds control values, a message handler and a last error of its own.
 // Its optimizer problem should outlive it; one that does not is found out and reported.
 #pragma once
 

@@ -3,22 +3,11 @@
 #include "capi/attributes.h"
 #include "capi/files.h"
 #include "capi/lists.h"
-#include "nonlinear/component.h"
+#include "nonlinear/guard.h"
 
 using namespace tvlo;
 
 namespace {
-
-bool isAlive(TSLPprob slp) {
-  return slp != nullptr && slp->alive.load(std::memory_order_relaxed) == tslp_prob_s::kAlive;
-}
-
-template <class F>
-int guardSlp(TSLPprob slp, F&& body) noexcept {
-  if (!isAlive(slp)) return reportBadHandle(slp);
-  slp->lastError.clear();
-  return slp->lastErrorCode = describing(slp->lastError, std::forward<F>(body));
-}
 
 // "g" asks for the component itself; the rest is the file writer's.
 std::string withoutG(const char* flags) {
@@ -57,12 +46,21 @@ int TSLPdestroyprob(TSLPprob slp) {
   });
 }
 
-// What the component has of a model stands in the optimizer problem; TVLOcopyprob copies that.
 int TSLPcopyprob(TSLPprob dest, TSLPprob src, const char* name) {
   if (!isAlive(src)) return reportBadHandle(src);
   return guardSlp(dest, [&] {
-    src->problem();
+    const Model& source = src->problem().model;
     tvlo_prob_s& problem = dest->problem();
+    requireIdle(problem);
+    Model& model = problem.model;
+    if (&model != &source) {
+      if (model.rows() != source.rows() || model.columns() != source.columns()) {
+        badArgument("Formulas of %d rows and %d columns can't be copied to a problem of %d and %d", source.rows(),
+                    source.columns(), model.rows(), model.columns());
+      }
+      Formulas copy = source.formulas();
+      model.formulas() = std::move(copy);
+    }
     if (name != nullptr && *name != '\0') problem.model.setName(name);
   });
 }

@@ -71,6 +71,9 @@ Flags parseFlags(const char* flags, const ControlValues& controls) {
 }
 
 std::vector<Attempt> routeOf(const Model& model, bool mip, Method method) {
+  if (!model.formulas().empty()) {
+    throw Error(TVLO_ERR_UNSUPPORTED, "The problem has formulas: only the nonlinear component can solve it");
+  }
   if (!model.quadraticObjective().empty() || !model.quadraticRows().empty()) {
     throw Error(TVLO_ERR_UNSUPPORTED, "Quadratic problems are not supported yet");
   }

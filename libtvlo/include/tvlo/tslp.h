@@ -25,7 +25,8 @@ TVLO_API int TSLPinit(void);  // counted, like TVLOinit; starts nothing of the o
 TVLO_API int TSLPfree(void);
 TVLO_API int TSLPcreateprob(TSLPprob* slp, TVLOprob* prob);  // over *prob, which must outlive it
 TVLO_API int TSLPdestroyprob(TSLPprob slp);
-// What the model has of formulas; TVLOcopyprob copies the rest. A null or empty name changes nothing.
+// The formulas; TVLOcopyprob copies the whole model, these among it. User functions of a copy can be called while the
+// problem that they were added to exists and keeps its model. A null or empty name changes nothing.
 TVLO_API int TSLPcopyprob(TSLPprob dest, TSLPprob src, const char* name);
 TVLO_API int TSLPcopycontrols(TSLPprob dest, TSLPprob src);                      // all but the objective sense
 TVLO_API int TSLPgetlasterror(TSLPprob slp, int* code, char* text);              // TVLO_ERRORTEXT_MAX bytes
@@ -49,10 +50,12 @@ TVLO_API int TSLPgetKTRcalist(const int** ids, const char* const** names, const 
 TVLO_API int TSLPcontrolcode(int id, const char* name, int* flags);
 
 // ---- formulas -----------------------------------------------------------------------------------
-// A coefficient stands for factor * column * formula in its row; the column of attribute 12013 stands for 1. A
+// A coefficient stands for factor * column * formula in its row; column -1, which is attribute 12013, stands for 1. A
 // formula is a run of tokens, a type and a value each, that ends with TSLP_TOKEN_END. Parsed formulas are in reverse
-// Polish order: an operator after its operands; the marker, a function's arguments, then the function. A row may have
-// several coefficients in a column: they add up.
+// Polish order: an operator after its operands; the marker, a function's arguments, then the function. An empty formula
+// is 1. A row may have several coefficients in a column: they add up. A column that a formula uses can't be deleted;
+// with a row its coefficients go. In unparsed formulas a minus sign without a left operand is that of the unary
+// operator.
 enum {
   TSLP_TOKEN_END = 0,
   TSLP_TOKEN_CONSTANT = 1,   // value: the number
@@ -92,9 +95,9 @@ enum {
   TSLP_FUNCTION_ERF = 49,
   TSLP_FUNCTION_ERFC = 50
 };
-// `start` has the position of each coefficient's first token. addcoefs adds, loadcoefs replaces all that there are.
-// Both change nothing when they fail. chgcoef replaces what a row has in a column (factor null: 1; type null: removes
-// it).
+// `start` has the position of each coefficient's first token; null: one formula follows the other. addcoefs adds,
+// loadcoefs replaces all that there are. Both change nothing when they fail. chgcoef replaces what a row has in a
+// column (factor null: 1; type null: removes it).
 TVLO_API int TSLPaddcoefs(TSLPprob slp, int ncoefs, const int* rowind, const int* colind, const double* factor,
                           const int* start, int parsed, const int* type, const double* value);
 TVLO_API int TSLPloadcoefs(TSLPprob slp, int ncoefs, const int* rowind, const int* colind, const double* factor,
