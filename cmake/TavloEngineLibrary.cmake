@@ -1,38 +1,64 @@
-# tavlo_engine_library(<target> SOURCE <shared library> NAME <name> HEADER <header> INTERFACE <header>
-#                      FUNCTIONS <name>... [IMPORTS <symbol>=<symbol>...])
+# tavlo_engine_library(<target> SOURCE <shared library> NAME <name>
+#                      [HEADER <header> INTERFACE <header> FUNCTIONS <name>...]
+#                      [IMPORTS <symbol>=<symbol>...] [WITH <target>...] [WITHOUT <soname>...])
 #
 # Makes a private copy of an engine's shared library, lib<name>.so in the package's lib folder: stripped, with an
 # SONAME and a search path of its own, and with every symbol that it exports renamed to tvlo_<symbol>. Whatever
 # other copy of that engine a process holds, however it was loaded, can then not be taken for ours, nor ours for it.
 # HEADER is generated: it gives each of FUNCTIONS its new name and includes INTERFACE, which declares them.
 # IMPORTS are symbols that the library takes from elsewhere, and under which name it is to take each instead.
+# WITH are private copies that it is to use in place of the libraries that they were made from, WITHOUT are libraries
+# that it is no longer to ask for, because IMPORTS gives it another source of what it took from them.
 # <target> is an imported library to link with.
 
 set(_TAVLO_ENGINE_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/make_private_library.cmake)
 
 function(tavlo_engine_library target)
-  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "SOURCE;NAME;HEADER;INTERFACE" "FUNCTIONS;IMPORTS")
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "SOURCE;NAME;HEADER;INTERFACE" "FUNCTIONS;IMPORTS;WITH;WITHOUT")
   set(copy ${TAVLO_PACKAGE_DIR}/lib/lib${ARG_NAME}.so)
 
-  set(defines "")
-  foreach(function IN LISTS ARG_FUNCTIONS)
-    string(APPEND defines "#define ${function} tvlo_${function}\n")
-  endforeach()
-  string(CONCAT text "// Generated: the interface of lib${ARG_NAME}.so.\n#pragma once\n${defines}"
-                     "#include \"${ARG_INTERFACE}\"\n")
-  file(CONFIGURE OUTPUT ${ARG_HEADER} CONTENT "${text}")
+  if(ARG_HEADER)
+    set(defines "")
+    foreach(function IN LISTS ARG_FUNCTIONS)
+      string(APPEND defines "#define ${function} tvlo_${function}\n")
+    endforeach()
+    string(CONCAT text "// Generated: the interface of lib${ARG_NAME}.so.\n#pragma once\n${defines}"
+                       "#include \"${ARG_INTERFACE}\"\n")
+    file(CONFIGURE OUTPUT ${ARG_HEADER} CONTENT "${text}")
+  endif()
 
+  set(with "")
+  set(copies "")
+  foreach(other IN LISTS ARG_WITH)
+    get_target_property(source ${other} TAVLO_SOURCE)
+    get_target_property(location ${other} IMPORTED_LOCATION)
+    get_filename_component(name ${location} NAME)
+    list(APPEND with ${source}=${name})
+    list(APPEND copies ${other}_copy)
+  endforeach()
   add_custom_command(
     OUTPUT ${copy}
     COMMAND ${CMAKE_COMMAND} -DSOURCE=${ARG_SOURCE} -DCOPY=${copy} -DPATCHELF=${TAVLO_PATCHELF} -DSTRIP=${CMAKE_STRIP}
-            -DNM=${CMAKE_NM} "-DIMPORTS=${ARG_IMPORTS}" -P ${_TAVLO_ENGINE_SCRIPT}
+            -DNM=${CMAKE_NM} "-DIMPORTS=${ARG_IMPORTS}" "-DWITH=${with}" "-DWITHOUT=${ARG_WITHOUT}" -P
+            ${_TAVLO_ENGINE_SCRIPT}
     DEPENDS ${ARG_SOURCE} ${_TAVLO_ENGINE_SCRIPT}
     COMMENT "Making lib${ARG_NAME}.so from ${ARG_SOURCE}"
     VERBATIM)
   add_custom_target(${target}_copy DEPENDS ${copy})
   add_library(${target} SHARED IMPORTED GLOBAL)
-  set_target_properties(${target} PROPERTIES IMPORTED_LOCATION ${copy} IMPORTED_SONAME lib${ARG_NAME}.so)
-  add_dependencies(${target} ${target}_copy)
+  set_target_properties(${target} PROPERTIES IMPORTED_LOCATION ${copy} IMPORTED_SONAME lib${ARG_NAME}.so
+                                             TAVLO_SOURCE ${ARG_SOURCE})
+  add_dependencies(${target} ${target}_copy ${copies})
+  install(PROGRAMS ${copy} DESTINATION tavlo/lib)
+endfunction()
+
+# tavlo_bundle_library(<target> <shared library>): a copy as it is, under its own name, for libraries whose name holds
+# a digest of their content. Another library of that name in a process is the same one.
+function(tavlo_bundle_library target source)
+  get_filename_component(name ${source} NAME)
+  set(copy ${TAVLO_PACKAGE_DIR}/lib/${name})
+  add_custom_command(OUTPUT ${copy} COMMAND ${CMAKE_COMMAND} -E copy ${source} ${copy} DEPENDS ${source} VERBATIM)
+  add_custom_target(${target} DEPENDS ${copy})
   install(PROGRAMS ${copy} DESTINATION tavlo/lib)
 endfunction()
 

@@ -12,12 +12,18 @@ namespace tvlo {
 
 class ParameterList {
  public:
-  ParameterList(const ControlTable& controls, const AttributeTable& attributes) {
-    for (const ControlRow& row : controls.rows()) add(row.id, row.name, row.type | TVLO_TYPE_CONTROL);
-    for (const AttributeRow& row : attributes.rows()) add(row.id, row.name, row.type);
+  // `wanted`: of which ids the list is made.
+  ParameterList(
+      const ControlTable& controls, const AttributeTable& attributes,
+      bool (*wanted)(int id) = [](int) { return true; }) {
+    for (const ControlRow& row : controls.rows()) {
+      if (wanted(row.id)) add(row.id, row.name, row.type | TVLO_TYPE_CONTROL);
+    }
+    for (const AttributeRow& row : attributes.rows()) {
+      if (wanted(row.id)) add(row.id, row.name, row.type);
+    }
     add(0, "", 0);
   }
-  ParameterList() { add(0, "", 0); }
 
   void give(const int** ids, const char* const** names, const int** types) const {
     if (ids != nullptr) *ids = ids_.data();

@@ -9,6 +9,9 @@ using namespace tvlo;
 
 namespace {
 
+// The second list of controls.
+bool ofLocalSolver(int id) { return id >= 13000; }
+
 // "g" asks for the component itself; the rest is the file writer's.
 std::string withoutG(const char* flags) {
   std::string rest = flags == nullptr ? "" : flags;
@@ -145,15 +148,15 @@ int TSLPgetstrattrib(TSLPprob slp, int id, char*, int, int*) {
 
 int TSLPgetcalist(const int** ids, const char* const** names, const int** types) {
   return guardGlobal([&] {
-    static const ParameterList list(componentControls(), componentAttributes());
+    static const ParameterList list(componentControls(), componentAttributes(),
+                                    [](int id) { return !ofLocalSolver(id); });
     list.give(ids, names, types);
   });
 }
 
-// No local solver has options yet.
 int TSLPgetKTRcalist(const int** ids, const char* const** names, const int** types) {
   return guardGlobal([&] {
-    static const ParameterList list;
+    static const ParameterList list(componentControls(), componentAttributes(), ofLocalSolver);
     list.give(ids, names, types);
   });
 }

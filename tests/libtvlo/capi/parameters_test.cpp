@@ -107,7 +107,7 @@ TEST_F(Component, EveryEntryOfItsListHasACodeAndAValue) {
   }
   EXPECT_EQ(n, 11);
   ASSERT_EQ(TSLPgetKTRcalist(nullptr, &names, nullptr), 0);
-  EXPECT_STREQ(names[0], "");
+  EXPECT_STREQ(names[0], "nlp_tol");
   int flags;
   EXPECT_EQ(TSLPcontrolcode(1, "nothing", &flags), TVLO_ERR_NAME);
 }

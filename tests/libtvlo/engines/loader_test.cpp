@@ -38,13 +38,20 @@ TEST(Loader, OpensAnEngineOnceFromAnyThread) {
 
 TEST(Loader, KeepsTheEnginesSymbolsToItself) {
   openEngine("highs");
+  openNlpEngine("ipopt");
   EXPECT_EQ(dlsym(RTLD_DEFAULT, "tvlo_engine"), nullptr);
-  EXPECT_EQ(dlsym(RTLD_DEFAULT, "Highs_run"), nullptr);
-  void* const copy = dlopen(TVLO_TEST_ENGINES "/libtvlo_highs.so", RTLD_LAZY | RTLD_LOCAL | RTLD_NOLOAD);
-  ASSERT_NE(copy, nullptr) << "the private copy is the one that is loaded";
-  EXPECT_EQ(dlsym(copy, "Highs_run"), nullptr);
-  EXPECT_NE(dlsym(copy, "tvlo_Highs_run"), nullptr);
-  dlclose(copy);
+  const struct {
+    const char *library, *symbol;
+  } copies[] = {{"highs", "Highs_run"}, {"ipopt", "IpoptSolve"}, {"mumps", "dmumps_c"}, {"blas", "dgemm_"}};
+  for (const auto& [library, symbol] : copies) {
+    EXPECT_EQ(dlsym(RTLD_DEFAULT, symbol), nullptr) << symbol;
+    const std::string path = std::string(TVLO_TEST_ENGINES "/libtvlo_") + library + ".so";
+    void* const copy = dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL | RTLD_NOLOAD);
+    ASSERT_NE(copy, nullptr) << path << ": the private copy is the one that is loaded";
+    EXPECT_EQ(dlsym(copy, symbol), nullptr) << symbol;
+    EXPECT_NE(dlsym(copy, (std::string("tvlo_") + symbol).c_str()), nullptr) << symbol;
+    dlclose(copy);
+  }
 }
 
 }  // namespace

@@ -57,7 +57,15 @@ def test_what_is_bundled_has_its_notice():
     notices = (ROOT / "THIRD_PARTY_NOTICES.md").read_text()
     bundled = {path.name for path in (Path(tv.tavlolib.__file__).parent / "lib").glob("*.so*")}
     assert any("highs" in name for name in bundled)
-    known = {"libtvlo": "", "highs": "HiGHS"}
+    known = {
+        "highs": "## HiGHS",
+        "ipopt": "## Ipopt",
+        "mumps": "## MUMPS",
+        "blas": "## OpenBLAS",
+        "gfortran": "## libgfortran",
+        "quadmath": "libquadmath",
+        "libtvlo.so": "",
+    }
     for name in bundled:
         notice = next((notice for part, notice in known.items() if part in name), None)
         assert notice is not None, f"{name} is bundled without a notice"
