@@ -7,14 +7,8 @@
 #include "pyutil/ref.h"
 
 namespace tavlo {
-namespace {
 
-// Library texts may quote file names that are not UTF-8.
-void raiseText(PyObject* cls, const char* text, const char* fallback) {
-  if (!*text) text = fallback;
-  Ref message = Ref::steal(PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(std::strlen(text)), "replace"));
-  if (message) PyErr_SetObject(cls, message.get());
-}
+namespace {
 
 void raiseProblemError(problem_s* p) {
   char text[TVLO_ERRORTEXT_MAX] = "";
@@ -28,6 +22,13 @@ void raiseProblemError(problem_s* p) {
 }
 
 }  // namespace
+
+void raiseText(PyObject* cls, const char* text, const char* fallback) {
+  // Library texts may quote file names that are not UTF-8.
+  if (!*text) text = fallback;
+  Ref message = Ref::steal(PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(std::strlen(text)), "replace"));
+  if (message) PyErr_SetObject(cls, message.get());
+}
 
 #define TAVLO_RAISE(function, exception)         \
   PyObject* function(const char* format, ...) {  \

@@ -13,6 +13,9 @@ PyObject* solverError(const char* format, ...);
 // ModelError with a text taken as it stands, for functions whose failure is -1.
 int fail(const char* text);
 
+// A text of the library as an exception; `fallback` when it is empty.
+void raiseText(PyObject* cls, const char* text, const char* fallback);
+
 // After the last step of every binding. With a null result and nothing pending, raises the library's last error: of
 // the global environment (owner null, InterfaceError), a problem or a branching object (SolverError).
 void setTvloErrIfNull(PyObject* owner, PyObject* result);

@@ -97,6 +97,7 @@ class RowCollector {
   int translate(constraint_s* c);
   int send(int first, Registration* registration);
   int sendQuadratic(int first);
+  int sendFormulas(int first);
   int recheck() const;
 
   problem_s* p_;

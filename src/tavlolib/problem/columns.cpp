@@ -97,6 +97,7 @@ int ColumnCollector::send(int first, Registration* registration) {
 int ColumnCollector::commit() {
   if (!objects_ || checkProblemIsInitialized(p_) != 0 || recheck() != 0) return -1;
   if (batch_.count == 0) return 0;
+  if (check_nl_unconstruct(p_) != 0) return -1;
   int first = 0;
   if (TVLOgetintattrib(p_->prob, kColumns, &first) != 0) return solverFailed(p_);
   Registration registration(p_->vars, p_->varmap);

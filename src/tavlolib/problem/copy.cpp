@@ -1,4 +1,5 @@
 // Copies of a problem.
+#include "callbacks/user_function.h"
 #include "problem/column_table.h"
 #include "pyutil/ref.h"
 
@@ -21,7 +22,13 @@ int fill(problem_s* to, const problem_s* from) {
   if (TVLOcopyprob(to->prob, from->prob, "") != 0 || TSLPcopyprob(to->slpprob, from->slpprob, "") != 0 ||
       TVLOcopycontrols(to->prob, from->prob) != 0 || TSLPcopycontrols(to->slpprob, from->slpprob) != 0)
     return solverFailed(to);
+  if (userfuncmap_copy(&to->userFuncs, from->userFuncs) != 0) return -1;
   to->outputEnabled = from->outputEnabled;
+  to->nlConstCol = from->nlConstCol;
+  to->nlRowCount = from->nlRowCount;
+  to->nlObjective = from->nlObjective;
+  to->objAuxCol = from->objAuxCol;
+  to->objAuxRow = from->objAuxRow;
   return copyRegistry(to, from);
 }
 
@@ -43,7 +50,8 @@ Synopsis:
   p2 = p1.copy()
 
 Further information:
-  The copy has an empty name. Both problems hold the same variable and constraint objects.
+  The copy has an empty name. Both problems hold the same variable and constraint objects, and call
+  the same user functions.
 
 Related topics:
   problem.reset, problem.write

@@ -14,10 +14,13 @@ struct Kind {
   PyTypeObject* type;
   PyObject* problem_s::* list;
   rowcolmap* problem_s::* map;
+  int32_t problem_s::* transfer;  // of a nonlinear objective; -1: none
   int (*remove)(TVLOprob, int, const int*);
 };
-const Kind kConstraints{kRow, CONV_ROW, &tavlo_constraintType, &problem_s::cons, &problem_s::conmap, TVLOdelrows};
-const Kind kVariables{kColumn, CONV_COL, &tavlo_varType, &problem_s::vars, &problem_s::varmap, TVLOdelcols};
+const Kind kConstraints{
+    kRow, CONV_ROW, &tavlo_constraintType, &problem_s::cons, &problem_s::conmap, &problem_s::objAuxRow, TVLOdelrows};
+const Kind kVariables{kColumn,    CONV_COL, &tavlo_varType, &problem_s::vars, &problem_s::varmap, &problem_s::objAuxCol,
+                      TVLOdelcols};
 
 constexpr char kNotWithIndex[] = "Parameters 'first' and 'last' cannot be specified if 'index' is also specified";
 constexpr char kBothNonnegative[] = "Parameters 'first' and 'last' must be both nonnegative when specified";
@@ -88,7 +91,8 @@ class Compaction {
   }
 
   // Runs no Python code; the old list, and with it what was deleted, goes with this object.
-  void apply(PyObject*& list, rowcolmap* map) {
+  void apply(PyObject*& list, rowcolmap* map, int32_t* transfer) {
+    if (*transfer >= 0) *transfer = new_index_[*transfer];
     for (Py_ssize_t i = 0; i < PyList_GET_SIZE(list); ++i)
       if (new_index_[i] >= 0) PyList_SET_ITEM(survivors_.get(), new_index_[i], newRef(PyList_GET_ITEM(list, i)));
     PyObject* old = list;
@@ -102,6 +106,29 @@ class Compaction {
   Ref survivors_;
 };
 
+// Deletes what `gone` names from the solver and the registry.
+int remove(problem_s* p, const Kind& kind, Indices* gone) {
+  Compaction compaction;
+  const uint64_t changes = p->changes;
+  if (check_nl_unconstruct(p) != 0 || compaction.prepare(p->*kind.list, gone) != 0) return -1;
+  if (changes != p->changes) return fail("The problem was changed while objects were being deleted from it");
+  if (kind.remove(p->prob, gone->n, gone->at.data()) != 0) return solverFailed(p);
+  ++p->changes;
+  if (kind.entity == kColumn) {
+    ++p->epoch;
+    p->columns->drop();
+  }
+  compaction.apply(p->*kind.list, p->*kind.map, &(p->*kind.transfer));
+  return 0;
+}
+
+// The transfer row and column of a nonlinear objective go with the objective only.
+int refuseTransfer(const problem_s* p, const Kind& kind, const Indices& gone) {
+  const int32_t* end = gone.at.data() + gone.n;
+  if (!p->nlObjective || std::find(gone.at.data(), end, p->*kind.transfer) == end) return 0;
+  return fail("The transfer row and column of a nonlinear objective are deleted when another objective is set");
+}
+
 PyObject* problem_delObjects(PyObject* self, PyObject* args, PyObject* kwargs, const Kind& kind) {
   auto* p = reinterpret_cast<problem_s*>(self);
   if (checkProblemIsInitialized(p) != 0) return nullptr;
@@ -111,19 +138,11 @@ PyObject* problem_delObjects(PyObject* self, PyObject* args, PyObject* kwargs, c
   if (!ko_ParseTupleAndKeywords(args, kwargs, "|Oii", kNames, nullptr, &index, &first, &last)) return nullptr;
   if (checkProblemIsInitialized(p) != 0) return nullptr;
   Indices gone;
-  Compaction compaction;
   if (indicesOf(p, kind, index, first, last, &gone) != 0) return nullptr;
   if (gone.n == 0) Py_RETURN_NONE;
-  const uint64_t changes = p->changes;
-  if (compaction.prepare(p->*kind.list, &gone) != 0) return nullptr;
-  if (changes != p->changes) return modelError("The problem was changed while objects were being deleted from it");
-  if (kind.remove(p->prob, gone.n, gone.at.data()) != 0) return solverFailed(p), nullptr;
-  ++p->changes;
-  if (kind.entity == kColumn) {
-    ++p->epoch;
-    p->columns->drop();
-  }
-  compaction.apply(p->*kind.list, p->*kind.map);
+  const bool formulas = hasNonlinearContent(p);
+  if (refuseTransfer(p, kind, gone) != 0 || remove(p, kind, &gone) != 0) return nullptr;
+  if (formulas && countNonlinearRows(p) != 0) return nullptr;
   Py_RETURN_NONE;
 }
 
@@ -155,6 +174,14 @@ constexpr char kDelConstraintDoc[] = TAVLO_DELETION_DOC("delConstraint", "constr
 #undef TAVLO_DELETION_DOC
 
 }  // namespace
+
+int removeEntity(problem_s* p, EntityKind kind, int index) {
+  Indices gone;
+  if (!gone.at.resize(1)) return -1;
+  gone.at[0] = index;
+  gone.n = 1;
+  return remove(p, kind == kRow ? kConstraints : kVariables, &gone);
+}
 
 const PyMethodDef* deletionMethods() {
   static const PyMethodDef methods[] = {

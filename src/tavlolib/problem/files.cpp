@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "callbacks/user_function.h"
 #include "model/packed_word.h"
 #include "problem/column_table.h"
 #include "pyutil/array.h"
@@ -49,6 +50,7 @@ class NameReader {
 struct Registry {
   Ref vars = Ref::steal(PyList_New(0)), cons = Ref::steal(PyList_New(0)), sets = Ref::steal(PyList_New(0));
   rowcolmap *varmap = rowcolmap_new(), *conmap = rowcolmap_new(), *sosmap = rowcolmap_new();
+  userfuncmap* userFuncs = nullptr;
 
   Registry() = default;
   Registry(const Registry&) = delete;
@@ -57,6 +59,7 @@ struct Registry {
     rowcolmap_free(&varmap);
     rowcolmap_free(&conmap);
     rowcolmap_free(&sosmap);
+    userfuncmap_free(&userFuncs);
   }
   bool isComplete() const { return vars && cons && sets && varmap && conmap && sosmap; }
 
@@ -70,11 +73,13 @@ struct Registry {
     std::swap(varmap, p->varmap);
     std::swap(conmap, p->conmap);
     std::swap(sosmap, p->sosmap);
+    std::swap(userFuncs, p->userFuncs);
     p->columns->drop();
     ++p->changes;
     ++p->epoch;
     p->nlConstCol = p->objAuxCol = p->objAuxRow = -1;
     p->nlRowCount = p->nlObjective = 0;
+    p->solvedNonlinear = false;
   }
 };
 
@@ -216,9 +221,11 @@ PyObject* problem_write(PyObject* self, PyObject* args, PyObject* kwargs) {
     return nullptr;
   Ref held = Ref::borrow(self);
   InUse writing(p, Use::file);
-  const bool formulas = p->nlRowCount > 0 || p->nlObjective != 0 || std::strchr(flags, 'g');
-  const int failed = formulas ? TSLPwriteprob(p->slpprob, filename, flags) : TVLOwriteprob(p->prob, filename, flags);
-  if (failed != 0) return solverFailed(p), nullptr;
+  const bool formulas = hasNonlinearContent(p) || std::strchr(flags, 'g');
+  if (formulas ? TSLPwriteprob(p->slpprob, filename, flags) != 0 : TVLOwriteprob(p->prob, filename, flags) != 0) {
+    formulas ? nonlinearFailed(p) : solverFailed(p);
+    return nullptr;
+  }
   Py_RETURN_NONE;
 }
 

@@ -3,6 +3,7 @@
 #include <new>
 #include <utility>
 
+#include "callbacks/user_function.h"
 #include "module/printers.h"
 #include "problem/column_table.h"
 #include "pyutil/array.h"
@@ -70,6 +71,15 @@ int checkProblemIsInitialized(problem_s* p) {
   return refuseUse(p);
 }
 
+int nonlinearFailed(problem_s* p) {
+  int code = 0;
+  char text[TVLO_ERRORTEXT_MAX] = "";
+  if (PyErr_Occurred()) return -1;
+  TSLPgetlasterror(p->slpprob, &code, text);
+  raiseText(tpy_solver_exc, text, "Unidentified error associated with the nonlinear problem");
+  return -1;
+}
+
 InUse::InUse(problem_s* p, Use use) : p_(p), before_(p->use), before_thread_(p->useThread) {
   p->use = use;
   p->useThread = PyThread_get_thread_ident();
@@ -111,7 +121,7 @@ int problem_createRegistry(problem_s* p) {
   Ref old_attributes = Ref::steal(replaced(p->attributes, attr_base(p)));
   p->nlConstCol = p->objAuxCol = p->objAuxRow = -1;
   p->nlRowCount = p->nlObjective = 0;
-  p->userFuncs = nullptr;
+  p->solvedNonlinear = false;
   return p->controls && p->attributes ? 0 : -1;
 }
 
@@ -126,6 +136,7 @@ void problem_freeresources(problem_s* p) {
   if (p->use != Use::idle) {
     p->releaseWhenIdle = true;
     TVLOinterrupt(p->prob, kStoppedByUser);
+    TSLPinterrupt(p->slpprob, kStoppedByUser);
     return;
   }
   destroyHandles(p);
@@ -139,6 +150,7 @@ void problem_freeresources(problem_s* p) {
   rowcolmap_free(&p->conmap);
   rowcolmap_free(&p->sosmap);
   delete std::exchange(p->columns, nullptr);
+  userfuncmap_free(&p->userFuncs);
 }
 
 void problem_dealloc(PyObject* self) {

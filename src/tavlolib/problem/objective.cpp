@@ -1,7 +1,7 @@
 // The objective: translated whole before the old one is touched.
 #include <algorithm>
 
-#include "problem/translate.h"
+#include "problem/transfer.h"
 #include "pyutil/ref.h"
 
 namespace tavlo {
@@ -37,8 +37,8 @@ int replaceQuadratic(problem_s* p, int columns, const Terms& terms) {
              : solverFailed(p);
 }
 
-// Every cost and, at column -1, minus the constant.
-int replaceLinear(problem_s* p, int columns, const Terms& terms) {
+// Every cost and, at column -1, minus the constant; `transfer` is the column that stands for the nonlinear part, or -1.
+int replaceLinear(problem_s* p, int columns, int transfer, const Terms& terms) {
   const auto n = static_cast<size_t>(columns);
   Array<int32_t> column;
   Array<double> cost;
@@ -46,20 +46,29 @@ int replaceLinear(problem_s* p, int columns, const Terms& terms) {
   for (int j = 0; j < columns; ++j) column[j] = j;
   std::fill_n(cost.data(), n, 0.0);
   for (int64_t k = 0; k < terms.nlin; ++k) cost[terms.colind[k]] += terms.coef[k];
+  if (transfer >= 0) cost[transfer] = 1;
   column[n] = -1;
   cost[n] = 0 - terms.constant;
   return TVLOchgobj(p->prob, columns + 1, column.data(), cost.data()) == 0 ? 0 : solverFailed(p);
 }
 
+// The new transfer column and row come before the old ones go, so that a failure finds the old objective's.
 int replaceObjective(problem_s* p, PyObject* objective, int sense) {
   Terms terms;
   int columns = 0;
+  const uint64_t epoch = p->epoch;
   if (convertExpr(p, objective, nullptr, &terms) != 0) return -1;
+  if (epoch != p->epoch) return fail("Variables were deleted from the problem while its objective was being set");
+  if (usesTransfer(p, terms))
+    return fail("The new objective uses the transfer column of the old one, which goes with it");
+  if (check_nl_unconstruct(p) != 0) return -1;
+  Transfer transfer(p);
+  if (terms.formulas.count > 0 && transfer.add(&terms.formulas) != 0) return -1;
   if (TVLOgetintattrib(p->prob, kColumns, &columns) != 0) return solverFailed(p);
-  if (replaceQuadratic(p, columns, terms) != 0 || replaceLinear(p, columns, terms) != 0) return -1;
-  if (TVLOchgobjsense(p->prob, sense) != 0 || TSLPsetdblcontrol(p->slpprob, kObjectiveSense, sense) != 0)
-    return solverFailed(p);
-  return 0;
+  if (replaceQuadratic(p, columns, terms) != 0 || replaceLinear(p, columns, transfer.column(), terms) != 0) return -1;
+  if (TVLOchgobjsense(p->prob, sense) != 0) return solverFailed(p);
+  if (TSLPsetdblcontrol(p->slpprob, kObjectiveSense, sense) != 0) return nonlinearFailed(p);
+  return removeTransfer(p) == 0 ? transfer.keep() : -1;
 }
 
 PyDoc_STRVAR(kSetObjectiveDoc, R"(setObjective($self, /, objective, sense=1)
@@ -81,7 +90,8 @@ Example:
   p.setObjective(0)
 
 Further information:
-  A call that fails leaves the old objective as it was.
+  A call that fails leaves the old objective as it was. The nonlinear part of an objective stands in a row of its own,
+  "objtransferrow", that makes the variable "objtransfercol" equal to it; another objective takes both away.
 
 Related topics:
   problem.getObjVal, problem.solve

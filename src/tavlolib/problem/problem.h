@@ -16,6 +16,7 @@ inline constexpr int kCallbackKinds = 40;
 
 namespace tavlo {
 class ColumnTable;
+struct userfuncmap;
 enum class Use : int32_t { idle, solving, file };  // file: being read or written, refused to every other call
 }  // namespace tavlo
 
@@ -27,8 +28,8 @@ struct problem_s {
   tavlo::rowcolmap *varmap, *conmap, *sosmap;  // object index -> solver index
   PyObject* callbacks[kCallbackKinds];
   int32_t nlConstCol, nlRowCount, nlObjective;
-  void* userFuncs;
-  int32_t objAuxCol, objAuxRow;
+  tavlo::userfuncmap* userFuncs;  // callbacks/user_function.h; null while there are none
+  int32_t objAuxCol, objAuxRow;   // transfer column and row of a nonlinear objective, registered like any other
   int32_t outputEnabled;
   problem_s *prevProblem, *nextProblem;  // chain of live problems
   PyObject* link;    // shared with the control and attribute objects, which may outlive the problem; may be null
@@ -36,6 +37,7 @@ struct problem_s {
   tavlo::ColumnTable* columns;  // varmap for fast reading
   uint64_t changes;             // counts the changes of the registry
   uint64_t epoch;               // counts those after which a column index read before may mean another variable
+  bool solvedNonlinear;         // by the last solve: that of the nonlinear component
   tavlo::Use use;
   unsigned long useThread;
   bool releaseWhenIdle;  // released by a call while it was being solved
@@ -59,7 +61,8 @@ void problem_freeresources(problem_s* p);
 int problem_createHandles(problem_s* p);   // solver problems, settings and log handlers
 int problem_createRegistry(problem_s* p);  // empty
 int problem_applyDefaultControls(problem_s* p);
-int solverFailed(problem_s* p);  // -1, with the solver's error or the one that is pending
+int solverFailed(problem_s* p);     // -1, with the solver's error or the one that is pending
+int nonlinearFailed(problem_s* p);  // the same after a call of the nonlinear component
 PyObject* selfOf(problem_s* p);
 
 // A time during which the library works on the problem and may call Python code or run without the interpreter lock.
@@ -107,8 +110,19 @@ int leafType(PyObject* leaf);
 enum EntityKind { kRow = 0, kColumn = 1, kSet = 2, kColumnOrRow = 11 };
 int ObjInt2int(PyObject* obj, problem_s* p, int* index, int kind);
 
+// nonlinear.cpp
+inline bool hasNonlinearContent(const problem_s* p) { return p->nlRowCount > 0 || p->nlObjective != 0; }
+int countNonlinearRows(problem_s* p);    // sets nlRowCount anew; 0, or -1 with an exception
+int check_nl_unconstruct(problem_s* p);  // before a change of the model: takes away what a solve has built
+
+// deletion.cpp
+int removeEntity(problem_s* p, EntityKind kind, int index);  // 0, or -1 with an exception and nothing changed
+
 // solve.cpp
 int isMixedInteger(problem_s* p, bool* mixed);  // 0, or -1 with an exception
+enum class Source { linear, mixed, nonlinear };
+// Where results come from: the nonlinear component when the problem has nonlinear content or was last solved by it.
+int sourceOf(problem_s* p, Source* source);  // 0, or -1 with an exception
 
 // Methods, a file of its subject each.
 PyObject* problem_name(PyObject* self, PyObject*);

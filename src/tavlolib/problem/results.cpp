@@ -19,28 +19,47 @@ struct Vector {
   bool rows;
   int (*linear)(TVLOprob, double*);
   int (*mixed)(TVLOprob, double*);
+  int (*nonlinear)(TSLPprob, double*);
   const char *failure, *refusal;
 };
 const Vector kSolution{false,
                        [](TVLOprob prob, double* to) { return TVLOgetlpsol(prob, to, nullptr, nullptr, nullptr); },
-                       [](TVLOprob prob, double* to) { return TVLOgetmipsol(prob, to, nullptr); }, nullptr, nullptr};
-const Vector kSlack{true, [](TVLOprob prob, double* to) { return TVLOgetlpsol(prob, nullptr, to, nullptr, nullptr); },
+                       [](TVLOprob prob, double* to) { return TVLOgetmipsol(prob, to, nullptr); },
+                       [](TSLPprob slp, double* to) { return TSLPgetslpsol(slp, to, nullptr, nullptr, nullptr); },
+                       nullptr,
+                       nullptr};
+const Vector kSlack{true,
+                    [](TVLOprob prob, double* to) { return TVLOgetlpsol(prob, nullptr, to, nullptr, nullptr); },
                     [](TVLOprob prob, double* to) { return TVLOgetmipsol(prob, nullptr, to); },
-                    "Could not get constraints' slack", nullptr};
-const Vector kDual{true, [](TVLOprob prob, double* to) { return TVLOgetlpsol(prob, nullptr, nullptr, to, nullptr); },
-                   nullptr, "Could not get dual solution", "Cannot retrieve dual variables in a MIP"};
-const Vector kRCost{false, [](TVLOprob prob, double* to) { return TVLOgetlpsol(prob, nullptr, nullptr, nullptr, to); },
-                    nullptr, "Could not retrieve reduced costs", "Cannot retrieve reduced cost in a MIP"};
+                    [](TSLPprob slp, double* to) { return TSLPgetslpsol(slp, nullptr, to, nullptr, nullptr); },
+                    "Could not get constraints' slack",
+                    nullptr};
+const Vector kDual{true,
+                   [](TVLOprob prob, double* to) { return TVLOgetlpsol(prob, nullptr, nullptr, to, nullptr); },
+                   nullptr,
+                   [](TSLPprob slp, double* to) { return TSLPgetslpsol(slp, nullptr, nullptr, to, nullptr); },
+                   "Could not get dual solution",
+                   "Cannot retrieve dual variables in a MIP"};
+const Vector kRCost{false,
+                    [](TVLOprob prob, double* to) { return TVLOgetlpsol(prob, nullptr, nullptr, nullptr, to); },
+                    nullptr,
+                    [](TSLPprob slp, double* to) { return TSLPgetslpsol(slp, nullptr, nullptr, nullptr, to); },
+                    "Could not retrieve reduced costs",
+                    "Cannot retrieve reduced cost in a MIP"};
 
 int fetch(problem_s* p, const Vector& vector, Values* out) {
-  bool mixed = false;
+  Source source;
   out->rows = vector.rows;
-  if (isMixedInteger(p, &mixed) != 0) return -1;
+  if (sourceOf(p, &source) != 0) return -1;
+  const bool mixed = source == Source::mixed, nonlinear = source == Source::nonlinear;
   if (mixed && vector.refusal) return solverError("%s", vector.refusal), -1;
   if (TVLOgetintattrib(p->prob, vector.rows ? kRows : kColumns, &out->n) != 0) return solverFailed(p);
   if (!out->at.resize(static_cast<size_t>(out->n))) return -1;
-  if ((mixed ? vector.mixed : vector.linear)(p->prob, out->at.data()) == 0) return 0;
-  return vector.failure ? (solverError("%s", vector.failure), -1) : solverFailed(p);
+  const int code = nonlinear ? vector.nonlinear(p->slpprob, out->at.data())
+                             : (mixed ? vector.mixed : vector.linear)(p->prob, out->at.data());
+  if (code == 0) return 0;
+  if (vector.failure) return solverError("%s", vector.failure), -1;
+  return nonlinear ? nonlinearFailed(p) : solverFailed(p);
 }
 
 // The index of a name, -1 when there is none, -2 with an exception.

@@ -68,7 +68,7 @@ int RowCollector::translate(constraint_s* c) {
   auto* object = reinterpret_cast<PyObject*>(c);
   RowBatch& b = batch_;
   const double lb = get_con_lbound(c->info), ub = get_con_ubound(c->info);
-  const int64_t quadratic = b.terms.nquad;
+  const int64_t quadratic = b.terms.nquad, formulas = b.terms.formulas.count;
   if (reserveRow() != 0 || checkBounds(object, lb, ub) != 0 || convertExpr(p_, c->body, object, &b.terms) != 0)
     return -1;
   RowSense sense;
@@ -84,6 +84,7 @@ int RowCollector::translate(constraint_s* c) {
   b.range[n] = sense.range;
   b.start[n + 1] = b.terms.nlin;
   b.quadCount[n] = b.terms.nquad - quadratic;
+  for (int64_t k = formulas; k < b.terms.formulas.count; ++k) b.terms.formulas.row[k] = b.nrows;
   ++b.nrows;
   return appendConName(b.names, &b.namesUsed, c);
 }
@@ -115,7 +116,18 @@ int RowCollector::sendQuadratic(int first) {
   for (int32_t i = 0; b.terms.nquad > at && i < b.nrows; at += b.quadCount[i++])
     if (b.quadCount[i] > 0 && TVLOaddqmatrix64(p_->prob, first + i, b.quadCount[i], b.terms.qcol1.data() + at,
                                                b.terms.qcol2.data() + at, b.terms.qcoef.data() + at) != 0)
-      return -1;
+      return solverFailed(p_);
+  return 0;
+}
+
+int RowCollector::sendFormulas(int first) {
+  Formulas& f = batch_.terms.formulas;
+  if (f.count == 0) return 0;
+  for (int64_t k = 0; k < f.count; ++k) f.row[k] += first;
+  if (TSLPaddcoefs(p_->slpprob, static_cast<int>(f.count), f.row.data(), f.col.data(), f.factor.data(), f.start.data(),
+                   1, f.type.data(), f.value.data()) != 0)
+    return nonlinearFailed(p_);
+  ++p_->nlRowCount;  // that there are some is what counts
   return 0;
 }
 
@@ -128,9 +140,9 @@ int RowCollector::send(int first, Registration* registration) {
   if (TVLOaddrows64(prob, b.nrows, b.terms.nlin, b.rowType.data(), b.rhs.data(), b.range.data(), b.start.data(),
                     b.terms.colind.data(), b.terms.coef.data()) != 0)
     return solverFailed(p_);
-  if (TVLOaddnames(prob, TVLO_NAMES_ROW, b.names.data(), first, first + b.nrows - 1) == 0 && sendQuadratic(first) == 0)
-    return 0;
-  solverFailed(p_);
+  const bool named = TVLOaddnames(prob, TVLO_NAMES_ROW, b.names.data(), first, first + b.nrows - 1) == 0;
+  if (named && sendQuadratic(first) == 0 && sendFormulas(first) == 0) return 0;
+  if (!named) solverFailed(p_);
   if (TVLOdelrows(prob, b.nrows, added.data()) != 0) registration->keep();  // the solver has them: so must the registry
   return -1;
 }
@@ -138,6 +150,7 @@ int RowCollector::send(int first, Registration* registration) {
 int RowCollector::commit() {
   if (!objects_ || checkProblemIsInitialized(p_) != 0 || recheck() != 0) return -1;
   if (batch_.nrows == 0) return 0;
+  if (check_nl_unconstruct(p_) != 0) return -1;
   int first = 0;
   if (TVLOgetintattrib(p_->prob, kRows, &first) != 0) return solverFailed(p_);
   Registration registration(p_->cons, p_->conmap);

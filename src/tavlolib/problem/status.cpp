@@ -7,7 +7,8 @@
 namespace tavlo {
 namespace {
 
-constexpr int kLpStatus = 1010, kMipStatus = 1011, kLpObjective = 2001, kMipObjective = 2003;
+constexpr int kLpStatus = 1010, kMipStatus = 1011, kNlpStatus = 12044;
+constexpr int kLpObjective = 2001, kMipObjective = 2003, kNlpObjective = 12179;
 
 // By status; the last entry stands for every other.
 constexpr const char* kMipNames[] = {"mip_not_loaded",   "mip_lp_not_optimal", "mip_lp_optimal",
@@ -15,6 +16,10 @@ constexpr const char* kMipNames[] = {"mip_not_loaded",   "mip_lp_not_optimal", "
                                      "mip_optimal",      "mip_unbounded",      "mip_unknown"};
 constexpr const char* kLpNames[] = {"lp_unstarted", "lp_optimal",        "lp_infeas",   "lp_cutoff",    "lp_unfinished",
                                     "lp_unbounded", "lp_cutoff_in_dual", "lp_unsolved", "lp_nonconvex", "lp_unknown"};
+
+constexpr const char* kNlpNames[] = {"nlp_unstarted",          "nlp_solution",   "nlp_globally_optimal",
+                                     "nlp_locally_infeasible", "nlp_infeasible", "nlp_unbounded",
+                                     "nlp_unfinished",         "nlp_unknown"};
 
 problem_s* self_(PyObject* o) { return reinterpret_cast<problem_s*>(o); }
 
@@ -24,31 +29,40 @@ const char* nameOf(const char* const (&names)[N], int status) {
 }
 
 // 0, or -1 with an exception.
-int statusOf(problem_s* p, bool* mixed, int* status) {
-  if (checkProblemIsInitialized(p) != 0 || isMixedInteger(p, mixed) != 0) return -1;
-  return TVLOgetintattrib(p->prob, *mixed ? kMipStatus : kLpStatus, status) == 0 ? 0 : solverFailed(p);
+int statusOf(problem_s* p, Source* source, int* status) {
+  if (checkProblemIsInitialized(p) != 0 || sourceOf(p, source) != 0) return -1;
+  if (*source == Source::nonlinear)
+    return TSLPgetintattrib(p->slpprob, kNlpStatus, status) == 0 ? 0 : nonlinearFailed(p);
+  return TVLOgetintattrib(p->prob, *source == Source::mixed ? kMipStatus : kLpStatus, status) == 0 ? 0
+                                                                                                   : solverFailed(p);
 }
 
 PyObject* problem_getObjVal(PyObject* self, PyObject*) {
   problem_s* p = self_(self);
-  bool mixed = false;
+  Source source;
   double value = 0;
-  if (checkProblemIsInitialized(p) != 0 || isMixedInteger(p, &mixed) != 0) return nullptr;
-  if (TVLOgetdblattrib(p->prob, mixed ? kMipObjective : kLpObjective, &value) != 0) return solverFailed(p), nullptr;
+  if (checkProblemIsInitialized(p) != 0 || sourceOf(p, &source) != 0) return nullptr;
+  if (source == Source::nonlinear) {
+    if (TSLPgetdblattrib(p->slpprob, kNlpObjective, &value) != 0) return nonlinearFailed(p), nullptr;
+  } else if (TVLOgetdblattrib(p->prob, source == Source::mixed ? kMipObjective : kLpObjective, &value) != 0) {
+    return solverFailed(p), nullptr;
+  }
   return PyFloat_FromDouble(value);
 }
 
 PyObject* problem_getProbStatus(PyObject* self, PyObject*) {
-  bool mixed = false;
+  Source source;
   int status = 0;
-  return statusOf(self_(self), &mixed, &status) == 0 ? PyLong_FromLong(status) : nullptr;
+  return statusOf(self_(self), &source, &status) == 0 ? PyLong_FromLong(status) : nullptr;
 }
 
 PyObject* problem_getProbStatusString(PyObject* self, PyObject*) {
-  bool mixed = false;
+  Source source;
   int status = 0;
-  if (statusOf(self_(self), &mixed, &status) != 0) return nullptr;
-  return PyUnicode_FromString(mixed ? nameOf(kMipNames, status) : nameOf(kLpNames, status));
+  if (statusOf(self_(self), &source, &status) != 0) return nullptr;
+  return PyUnicode_FromString(source == Source::nonlinear ? nameOf(kNlpNames, status)
+                              : source == Source::mixed   ? nameOf(kMipNames, status)
+                                                          : nameOf(kLpNames, status));
 }
 
 // The log printer of a running solve reads the switch from its own thread, so both methods work during one.
@@ -87,7 +101,8 @@ PyDoc_STRVAR(kGetProbStatusDoc, R"(getProbStatus($self, /)
 --
 
 Purpose:
-  Status that the last solve left: one of tavlo.lp_..., or of tavlo.mip_... for a problem with integer variables.
+  Status that the last solve left: one of tavlo.lp_..., of tavlo.mip_... for a problem with integer variables, or of
+  tavlo.nlp_... for a problem with nonlinear expressions or solved by nlpoptimize.
 
 Synopsis:
   status = p.getProbStatus()
@@ -104,7 +119,7 @@ PyDoc_STRVAR(kGetProbStatusStringDoc, R"(getProbStatusString($self, /)
 --
 
 Purpose:
-  Name of the status that the last solve left, such as "lp_optimal" or "mip_infeas".
+  Name of the status that the last solve left, such as "lp_optimal", "mip_infeas" or "nlp_solution".
 
 Synopsis:
   s = p.getProbStatusString()

@@ -1,7 +1,10 @@
 #include "problem/translate.h"
 
+#include <cassert>
 #include <cmath>
+#include <utility>
 
+#include "model/nonlinear.h"
 #include "problem/column_table.h"
 #include "pyutil/ref.h"
 
@@ -17,50 +20,75 @@ struct Count {
   int64_t linear = 0, quadratic = 0;
 };
 
-// The counting pass: what the writing pass writes at most.
-int count(PyObject* expr, int kind, Count* out) {
+// The counting pass over what is no tree: what the writing pass writes at most.
+Count count(PyObject* expr, int kind) {
   switch (kind) {
-    case kConstant:
-      return 0;
     case kVar:
     case kLinterm:
-      out->linear = 1;
-      return 0;
+      return {1, 0};
     case kQuadterm:
-      out->quadratic = 1;
-      return 0;
+      return {0, 1};
     case kExpression: {
       const auto* e = reinterpret_cast<expression_s*>(expr);
-      out->linear = linmap_size(e->linear);
-      out->quadratic = quadmap_size(e->quadratic);
-      return 0;
+      return {linmap_size(e->linear), quadmap_size(e->quadratic)};
     }
-    case kNonlinear:
-      return fail("Nonlinear expressions are not supported yet");
     default:
-      return fail("Invalid expression");
+      return {};
   }
 }
 
-// The writing pass, into arrays that have room.
+int kindOf(PyObject* expr) {
+  return Py_TYPE(expr) == &tavlo_expressionType ? static_cast<int>(kExpression) : getExprTypeQuiet(expr);
+}
+
+// Writes m times an expression, m being 1 or -1; `invalid` is said of what is none. Room for linear and quadratic parts
+// is made once for each; formulas, whose length no cheap walk tells, grow as they are written.
 class Writer {
  public:
   Writer(problem_s* p, PyObject* row, Terms* terms) : p_(p), row_(row), t_(*terms) { t_.constant = 0; }
 
+  bool write(PyObject* expr, int kind, double m, const char* invalid) {
+    if (kind == kInvalid) return modelError("%s", invalid) != nullptr;
+    if (kind == kNonlinear) return writeFormula(p_, expr, m, row_, &t_.formulas);
+    m_ = m;
+    const Count n = count(expr, kind);
+    const auto [linear, quadratic] = std::pair{t_.nlin, t_.nquad};
+    const bool written = reserve(n) && plain(expr, kind);
+    assert(!written || (t_.nlin - linear <= n.linear && t_.nquad - quadratic <= n.quadratic));
+    return written;
+  }
+
+  // A tree at the top: the members of a sum and the sides of a difference stand for themselves.
+  bool split(PyObject* tree) {
+    const int32_t code = asNode(tree)->code;
+    if (code != kNodeSum && code != kNodeDifference) return write(tree, kNonlinear, 1, nullptr);
+    Ref args = Ref::borrow(asNode(tree)->args);
+    const bool sum = code == kNodeSum;
+    if (sum && !PyList_Check(args.get())) return fail("Erroneous type for argument of sum") == 0;
+    if (!sum && (!PyTuple_Check(args.get()) || PyTuple_GET_SIZE(args.get()) != 2))
+      return fail("Erroneous type for argument of difference expression") == 0;
+    for (Py_ssize_t i = 0; Ref member = operandAt(args.get(), i); ++i)
+      if (!write(member.get(), kindOf(member.get()), !sum && i == 1 ? -1 : 1,
+                 sum ? "Invalid expression in nonlinear sum" : "Invalid expression"))
+        return false;
+    return true;
+  }
+
+ private:
   bool linear(const var_s* v, double c, const char* missing) {
     const int64_t column = columnOf(p_, v);
     if (column < 0) return fail(missing) == 0;
     if (!std::isfinite(c)) return badCoefficient(c, v, nullptr);
     if (c == 0) return true;
     t_.colind[t_.nlin] = static_cast<int32_t>(column);
-    t_.coef[t_.nlin++] = c;
+    t_.coef[t_.nlin++] = m_ * c;
     return true;
   }
 
   bool quadratic(const var_s* u, const var_s* v, double c, const char* missing) {
     const int64_t first = columnOf(p_, u), second = columnOf(p_, v);
     if (first < 0 || second < 0) return fail(missing) == 0;
-    const double sent = (first == second ? 1.0 : 0.5) * (row_ ? 1.0 : 2.0) * c;
+    const double sent = (first == second ? 1.0 : 0.5) * (row_ ? 1.0 : 2.0) * m_ * c;
     if (!std::isfinite(sent)) return badCoefficient(c, u, v);
     if (sent == 0) return true;
     t_.qcol1[t_.nquad] = static_cast<int32_t>(first);
@@ -70,13 +98,13 @@ class Writer {
   }
 
   bool constant(double c) {
-    t_.constant = c;
+    t_.constant += m_ * c;
     if (std::isfinite(c)) return true;
     return row_ ? modelError("Constant of constraint %S is %s", row_, textOf(c))
                 : modelError("Constant of the objective is %s", textOf(c));
   }
 
-  bool write(PyObject* expr, int kind) {
+  bool plain(PyObject* expr, int kind) {
     switch (kind) {
       case kConstant: {
         double value = 0;
@@ -102,7 +130,12 @@ class Writer {
     }
   }
 
- private:
+  bool reserve(const Count& n) {
+    const auto lin = static_cast<size_t>(t_.nlin + n.linear), quad = static_cast<size_t>(t_.nquad + n.quadratic);
+    return t_.colind.reserve(lin) && t_.coef.reserve(lin) &&
+           (n.quadratic == 0 || (t_.qcol1.reserve(quad) && t_.qcol2.reserve(quad) && t_.qcoef.reserve(quad)));
+  }
+
   static const char* textOf(double c) { return std::isnan(c) ? "NaN" : "infinite"; }
   bool badCoefficient(double c, const var_s* u, const var_s* v) {
     // The texts of names may run Python code that changes the expression, which must not be looked at after it.
@@ -118,22 +151,16 @@ class Writer {
   problem_s* p_;
   PyObject* row_;
   Terms& t_;
+  double m_ = 1;
 };
-
-bool reserve(Terms* t, const Count& n) {
-  const auto lin = static_cast<size_t>(t->nlin + n.linear), quad = static_cast<size_t>(t->nquad + n.quadratic);
-  return t->colind.reserve(lin) && t->coef.reserve(lin) &&
-         (n.quadratic == 0 || (t->qcol1.reserve(quad) && t->qcol2.reserve(quad) && t->qcoef.reserve(quad)));
-}
 
 }  // namespace
 
 int convertExpr(problem_s* p, PyObject* expr, PyObject* row, Terms* terms) {
   if (!expr) return fail("Cannot convert expression");
-  const int kind = Py_TYPE(expr) == &tavlo_expressionType ? static_cast<int>(kExpression) : getExprTypeQuiet(expr);
-  Count n;
-  if (count(expr, kind, &n) != 0 || !reserve(terms, n)) return -1;
-  return Writer(p, row, terms).write(expr, kind) ? 0 : -1;
+  const int kind = kindOf(expr);
+  Writer writer(p, row, terms);
+  return (kind == kNonlinear ? writer.split(expr) : writer.write(expr, kind, 1, "Invalid expression")) ? 0 : -1;
 }
 
 }  // namespace tavlo

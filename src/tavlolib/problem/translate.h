@@ -1,8 +1,9 @@
-// Translation of linear and quadratic expressions into the solver's form. Runs no Python code unless it fails.
+// Translation of expressions into the solver's form: linear coefficients, quadratic entries and formulas. Runs no
+// Python code unless it fails, except that of a signal's handler in a very large tree.
 #pragma once
 
 #include "model/objects.h"
-#include "problem/problem.h"
+#include "problem/formula.h"
 #include "pyutil/array.h"
 
 namespace tavlo {
@@ -14,6 +15,7 @@ struct Terms {
   double constant = 0;  // of the last expression
   Array<int32_t> colind, qcol1, qcol2;
   Array<double> coef, qcoef;
+  Formulas formulas;
 };
 
 // Appends an expression of the problem's variables. `row` is the constraint that it belongs to, null for the objective.

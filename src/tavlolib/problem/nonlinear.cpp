@@ -1,0 +1,28 @@
+// What the problem's record and its nonlinear component know of each other.
+#include "problem/problem.h"
+
+namespace tavlo {
+namespace {
+
+constexpr int kFormulaRows = 12026, kStatusBits = 12062;
+constexpr int kBuilt = 1 << 0, kPresolved = 1 << 29;
+
+}  // namespace
+
+int countNonlinearRows(problem_s* p) {
+  int rows = 0;
+  if (TSLPgetintattrib(p->slpprob, kFormulaRows, &rows) != 0) return nonlinearFailed(p);
+  p->nlRowCount = rows - (p->nlObjective ? 1 : 0);
+  return 0;
+}
+
+int check_nl_unconstruct(problem_s* p) {
+  if (!hasNonlinearContent(p)) return 0;
+  int bits = 0;
+  if (TSLPgetintattrib(p->slpprob, kStatusBits, &bits) != 0 || ((bits & kBuilt) && TSLPunconstruct(p->slpprob) != 0) ||
+      ((bits & kPresolved) && TSLPpostsolve(p->slpprob) != 0))
+    return nonlinearFailed(p);
+  return 0;
+}
+
+}  // namespace tavlo

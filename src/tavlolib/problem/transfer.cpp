@@ -1,0 +1,145 @@
+#include "problem/transfer.h"
+
+#include <algorithm>
+
+#include "model/packed_word.h"
+#include "problem/column_table.h"
+
+namespace tavlo {
+namespace {
+
+constexpr int kRows = 1124, kColumns = 1214;
+constexpr int kTransferBit = 1 << 11;  // of a row's status
+constexpr char kRowName[] = "objtransferrow", kColumnName[] = "objtransfercol";
+
+int setRowStatus(problem_s* p, int row, bool transfer) {
+  int status = 0;
+  if (TSLPgetrowstatus(p->slpprob, row, &status) != 0) return nonlinearFailed(p);
+  status = transfer ? status | kTransferBit : status & ~kTransferBit;
+  return TSLPchgrowstatus(p->slpprob, row, &status) == 0 ? 0 : nonlinearFailed(p);
+}
+
+int setDeterminingRow(problem_s* p, int column, int row) {
+  return TSLPchgvar(p->slpprob, column, &row, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                    nullptr, nullptr) == 0
+             ? 0
+             : nonlinearFailed(p);
+}
+
+Ref newColumn() {
+  Ref v = Ref::steal(var_base()), name = Ref::steal(PyUnicode_FromString(kColumnName));
+  if (!v || !name) return {};
+  uint64_t* word = &reinterpret_cast<var_s*>(v.get())->word;
+  return set_var_name(word, name.get()) == 0 && set_var_lbound(word, -kInfinity) == 0 &&
+                 set_var_ubound(word, kInfinity) == 0
+             ? std::move(v)
+             : Ref();
+}
+
+Ref newRow() {
+  Ref c = Ref::steal(constraint_base()), name = Ref::steal(PyUnicode_FromString(kRowName));
+  if (!c || !name) return {};
+  uint64_t* info = &reinterpret_cast<constraint_s*>(c.get())->info;
+  return set_con_name(info, name.get()) == 0 && set_con_lbound(info, 0) == 0 && set_con_ubound(info, 0) == 0
+             ? std::move(c)
+             : Ref();
+}
+
+// A list of its own for what is to be registered.
+Ref only(const Ref& object) {
+  Ref list = Ref::steal(PyList_New(object ? 1 : 0));
+  if (!object || !list) return {};
+  PyList_SET_ITEM(list.get(), 0, newRef(object.get()));
+  return list;
+}
+
+}  // namespace
+
+int Transfer::enter() {
+  const Ref v = newColumn(), c = newRow(), columns = only(v), rows = only(c);
+  bool fresh = true;
+  if (!columns || !rows) return PyErr_Occurred() ? -1 : (PyErr_NoMemory(), -1);
+  if (column_keys_.add(varIndex(reinterpret_cast<var_s*>(v.get())), &fresh) != 0 ||
+      row_keys_.add(conIndex(reinterpret_cast<constraint_s*>(c.get())), &fresh) != 0)
+    return -1;
+  // A garbage collection may have run code meanwhile.
+  if (changes_ != p_->changes) return fail("The problem was changed while its objective was being set");
+  ++p_->changes;
+  return columns_.enter(columns.get(), column_keys_) == 0 && rows_.enter(rows.get(), row_keys_) == 0 ? 0 : -1;
+}
+
+int Transfer::send(Formulas* f) {
+  const char type = 'E';
+  const double zero = 0, one = 1, minus_one = -1, lb = -kInfinity, ub = kInfinity;
+  const int64_t start[] = {0, 1}, none[] = {0, 0};
+  if (TVLOaddrows64(p_->prob, 1, 0, &type, &zero, nullptr, none, nullptr, nullptr) != 0) return solverFailed(p_);
+  has_row_ = true;
+  if (TVLOaddcols64(p_->prob, 1, 1, &one, start, &row_, &minus_one, &lb, &ub) != 0) return solverFailed(p_);
+  has_column_ = true;
+  if (setDeterminingRow(p_, column_, row_) != 0 || setRowStatus(p_, row_, true) != 0) return -1;
+  std::fill_n(f->row.data(), f->count, row_);
+  return TSLPaddcoefs(p_->slpprob, static_cast<int>(f->count), f->row.data(), f->col.data(), f->factor.data(),
+                      f->start.data(), 1, f->type.data(), f->value.data()) == 0
+             ? 0
+             : nonlinearFailed(p_);
+}
+
+int Transfer::add(Formulas* formulas) {
+  if (TVLOgetintattrib(p_->prob, kRows, &row_) != 0 || TVLOgetintattrib(p_->prob, kColumns, &column_) != 0)
+    return solverFailed(p_);
+  return enter() == 0 && send(formulas) == 0 ? 0 : -1;
+}
+
+Transfer::~Transfer() {
+  if (column_ < 0 || kept_) return;
+  ErrorStash failure;
+  // The last ones, wherever deletions before them have moved them.
+  const auto column = static_cast<int>(PyList_GET_SIZE(p_->vars) - 1);
+  const auto row = static_cast<int>(PyList_GET_SIZE(p_->cons) - 1);
+  if (has_column_ && TVLOdelcols(p_->prob, 1, &column) != 0) columns_.keep();
+  if (has_row_ && TVLOdelrows(p_->prob, 1, &row) != 0) rows_.keep();
+  p_->columns->drop();
+}
+
+int Transfer::keep() {
+  if (column_ < 0) return 0;
+  columns_.keep();
+  rows_.keep();
+  kept_ = true;
+  p_->columns->drop();
+  // Found anew: the old pair's removal may have moved them.
+  p_->objAuxCol = static_cast<int32_t>(PyList_GET_SIZE(p_->vars) - 1);
+  p_->objAuxRow = static_cast<int32_t>(PyList_GET_SIZE(p_->cons) - 1);
+  p_->nlObjective = 1;
+  const bool named = TVLOaddnames(p_->prob, TVLO_NAMES_ROW, kRowName, p_->objAuxRow, p_->objAuxRow) == 0 &&
+                     TVLOaddnames(p_->prob, TVLO_NAMES_COLUMN, kColumnName, p_->objAuxCol, p_->objAuxCol) == 0;
+  return named ? 0 : solverFailed(p_);
+}
+
+int removeTransfer(problem_s* p) {
+  if (!p->nlObjective) return 0;
+  const int column = p->objAuxCol, row = p->objAuxRow;
+  if (setRowStatus(p, row, false) != 0 || setDeterminingRow(p, column, -1) != 0) return -1;
+  if (TSLPdelvars(p->slpprob, 1, &column) != 0) return nonlinearFailed(p);
+  if (removeEntity(p, kRow, row) != 0 || removeEntity(p, kColumn, column) != 0) return -1;  // formulas go with the row
+  p->objAuxCol = p->objAuxRow = -1;
+  p->nlObjective = 0;
+  return 0;
+}
+
+bool usesTransfer(const problem_s* p, const Terms& terms) {
+  if (!p->nlObjective) return false;
+  const int32_t column = p->objAuxCol;
+  const auto has = [column](const Array<int32_t>& at, int64_t n) {
+    return n > 0 && std::find(at.data(), at.data() + n, column) != at.data() + n;
+  };
+  const Formulas& f = terms.formulas;
+  if (has(terms.colind, terms.nlin) || has(terms.qcol1, terms.nquad) || has(terms.qcol2, terms.nquad) ||
+      has(f.col, f.count))
+    return true;
+  for (int64_t k = 0; k < f.ntok; ++k)
+    if (f.type[k] == TSLP_TOKEN_COLUMN && f.value[k] == column) return true;
+  return false;
+}
+
+}  // namespace tavlo
