@@ -8,24 +8,14 @@
 
 namespace tvlo {
 
-UserFunctions::UserFunctions(const UserFunctions& other) : entries_(other.entries_) {
-  for (Entry& entry : entries_) entry.owned = false;
-}
-
-UserFunctions::~UserFunctions() {
-  for (const Entry& entry : entries_) {
-    if (entry.owned) entry.function->function = nullptr;
-  }
-}
-
 int UserFunctions::add(std::shared_ptr<UserFunction> function) {
-  entries_.push_back({std::move(function), true});
+  entries_.push_back(std::move(function));
   return size();
 }
 
 const std::shared_ptr<UserFunction>& UserFunctions::find(int id) const {
   static const std::shared_ptr<UserFunction> none;
-  return id >= 1 && id <= size() ? entries_[id - 1].function : none;
+  return id >= 1 && id <= size() ? entries_[id - 1] : none;
 }
 
 TokenScope Formulas::scope(int columns) const {

@@ -2,11 +2,9 @@
 // rows beyond the linear model. A coefficient stands for factor * column * formula in its row; column kConstantColumn
 // stands for 1. A row may have several coefficients in a column: they add up.
 //
-// A call that fails changes nothing. Copies share the user functions; those live until the object that they were
-// added to is gone or replaced, after which calls of them fail.
+// A call that fails changes nothing. Copies share the user functions, under the same ids.
 #pragma once
 
-#include <atomic>
 #include <map>
 #include <memory>
 #include <optional>
@@ -25,30 +23,18 @@ struct UserFunction {
   std::string name;
   int type = 2;  // 2: the value; 5: the value and the derivatives
   int arguments = 0;
-  std::atomic<TSLPuserfn> function{nullptr};  // null: its owner is gone
+  TSLPuserfn function = nullptr;
   void* data = nullptr;
 };
 
 class UserFunctions {
  public:
-  UserFunctions() = default;
-  UserFunctions(const UserFunctions& other);
-  UserFunctions(UserFunctions&& other) noexcept = default;
-  UserFunctions& operator=(UserFunctions other) noexcept {
-    entries_.swap(other.entries_);
-    return *this;
-  }
-  ~UserFunctions();
   int size() const { return static_cast<int>(entries_.size()); }
   int add(std::shared_ptr<UserFunction> function);          // its id, from 1
   const std::shared_ptr<UserFunction>& find(int id) const;  // null when there is none
 
  private:
-  struct Entry {
-    std::shared_ptr<UserFunction> function;
-    bool owned;
-  };
-  std::vector<Entry> entries_;
+  std::vector<std::shared_ptr<UserFunction>> entries_;
 };
 
 // What is known of a column as a variable of nonlinear problems.

@@ -25,8 +25,8 @@ TVLO_API int TSLPinit(void);  // counted, like TVLOinit; starts nothing of the o
 TVLO_API int TSLPfree(void);
 TVLO_API int TSLPcreateprob(TSLPprob* slp, TVLOprob* prob);  // over *prob, which must outlive it
 TVLO_API int TSLPdestroyprob(TSLPprob slp);
-// The formulas; TVLOcopyprob copies the whole model, these among it. User functions of a copy can be called while the
-// problem that they were added to exists and keeps its model. A null or empty name changes nothing.
+// The formulas; TVLOcopyprob copies the whole model, these among it. A copy calls the same user functions, under the
+// same ids. A null or empty name changes nothing.
 TVLO_API int TSLPcopyprob(TSLPprob dest, TSLPprob src, const char* name);
 TVLO_API int TSLPcopycontrols(TSLPprob dest, TSLPprob src);                      // all but the objective sense
 TVLO_API int TSLPgetlasterror(TSLPprob slp, int* code, char* text);              // TVLO_ERRORTEXT_MAX bytes
@@ -113,8 +113,8 @@ TVLO_API int TSLPgetcoefformula(TSLPprob slp, int row, int col, double* factor, 
 
 // A function that the caller provides. Type 2: func(x, data) gives the value, and derivatives are taken by differences.
 // Type 5: it gives the derivatives too. A nonzero result ends the solve, which then fails; a value that is not finite
-// says that the function has none there. `data` and `func` must stay valid while the problem exists.
-// nresults and options are 1 and 0. The same name may be used again.
+// says that the function has none there. `data` and `func` must stay valid while the problem,
+// or a copy of it, keeps this model. nresults and options are 1 and 0. The same name may be used again.
 typedef int (*TSLPuserfn)(const double* x, int nargs, double* value, double* derivs, void* data);  // derivs null: none
 TVLO_API int TSLPadduserfunction(TSLPprob slp, const char* name, int type, int nargs, int nresults, int options,
                                  TSLPuserfn func, void* data, int* id);

@@ -198,7 +198,8 @@ class FormulaWriter {
     return user ? token(kUser, id) : token(kFn, py_to_slp_fun[code]);
   }
 
-  // The product without its numbers, which go to the factor, and its first variable, which becomes the column.
+  // The product without its numbers, which go to the factor, and its first variable or linear term, which becomes the
+  // column.
   bool productBut(PyObject* tree, bool* extracted) {
     Ref args = Ref::borrow(asNode(tree)->args);
     Balanced rest(*this, TSLP_OPERATOR_TIMES);
@@ -208,10 +209,11 @@ class FormulaWriter {
       if (!classify(o.get(), &a)) return false;
       if (a.kind == kConstant) {
         out_.factor[n] *= a.value;
-      } else if (a.kind == kVar && !*extracted) {
-        const int64_t column = columnOf(p_, a.var());
+      } else if (a.isLinear() && !*extracted) {
+        const int64_t column = columnOf(p_, a.linearVar());
         if (column < 0) return modelError("%s", kFactorMissing) != nullptr;
         out_.col[n] = static_cast<int32_t>(column);
+        out_.factor[n] *= a.linearCoef();
         *extracted = true;
       } else if (!rest.next() || !operand(a, kDepthBudget - 1, kBadMember)) {
         return false;

@@ -19,9 +19,9 @@ struct Formulas {
   Array<double> factor, value;
 };
 
-// Appends factor * tree as one coefficient: of a product, the first variable and the numbers become the coefficient's
-// column and factor. `row` is the constraint that it belongs to, null for the objective. False with an exception; then
-// the formulas are as good as lost.
+// Appends factor * tree as one coefficient: of a product, the first variable (or linear term) and the numbers become
+// the coefficient's column and factor. `row` is the constraint that it belongs to, null for the objective. False with
+// an exception; then the formulas are as good as lost.
 bool writeFormula(problem_s* p, PyObject* tree, double factor, PyObject* row, Formulas* out);
 
 }  // namespace tavlo

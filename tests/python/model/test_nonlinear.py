@@ -184,13 +184,6 @@ def test_constraints(source, body, lb, ub, names):
     assert str(names["n"]) == "sin (x)"
 
 
-def test_problems_refuse_nonlinear_content_for_now(x):
-    p = tv.problem(x)
-    for use in (lambda: p.addConstraint(x**3 <= 1), lambda: p.setObjective(tv.sin(x))):
-        with pytest.raises(tv.ModelError, match="Nonlinear expressions are not supported yet"):
-            use()
-
-
 PARTS = [
     ("x**5 - 7*x", {"x": -7}, {}),
     ("x*y*z", {}, {}),

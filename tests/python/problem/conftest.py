@@ -49,6 +49,27 @@ def quadratic(library):
 
 
 @pytest.fixture
+def formulas(library):
+    """Coefficients {column: (factor, tokens without the end)} of a row; column -1 stands for 1."""
+
+    def read(p, row):
+        slp = ctypes.c_void_p.from_address(id(p) + object.__basicsize__ + ctypes.sizeof(ctypes.c_void_p))
+        call, count = library.functions, c_int()
+        assert call.TSLPgetcoefs(slp, byref(count), None, None) == 0
+        rows, columns = (c_int * count.value)(), (c_int * count.value)()
+        assert call.TSLPgetcoefs(slp, byref(count), rows, columns) == 0
+        result = {}
+        for column in (j for i, j in zip(rows, columns) if i == row):
+            factor, kinds, values = c_double(), (c_int * 1000)(), (c_double * 1000)()
+            assert call.TSLPgetcoefformula(slp, row, column, byref(factor), 1, 1000, byref(count), kinds, values) == 0
+            assert kinds[count.value - 1] == 0
+            result[column] = factor.value, list(zip(kinds, values))[: count.value - 1]
+        return result
+
+    return read
+
+
+@pytest.fixture
 def agrees(stored):
     """Checks that lists, maps and the solver's counts of a problem agree; returns the objects."""
 
