@@ -200,6 +200,25 @@ class problem:
     def setControl(self, control: _Name | _Index, value: float | str | _Index, /) -> None: ...
     def solve(self, flags: _Name = ...) -> None: ...
     def nlpoptimize(self, flags: _Name = ...) -> None: ...
+    def chgvar(
+        self,
+        col: var | _Name | _Index,
+        detrow: constraint | _Name | _Index | None = None,
+        initstepbound: float | None = None,
+        stepbound: float | None = None,
+        penalty: float | None = None,
+        damp: float | None = None,
+        initial: float | None = None,
+        value: float | None = None,
+        tolset: _Index | None = None,
+        history: _Index | None = None,
+        converged: _Index | None = None,
+        vartype: _Index | None = None,
+    ) -> None: ...
+    def getcoefformula(
+        self, row: constraint | _Name | _Index, col: var | _Name | _Index, parsed: int, maxtypes: int
+    ) -> tuple[float, int, list[int], list[float]]: ...
+    def getrowstatus(self, row: constraint | _Name | _Index) -> int: ...
     @overload
     def getSolution(self) -> list[float]: ...
     @overload

@@ -140,6 +140,7 @@ const PyMethodDef* objectiveMethods();
 const PyMethodDef* solveMethods();
 const PyMethodDef* resultMethods();
 const PyMethodDef* statusMethods();
+const PyMethodDef* nonlinearMethods();
 inline PyCFunction withKeywords(PyObject* (*method)(PyObject*, PyObject*, PyObject*)) {
   return reinterpret_cast<PyCFunction>(method);
 }

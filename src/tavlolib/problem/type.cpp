@@ -83,8 +83,9 @@ PyMemberDef kMembers[] = {
 
 PyMethodDef* allMethods() {
   static std::vector<PyMethodDef> all;  // lives as long as the type
-  for (MethodTable table : {lifecycleMethods, copyMethods, fileMethods, addMethods, deletionMethods, queryMethods,
-                            objectiveMethods, controlMethods, solveMethods, resultMethods, statusMethods})
+  for (MethodTable table :
+       {lifecycleMethods, copyMethods, fileMethods, addMethods, deletionMethods, queryMethods, objectiveMethods,
+        controlMethods, solveMethods, resultMethods, statusMethods, nonlinearMethods})
     for (const PyMethodDef* method = table(); method->ml_name; ++method) all.push_back(*method);
   all.push_back({nullptr, nullptr, 0, nullptr});
   return all.data();
