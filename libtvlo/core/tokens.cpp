@@ -211,8 +211,8 @@ class Parser {
   }
 
   void emit(const Waiting& item) {
-    if (item.type == TSLP_TOKEN_OPERATOR && item.value == static_cast<double>(TSLP_OPERATOR_UMINUS) && out_.size() > 0 &&
-        out_.type.back() == TSLP_TOKEN_CONSTANT) {
+    if (item.type == TSLP_TOKEN_OPERATOR && item.value == static_cast<double>(TSLP_OPERATOR_UMINUS) &&
+        out_.size() > 0 && out_.type.back() == TSLP_TOKEN_CONSTANT) {
       out_.value.back() = -out_.value.back();
     } else {
       out_.add(item.type, item.value);

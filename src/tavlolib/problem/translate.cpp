@@ -52,7 +52,7 @@ class Writer {
     if (kind == kNonlinear) return writeFormula(p_, expr, m, row_, &t_.formulas);
     m_ = m;
     const Count n = count(expr, kind);
-    const auto [linear, quadratic] = std::pair{t_.nlin, t_.nquad};
+    [[maybe_unused]] const auto [linear, quadratic] = std::pair{t_.nlin, t_.nquad};
     const bool written = reserve(n) && plain(expr, kind);
     assert(!written || (t_.nlin - linear <= n.linear && t_.nquad - quadratic <= n.quadratic));
     return written;
