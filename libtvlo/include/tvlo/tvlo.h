@@ -47,7 +47,8 @@ enum {
   TVLO_ERR_UNSUPPORTED = 6,  // the problem holds something that no engine at hand can solve
   TVLO_ERR_ENGINE = 7,       // an engine can't be loaded or failed
   TVLO_ERR_STATE = 8,        // not possible in the present state (no solution, library not started)
-  TVLO_ERR_INTERNAL = 9
+  TVLO_ERR_INTERNAL = 9,
+  TVLO_ERR_CALLBACK = 10  // a function of the caller's failed
 };
 
 // ---- library and global environment -------------------------------------------------------------

@@ -1,0 +1,156 @@
+#include "nonlinear/evaluate.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "nonlinear/user_sites.h"
+
+namespace tvlo {
+
+namespace {
+
+double pwlOf(const double* argument, size_t count) {
+  const double t = argument[count - 1];
+  const size_t points = count / 2;
+  // From the first point to the last: y_1 and x_1 stand last.
+  const auto x = [&](size_t k) { return argument[2 * (points - 1 - k) + 1]; };
+  const auto y = [&](size_t k) { return argument[2 * (points - 1 - k)]; };
+  size_t right = 1;
+  while (right + 1 < points && t >= x(right)) ++right;
+  return (y(right) - y(right - 1)) / (x(right) - x(right - 1)) * (t - x(right - 1)) + y(right - 1);
+}
+
+double functionValue(int function, const double* argument, size_t count) {
+  const double t = argument[0];
+  switch (function) {
+    case TSLP_FUNCTION_LOG10:
+      return std::log(t) / 2.302585092994046;
+    case TSLP_FUNCTION_LN:
+      return std::log(t);
+    case TSLP_FUNCTION_EXP:
+      return std::exp(t);
+    case TSLP_FUNCTION_ABS:
+      return std::abs(t);
+    case TSLP_FUNCTION_SQRT:
+      return std::sqrt(t);
+    case TSLP_FUNCTION_SIN:
+      return std::sin(t);
+    case TSLP_FUNCTION_COS:
+      return std::cos(t);
+    case TSLP_FUNCTION_TAN:
+      return std::tan(t);
+    case TSLP_FUNCTION_ARCSIN:
+      return std::asin(t);
+    case TSLP_FUNCTION_ARCCOS:
+      return std::acos(t);
+    case TSLP_FUNCTION_ARCTAN:
+      return std::atan(t);
+    case TSLP_FUNCTION_MIN:
+      return *std::min_element(argument, argument + count);
+    case TSLP_FUNCTION_MAX:
+      return *std::max_element(argument, argument + count);
+    case TSLP_FUNCTION_PWL:
+      return pwlOf(argument, count);
+    case TSLP_FUNCTION_SIGN:
+      return t > 0 ? 1 : t < 0 ? -1 : 0;
+    case TSLP_FUNCTION_ERF:
+      return std::erf(t);
+    default:
+      return std::erfc(t);
+  }
+}
+
+double operatorValue(int code, double a, double b) {
+  switch (code) {
+    case TSLP_OPERATOR_POWER:
+      return std::pow(a, b);
+    case TSLP_OPERATOR_TIMES:
+      return a * b;
+    case TSLP_OPERATOR_DIVIDE:
+      return b == 0 ? std::nan("") : a / b;
+    case TSLP_OPERATOR_PLUS:
+      return a + b;
+    default:
+      return a - b;
+  }
+}
+
+void add(double term, double& value, double& largest) {
+  value += term;
+  largest = std::max(largest, std::abs(term));
+}
+
+}  // namespace
+
+double evaluateFormula(TokenView run, const double* x, const UserFunctions& functions) {
+  std::vector<double> stack;
+  std::vector<size_t> markers;
+  for (int64_t k = 0; k < run.size; ++k) {
+    switch (run.type[k]) {
+      case TSLP_TOKEN_CONSTANT:
+        stack.push_back(run.value[k]);
+        break;
+      case TSLP_TOKEN_COLUMN:
+        stack.push_back(x[run.code(k)]);
+        break;
+      case TSLP_TOKEN_MARKER:
+        markers.push_back(stack.size());
+        break;
+      case TSLP_TOKEN_OPERATOR: {
+        const double last = stack.back();
+        if (run.code(k) == TSLP_OPERATOR_UMINUS) {
+          stack.back() = -last;
+        } else {
+          stack.pop_back();
+          stack.back() = operatorValue(run.code(k), stack.back(), last);
+        }
+        break;
+      }
+      default: {
+        const size_t first = markers.back();
+        markers.pop_back();
+        const double* const argument = stack.data() + first;
+        const size_t count = stack.size() - first;
+        const double value = run.type[k] == TSLP_TOKEN_FUNCTION
+                                 ? functionValue(run.code(k), argument, count)
+                                 : callUser(*functions.find(run.code(k)), argument, nullptr);
+        stack.resize(first);
+        stack.push_back(value);
+      }
+    }
+  }
+  return run.size == 0 ? 1 : stack.back();
+}
+
+NonlinearActivities::NonlinearActivities(const Model& model, const std::vector<double>& x)
+    : value(model.rows()), largest(model.rows()) {
+  const SparseMatrix& matrix = model.byRows();
+  for (int i = 0; i < model.rows(); ++i) {
+    for (int64_t k = matrix.start[i]; k < matrix.start[i + 1]; ++k) {
+      add(matrix.value[k] * x[matrix.index[k]], value[i], largest[i]);
+    }
+  }
+  for (const RowQuadratic& q : model.quadraticRows()) {
+    for (const QuadraticEntry& e : q.form.entries()) {
+      add((e.first == e.second ? 1 : 2) * e.value * x[e.first] * x[e.second], value[q.row], largest[q.row]);
+    }
+  }
+  const Formulas& formulas = model.formulas();
+  for (const Formulas::Coefficient& coef : formulas.coefficients()) {
+    if (!Formulas::isLive(coef)) continue;
+    const double by = coef.column == kConstantColumn ? 1 : x[coef.column];
+    add(coef.factor * by * evaluateFormula(formulas.tokens(coef), x.data(), formulas.functions), value[coef.row],
+        largest[coef.row]);
+  }
+}
+
+double nonlinearObjective(const Model& model, const std::vector<double>& x) {
+  double value = model.constant();
+  for (int j = 0; j < model.columns(); ++j) value += model.objective()[j] * x[j];
+  for (const QuadraticEntry& e : model.quadraticObjective().entries()) {
+    value += (e.first == e.second ? 0.5 : 1) * e.value * x[e.first] * x[e.second];
+  }
+  return value;
+}
+
+}  // namespace tvlo

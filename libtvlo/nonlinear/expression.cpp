@@ -1,0 +1,337 @@
+#include "nonlinear/expression.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "core/error.h"
+
+namespace tvlo {
+
+namespace {
+
+constexpr int kWholePowers = 16;
+
+// As the functions of modelling objects compute it.
+constexpr double kLn10 = 2.302585092994046;
+
+double unaryValue(Op op, double x) {
+  switch (op) {
+    case Op::neg:
+      return -x;
+    case Op::square:
+      return x * x;
+    case Op::sqrt:
+      return std::sqrt(x);
+    case Op::exp:
+      return std::exp(x);
+    case Op::log:
+      return std::log(x);
+    case Op::log10:
+      return std::log(x) / kLn10;
+    case Op::sin:
+      return std::sin(x);
+    case Op::cos:
+      return std::cos(x);
+    case Op::tan:
+      return std::tan(x);
+    case Op::asin:
+      return std::asin(x);
+    case Op::acos:
+      return std::acos(x);
+    case Op::atan:
+      return std::atan(x);
+    case Op::abs:
+      return std::abs(x);
+    case Op::sign:
+      return x > 0 ? 1 : x < 0 ? -1 : 0;
+    case Op::erf:
+      return std::erf(x);
+    default:
+      return std::erfc(x);
+  }
+}
+
+double binaryValue(Op op, double a, double b) {
+  switch (op) {
+    case Op::add:
+      return a + b;
+    case Op::sub:
+      return a - b;
+    case Op::mul:
+      return a * b;
+    case Op::div:
+      return b == 0 ? std::nan("") : a / b;
+    case Op::min:
+      return b < a ? b : a;
+    case Op::max:
+      return b > a ? b : a;
+    default:
+      return std::pow(a, b);
+  }
+}
+
+struct FunctionOp {
+  int function;
+  Op op;
+};
+constexpr FunctionOp kUnary[] = {
+    {TSLP_FUNCTION_LOG10, Op::log10}, {TSLP_FUNCTION_LN, Op::log},      {TSLP_FUNCTION_EXP, Op::exp},
+    {TSLP_FUNCTION_ABS, Op::abs},     {TSLP_FUNCTION_SQRT, Op::sqrt},   {TSLP_FUNCTION_SIN, Op::sin},
+    {TSLP_FUNCTION_COS, Op::cos},     {TSLP_FUNCTION_TAN, Op::tan},     {TSLP_FUNCTION_ARCSIN, Op::asin},
+    {TSLP_FUNCTION_ARCCOS, Op::acos}, {TSLP_FUNCTION_ARCTAN, Op::atan}, {TSLP_FUNCTION_SIGN, Op::sign},
+    {TSLP_FUNCTION_ERF, Op::erf},     {TSLP_FUNCTION_ERFC, Op::erfc},
+};
+
+}  // namespace
+
+double pwlValue(const PwlTable& table, double t, double& slope) {
+  const size_t n = table.x.size();
+  const auto above = static_cast<size_t>(std::upper_bound(table.x.begin(), table.x.end(), t) - table.x.begin());
+  const size_t right = std::clamp<size_t>(above, 1, n - 1);
+  const size_t left = right - 1;
+  slope = (table.y[right] - table.y[left]) / (table.x[right] - table.x[left]);
+  return slope * (t - table.x[left]) + table.y[left];
+}
+
+double wholePower(double base, int exponent) {
+  double result = 1;
+  double power = base;
+  for (int left = std::abs(exponent); left > 0; left >>= 1, power *= power) {
+    if ((left & 1) != 0) result *= power;
+  }
+  return exponent < 0 ? 1 / result : result;
+}
+
+int Expression::unary(Op op, int a) {
+  if (isConstant(a)) return constant(unaryValue(op, nodes_[a].value));
+  if (op == Op::neg && nodes_[a].op == Op::neg) return nodes_[a].a;
+  return push({op, a});
+}
+
+int Expression::binary(Op op, int a, int b) {
+  if (isConstant(a) && isConstant(b)) return constant(binaryValue(op, nodes_[a].value, nodes_[b].value));
+  switch (op) {
+    case Op::add:
+      if (isConstant(b, 0)) return a;
+      if (isConstant(a, 0)) return b;
+      break;
+    case Op::sub:
+      if (isConstant(b, 0)) return a;
+      if (isConstant(a, 0)) return unary(Op::neg, b);
+      break;
+    case Op::mul:
+      if (isConstant(b, 1)) return a;
+      if (isConstant(a, 1)) return b;
+      if (isConstant(b, -1)) return unary(Op::neg, a);
+      if (isConstant(a, -1)) return unary(Op::neg, b);
+      if (nodes_[a].op == Op::column && nodes_[b].op == Op::column && nodes_[a].a == nodes_[b].a) {
+        return push({Op::square, a});
+      }
+      break;
+    case Op::div:
+      if (isConstant(b, 1)) return a;
+      break;
+    case Op::pow:
+      return power(a, b);
+    default:
+      break;
+  }
+  return push({op, a, b});
+}
+
+int Expression::power(int a, int b) {
+  if (isConstant(b)) {
+    const double exponent = nodes_[b].value;
+    if (exponent == 0) return constant(1);
+    if (exponent == 1) return a;
+    if (exponent == 2) return push({Op::square, a});
+    if (exponent == 0.5) return push({Op::sqrt, a});
+    if (exponent == -1) return push({Op::div, constant(1), a});
+    const bool whole = exponent == std::floor(exponent) && std::abs(exponent) <= kWholePowers;
+    return push({whole ? Op::powWhole : Op::powConst, a, b});
+  }
+  if (isConstant(a)) return isConstant(a, 1) ? constant(1) : push({Op::constPow, a, b});
+  return push({Op::pow, a, b});
+}
+
+int Expression::chain(Op op, const int* operands, int count) {
+  int result = operands[0];
+  for (int k = 1; k < count; ++k) result = binary(op, result, operands[k]);
+  return result;
+}
+
+// The points come last to first, each value before its breakpoint.
+int Expression::piecewise(const int* operands, int count) {
+  PwlTable table;
+  for (int k = count - 3; k >= 0; k -= 2) {
+    table.x.push_back(nodes_[operands[k + 1]].value);
+    table.y.push_back(nodes_[operands[k]].value);
+  }
+  const int a = operands[count - 1];
+  double slope;
+  if (isConstant(a)) return constant(pwlValue(table, nodes_[a].value, slope));
+  auto at = std::find(tables_.begin(), tables_.end(), table);
+  if (at == tables_.end()) at = tables_.insert(at, std::move(table));
+  return push({Op::pwl, a, static_cast<int>(at - tables_.begin())});
+}
+
+void Expression::apply(int function) {
+  const size_t first = markers_.back();
+  markers_.pop_back();
+  const int* const operands = stack_.data() + first;
+  const auto count = static_cast<int>(stack_.size() - first);
+  int result;
+  if (function == TSLP_FUNCTION_MIN || function == TSLP_FUNCTION_MAX) {
+    result = chain(function == TSLP_FUNCTION_MIN ? Op::min : Op::max, operands, count);
+  } else if (function == TSLP_FUNCTION_PWL) {
+    result = piecewise(operands, count);
+  } else {
+    const auto* const row =
+        std::find_if(std::begin(kUnary), std::end(kUnary), [&](const FunctionOp& f) { return f.function == function; });
+    result = unary(row->op, operands[0]);
+  }
+  stack_.resize(first);
+  stack_.push_back(result);
+}
+
+void Expression::read(TokenView run) {
+  nodes_.clear();
+  arguments_.clear();
+  stack_.clear();
+  markers_.clear();
+  static constexpr Op kOperator[] = {Op::constant, Op::neg, Op::pow, Op::mul, Op::div, Op::add, Op::sub};
+  for (int64_t k = 0; k < run.size; ++k) {
+    switch (run.type[k]) {
+      case TSLP_TOKEN_CONSTANT:
+        stack_.push_back(constant(run.value[k]));
+        break;
+      case TSLP_TOKEN_COLUMN:
+        stack_.push_back(push({Op::column, run.code(k)}));
+        break;
+      case TSLP_TOKEN_MARKER:
+        markers_.push_back(stack_.size());
+        break;
+      case TSLP_TOKEN_OPERATOR: {
+        const Op op = kOperator[run.code(k)];
+        const int last = stack_.back();
+        if (op == Op::neg) {
+          stack_.back() = unary(op, last);
+        } else {
+          stack_.pop_back();
+          stack_.back() = binary(op, stack_.back(), last);
+        }
+        break;
+      }
+      case TSLP_TOKEN_FUNCTION:
+        apply(run.code(k));
+        break;
+      default: {
+        const size_t first = markers_.back();
+        markers_.pop_back();
+        const auto begin = static_cast<int>(arguments_.size());
+        arguments_.insert(arguments_.end(), stack_.begin() + static_cast<ptrdiff_t>(first), stack_.end());
+        const auto count = static_cast<int>(stack_.size() - first);
+        stack_.resize(first);
+        stack_.push_back(push({Op::user, begin, count, run.value[k]}));
+      }
+    }
+  }
+  root_ = run.size == 0 ? constant(1) : stack_.back();
+}
+
+void Expression::multiplyByColumn(int column) { root_ = binary(Op::mul, push({Op::column, column}), root_); }
+
+// Whether a node is factor * c1 * c2, c2 -1 for one column only.
+bool Expression::monomial(int k, double& factor, int& c1, int& c2) const {
+  factor = 1;
+  c1 = c2 = -1;
+  const auto linear = [&](int at, int& column) {
+    for (;;) {
+      const ExpressionNode& node = nodes_[at];
+      if (node.op == Op::neg) {
+        factor = -factor;
+        at = node.a;
+      } else if (node.op == Op::mul && (isConstant(node.a) || isConstant(node.b))) {
+        factor *= nodes_[isConstant(node.a) ? node.a : node.b].value;
+        at = isConstant(node.a) ? node.b : node.a;
+      } else if (node.op == Op::div && isConstant(node.b) && nodes_[node.b].value != 0) {
+        factor /= nodes_[node.b].value;
+        at = node.a;
+      } else {
+        column = at;
+        return node.op == Op::column;
+      }
+    }
+  };
+  if (linear(k, c1)) {
+    c1 = nodes_[c1].a;
+    return true;
+  }
+  const ExpressionNode& inner = nodes_[c1];
+  if (inner.op == Op::square) {
+    const double outer = factor;
+    factor = 1;
+    if (!linear(inner.a, c1)) return false;
+    c1 = c2 = nodes_[c1].a;
+    factor = outer * factor * factor;
+    return true;
+  }
+  if (inner.op != Op::mul) return false;
+  const int right = inner.b;
+  if (!linear(inner.a, c1) || !linear(right, c2)) return false;
+  c1 = nodes_[c1].a;
+  c2 = nodes_[c2].a;
+  return true;
+}
+
+void Expression::split(double factor, Parts& parts) {
+  open_.assign(1, {root_, factor});
+  while (!open_.empty()) {
+    const auto [k, weight] = open_.back();
+    open_.pop_back();
+    const ExpressionNode& node = nodes_[k];
+    if (weight == 0) continue;
+    double scale;
+    int c1, c2;
+    switch (node.op) {
+      case Op::constant:
+        parts.constant += weight * node.value;
+        continue;
+      case Op::add:
+        open_.push_back({node.b, weight});
+        open_.push_back({node.a, weight});
+        continue;
+      case Op::sub:
+        open_.push_back({node.b, -weight});
+        open_.push_back({node.a, weight});
+        continue;
+      case Op::neg:
+        open_.push_back({node.a, -weight});
+        continue;
+      case Op::mul:
+        if (isConstant(node.a) || isConstant(node.b)) {
+          const bool first = isConstant(node.a);
+          open_.push_back({first ? node.b : node.a, weight * nodes_[first ? node.a : node.b].value});
+          continue;
+        }
+        break;
+      case Op::div:
+        if (isConstant(node.b) && nodes_[node.b].value != 0) {
+          open_.push_back({node.a, weight / nodes_[node.b].value});
+          continue;
+        }
+        break;
+      default:
+        break;
+    }
+    if (!monomial(k, scale, c1, c2)) {
+      parts.elements.push_back({k, weight});
+    } else if (c2 < 0) {
+      parts.linear.push_back({c1, weight * scale});
+    } else {
+      parts.quadratic.push_back({c1, c2, weight * scale});
+    }
+  }
+}
+
+}  // namespace tvlo

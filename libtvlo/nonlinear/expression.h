@@ -1,0 +1,127 @@
+// A formula as a graph of operations while it is being compiled: constants are folded and what has a cheaper equal is
+// replaced by it. Then it is taken apart at its sums into a constant, linear and quadratic terms, and elements: what
+// is left, functions of few variables each as a rule, whose values add up.
+//
+// Values agree with those of the formula as it was given, up to rounding. Nothing here is recursive.
+#pragma once
+
+#include <vector>
+
+#include "core/formulas.h"
+
+namespace tvlo {
+
+// The derivatives of those that have kinks are one-sided: abs and pwl take the one to the right; min and max that of
+// the argument that comes first among equal ones; sign has 0.
+enum class Op : uint8_t {
+  constant,
+  column,
+  add,
+  sub,
+  mul,
+  div,
+  pow,       // both operands vary
+  powConst,  // the second operand is constant
+  powWhole,  // and a whole number of small magnitude
+  constPow,  // the first one is
+  min,
+  max,
+  neg,
+  square,
+  sqrt,
+  exp,
+  log,
+  log10,
+  sin,
+  cos,
+  tan,
+  asin,
+  acos,
+  atan,
+  abs,
+  sign,
+  erf,
+  erfc,
+  pwl,
+  user
+};
+
+struct ExpressionNode {
+  Op op;
+  int a = -1, b = -1;  // operands; column: a; pwl: a is the operand, b the table; user: its arguments are a to a + b -
+                       // 1 of `arguments`
+  double value = 0;    // constant: the number; user: the function's id
+};
+
+struct PwlTable {
+  std::vector<double> x, y;
+  bool operator==(const PwlTable&) const = default;
+};
+
+// Value and slope; a breakpoint takes the segment that starts there, the first and last segments go on for ever.
+double pwlValue(const PwlTable& table, double t, double& slope);
+
+double wholePower(double base, int exponent);
+
+class Expression {
+ public:
+  // Nodes of earlier formulas are forgotten. `tables` gathers the piecewise-linear functions.
+  explicit Expression(std::vector<PwlTable>& tables) : tables_(tables) {}
+  void read(TokenView run);  // valid tokens
+  void multiplyByColumn(int column);
+
+  const ExpressionNode& node(int k) const { return nodes_[k]; }
+  int argument(int k) const { return arguments_[k]; }
+  int root() const { return root_; }
+
+  struct Parts {
+    double constant = 0;
+    struct Linear {
+      int column;
+      double value;
+    };
+    struct Quadratic {  // value * c1 * c2
+      int c1, c2;
+      double value;
+    };
+    struct Element {  // weight * node
+      int node;
+      double weight;
+    };
+    std::vector<Linear> linear;
+    std::vector<Quadratic> quadratic;
+    std::vector<Element> elements;
+    void clear() {
+      constant = 0;
+      linear.clear();
+      quadratic.clear();
+      elements.clear();
+    }
+  };
+  void split(double factor, Parts& parts);  // factor * the formula; adds to what is there
+
+ private:
+  int constant(double value) { return push({Op::constant, -1, -1, value}); }
+  int push(const ExpressionNode& node) {
+    nodes_.push_back(node);
+    return static_cast<int>(nodes_.size()) - 1;
+  }
+  bool isConstant(int k) const { return nodes_[k].op == Op::constant; }
+  bool isConstant(int k, double value) const { return isConstant(k) && nodes_[k].value == value; }
+  int unary(Op op, int a);
+  int binary(Op op, int a, int b);
+  int power(int a, int b);
+  int chain(Op op, const int* operands, int count);
+  int piecewise(const int* operands, int count);
+  void apply(int function);
+  bool monomial(int k, double& factor, int& c1, int& c2) const;
+
+  std::vector<PwlTable>& tables_;
+  std::vector<ExpressionNode> nodes_;
+  std::vector<int> arguments_, stack_;
+  std::vector<size_t> markers_;
+  std::vector<Parts::Element> open_;
+  int root_ = -1;
+};
+
+}  // namespace tvlo

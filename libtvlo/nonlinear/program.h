@@ -1,0 +1,93 @@
+// A model with its formulas as a smooth program for a local solver. Its columns and rows are those of the model
+// without:
+// - free rows, which constrain nothing;
+// - the transfer row and column of the objective: where an equality row with that status defines a free column that
+//   stands nowhere else but in the linear objective, the objective takes the row's content in that column's place.
+// Binary and integer columns count as continuous here; whoever builds a program decides whether that will do.
+//
+// It holds what it needs of the model but the formulas' user functions, which it shares.
+#pragma once
+
+#include <vector>
+
+#include "core/model.h"
+#include "engines/nlp.h"
+#include "nonlinear/elements.h"
+
+namespace tvlo {
+
+class ModelProgram final : public NlpProgram {
+ public:
+  explicit ModelProgram(const Model& model);  // throws Error
+  ModelProgram(const ModelProgram&) = delete;
+  ModelProgram& operator=(const ModelProgram&) = delete;
+
+  bool objective(const double* x, bool fresh, double& value) override;
+  bool gradient(const double* x, bool fresh, double* values) override;
+  bool constraints(const double* x, bool fresh, double* values) override;
+  bool jacobianValues(const double* x, bool fresh, double* values) override;
+  bool hessianValues(const double* x, bool fresh, double objectiveFactor, const double* multipliers,
+                     double* values) override;
+
+  const std::vector<int>& modelColumns() const { return modelColumns_; }  // of each column: that of the model
+  const std::vector<int>& modelRows() const { return modelRows_; }
+  const std::vector<int>& columnOf() const { return columnOf_; }  // of each column of the model; -1: taken out
+  const std::vector<int>& rowOf() const { return rowOf_; }
+
+  // The column that the objective took the place of, and its row; -1: none.
+  int transferColumn() const { return transfer_.column; }
+  int transferRow() const { return transfer_.row; }
+  double transferDual() const { return transfer_.cost / transfer_.coefficient; }
+
+  // Whether every function is a polynomial of degree 2 or less, so that its second derivatives are constant.
+  bool isQuadratic() const;
+  bool isLinear() const { return hessian.row.empty(); }
+  size_t operations() const { return objectiveElements_.operations() + rowElements_.operations(); }
+  void takeBounds(const Model& model);  // those of columns and rows once more, after a change
+
+ private:
+  struct Quadratic {  // value * c1 * c2 in a row; in the objective: row 0
+    int row, c1, c2;
+    double value;
+    int first = 0, second = 0, hessian = 0;  // places of the derivatives
+  };
+  struct Transfer {
+    int column = -1, row = -1;
+    double coefficient = 1, cost = 0, rhs = 0;
+    bool any() const { return column >= 0; }
+  };
+
+  void findTransfer(const Model& model);
+  bool transferable(const Model& model, int row, int column) const;
+  void number(const Model& model);
+  void readObjective(const Model& model);
+  void readRows(const Model& model);
+  void readFormulas(const Model& model);
+  void readQuadratic(const QuadraticForm& form, double scale, double diagonal, double mixed, int target);
+  void addLinear(int target, int modelColumn, double value);
+  void buildJacobian();
+  void buildHessian();
+  int jacobianPlace(int row, int column) const;
+  static void addQuadratics(const std::vector<Quadratic>& terms, const double* x, double* values);
+
+  static constexpr int kObjective = -1;
+  std::vector<int> columnOf_, rowOf_, modelColumns_, modelRows_;
+  Transfer transfer_;
+  std::vector<PwlTable> tables_;
+  UserSites sites_;
+  Formulas shared_;  // the user functions
+  Elements objectiveElements_, rowElements_;
+
+  double constant_ = 0;
+  std::vector<double> cost_, rowConstant_;
+  struct Term {
+    int row, column;
+    double value;
+  };
+  std::vector<Term> linear_;  // of the rows
+  std::vector<Quadratic> objectiveQuadratics_, rowQuadratics_;
+  std::vector<int> jacobianStart_;
+  std::vector<double> jacobianBase_;  // the linear part
+};
+
+}  // namespace tvlo
