@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "core/error.h"
+#include "engines/nlp_bounds.h"
 
 namespace tvlo::ipopt {
 
@@ -15,22 +16,8 @@ using Clock = std::chrono::steady_clock;
 
 double secondsSince(Clock::time_point begin) { return std::chrono::duration<double>(Clock::now() - begin).count(); }
 
-bool isNan(double value) { return std::isnan(value); }
-
 // Of attempts with predictor-corrector steps, which do not notice that there is no feasible point.
 constexpr int kPredictorLimit = 200;
-
-enum class Bounds { consistent, contradictory, notNumbers };
-
-Bounds boundsOf(const std::vector<double>& lower, const std::vector<double>& upper) {
-  Bounds bounds = Bounds::consistent;
-  for (size_t i = 0; i < lower.size(); ++i) {
-    if (isNan(lower[i]) || isNan(upper[i])) return Bounds::notNumbers;
-    const bool crossed = lower[i] > upper[i] || lower[i] >= TVLO_INFINITY || upper[i] <= -TVLO_INFINITY;
-    if (crossed) bounds = Bounds::contradictory;
-  }
-  return bounds;
-}
 
 int paddingOf(const NlpProgram& program) {
   int equations = 0, free = 0;
@@ -40,15 +27,6 @@ int paddingOf(const NlpProgram& program) {
 }
 
 double finite(double value) { return std::isfinite(value) ? value : 0; }
-
-std::vector<double> startOf(const NlpProgram& program, const NlpPoint& start) {
-  std::vector<double> x(program.columns(), 0);
-  for (int j = 0; j < program.columns(); ++j) {
-    const double value = start.x.empty() ? 0 : finite(start.x[j]);
-    x[j] = std::clamp(value, program.columnLower[j], program.columnUpper[j]);
-  }
-  return x;
-}
 
 struct Verdict {
   NlpStatus status;
@@ -122,7 +100,7 @@ void runIpopt(Solve& solve, const NlpPoint& start, const Approach& approach, dou
   if (secondsLeft < TVLO_INFINITY) setOption(problem.get(), "max_wall_time", std::max(secondsLeft, 1e-6));
 
   const double sense = program.sense;
-  std::vector<double> x = startOf(program, start), activity(rows), multiplier(rows, 0);
+  std::vector<double> x = startWithin(program, start), activity(rows), multiplier(rows, 0);
   x.resize(solve.columns(), 0);
   std::vector<double> lower(x.size(), 0), upper(x.size(), 0);
   if (approach.warm) {
@@ -167,7 +145,7 @@ void evaluateOnly(Solve& solve, const NlpPoint& start, NlpResult& result) {
   constexpr double kTolerance = 1e-8;
   NlpProgram& program = solve.program;
   NlpPoint& point = result.point;
-  point.x = startOf(program, start);
+  point.x = startWithin(program, start);
   point.activity.assign(program.rows(), 0);
   point.dual.assign(program.rows(), 0);
   point.redcost.assign(program.columns(), 0);
@@ -199,13 +177,7 @@ void Session::solve(NlpProgram& program, const NlpPoint& start, const NlpRequest
     ~Stopwatch() { result.seconds = secondsSince(since); }
   } stopwatch{begin, result};
 
-  for (const Bounds bounds :
-       {boundsOf(program.columnLower, program.columnUpper), boundsOf(program.rowLower, program.rowUpper)}) {
-    if (bounds == Bounds::consistent) continue;
-    result.status = bounds == Bounds::notNumbers ? NlpStatus::failed : NlpStatus::infeasible;
-    result.reason = bounds == Bounds::notNumbers ? "a bound is not a number" : "bounds contradict each other";
-    return;
-  }
+  if (endsByBounds(program, result)) return;
   if (program.columnLower == program.columnUpper) {
     evaluateOnly(solve, start, result);
     return;
