@@ -289,7 +289,7 @@ void Run::move(Model& model) {
   if (defined && ratio < kPoor && correct(model, trial)) ratio = ratioAtTrial();
   if (ended_) return;
   lastStep_ = model.length;
-  const double tried = std::min(radius_, model.length);
+  const double radius = radius_, tried = std::min(radius, model.length);
   const bool whole = model.length > 0.99 * radius_;
   if (promised < 10 * noise) {
     radius_ *= 0.5;  // values can't tell good steps from bad ones any more; the gradients soon will
@@ -308,7 +308,7 @@ void Run::move(Model& model) {
     radius_ = 0.25 * tried;
     return;
   }
-  adaptScale(model.step, tried);
+  adaptScale(model.step, radius);
   constexpr double kFar = 1e10;
   const double size = largest(now_.x);
   if (whole && size > kFar && now_.objective < 0 && now_.violation <= tolerances_.feasibility * size) {
