@@ -13,6 +13,7 @@ need g++ command -v g++
 need make command -v make
 need ccache command -v ccache
 need zlib1g-dev test -e /usr/include/zlib.h
+need libeigen3-dev test -e /usr/include/eigen3/Eigen/Cholesky
 need libgtest-dev test -e /usr/include/gtest/gtest.h
 if command -v "$python" >/dev/null 2>&1; then
   need python3-venv "$python" -c 'import ensurepip, venv'

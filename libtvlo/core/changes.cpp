@@ -68,6 +68,7 @@ void Changes::replaced() noexcept {
   synchronised(0, 0);
   rebuild = true;
   objective = true;
+  quadratic = true;
 }
 
 void Changes::coefficientChanged(int row, int column) {
@@ -93,6 +94,7 @@ void Changes::columnsDeleted(const std::vector<int>& sortedColumns) {
 void Changes::synchronised(int nrows, int ncols) noexcept {
   rebuild = false;
   objective = false;
+  quadratic = false;
   rows.synchronised(nrows);
   columns.synchronised(ncols);
   coefs.clear();
@@ -103,7 +105,7 @@ bool Changes::none(int nrows, int ncols) const {
     return lines.deleted().empty() && lines.kept() == size && lines.bounds().empty() && lines.costs().empty() &&
            lines.types().empty();
   };
-  return !rebuild && !objective && coefs.empty() && still(rows, nrows) && still(columns, ncols);
+  return !rebuild && !objective && !quadratic && coefs.empty() && still(rows, nrows) && still(columns, ncols);
 }
 
 }  // namespace tvlo

@@ -46,6 +46,7 @@ struct Changes {
 
   bool rebuild = true;    // the engine's copy can't be followed any more: hand everything over
   bool objective = true;  // sense or constant
+  bool quadratic = true;  // the quadratic objective, or that of a row
   LineChanges rows, columns;
   // (row, column) of kept rows and columns, in the model's numbering; one may be listed more than once.
   std::vector<std::pair<int, int>> coefs;

@@ -12,20 +12,17 @@ void Model::setSense(int sense) {
   changes_.objective = true;
 }
 
-void Model::setQuadraticObjective(int64_t n, const int* c1, const int* c2, const double* coefs) {
+namespace {
+
+void requireTriplets(int64_t n, const int* c1, const int* c2, const double* coefs, int columns, const char* what) {
   requireCount(n, "quadratic coefficients");
   requireArray(c1, n, "first columns");
   requireArray(c2, n, "second columns");
   requireArray(coefs, n, "quadratic coefficients");
-  requireIndices(n, c1, columns(), "column");
-  requireIndices(n, c2, columns(), "column");
-  requireFinite(n, coefs, "Quadratic objective coefficient");
-  if (n == 0) return;
-  qobj_.set(n, c1, c2, coefs);
-  changes_.replaced();
+  requireIndices(n, c1, columns, "column");
+  requireIndices(n, c2, columns, "column");
+  requireFinite(n, coefs, what);
 }
-
-namespace {
 
 auto quadraticAt(auto& rows, int row) {
   return std::lower_bound(rows.begin(), rows.end(), row, [](const RowQuadratic& q, int r) { return q.row < r; });
@@ -33,15 +30,16 @@ auto quadraticAt(auto& rows, int row) {
 
 }  // namespace
 
+void Model::setQuadraticObjective(int64_t n, const int* c1, const int* c2, const double* coefs) {
+  requireTriplets(n, c1, c2, coefs, columns(), "Quadratic objective coefficient");
+  if (n == 0) return;
+  qobj_.set(n, c1, c2, coefs);
+  changes_.quadratic = true;
+}
+
 void Model::addRowQuadratic(int row, int64_t n, const int* c1, const int* c2, const double* coefs) {
   requireIndex(row, rows(), "row");
-  requireCount(n, "quadratic coefficients");
-  requireArray(c1, n, "first columns");
-  requireArray(c2, n, "second columns");
-  requireArray(coefs, n, "quadratic coefficients");
-  requireIndices(n, c1, columns(), "column");
-  requireIndices(n, c2, columns(), "column");
-  requireFinite(n, coefs, format("Row %d: quadratic coefficient", row).c_str());
+  requireTriplets(n, c1, c2, coefs, columns(), format("Row %d: quadratic coefficient", row).c_str());
   if (n == 0) return;
   auto at = quadraticAt(qrows_, row);
   if (at == qrows_.end() || at->row != row) {
@@ -52,7 +50,7 @@ void Model::addRowQuadratic(int row, int64_t n, const int* c1, const int* c2, co
     at->form.add(n, c1, c2, coefs);
     if (at->form.empty()) qrows_.erase(at);
   }
-  changes_.replaced();
+  changes_.quadratic = true;
 }
 
 void Model::deleteRowQuadratic(int row) {
@@ -64,7 +62,7 @@ void Model::deleteRowQuadratic(int row) {
     if (at == qrows_.end() || at->row != row) return;
     qrows_.erase(at);
   }
-  changes_.replaced();
+  changes_.quadratic = true;
 }
 
 const QuadraticForm* Model::rowQuadratic(int row) const {

@@ -117,6 +117,7 @@ class Model {
   const QuadraticForm& quadraticObjective() const { return qobj_; }
   const std::vector<RowQuadratic>& quadraticRows() const { return qrows_; }  // ascending row, none empty
   const QuadraticForm* rowQuadratic(int row) const;                          // null where there is none
+  bool quadratic() const { return !qobj_.empty() || !qrows_.empty(); }
   Bounds rowBounds(int row) const;  // lower and upper activity, infinite as +-TVLO_INFINITY
 
   bool hasIntegers() const { return entities_ > 0; }  // any column that is not C

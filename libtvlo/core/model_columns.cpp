@@ -122,7 +122,6 @@ void Model::deleteColumns(int n, const int* columns) {
     badArgument("Column %d is in a formula and can't be deleted before that", used);
   }
   colNames_.erase(sorted);
-  const bool quadratic = !qobj_.empty() || !qrows_.empty();
   record([&](Changes& changes) { changes.columnsDeleted(sorted); });
 
   int64_t to = 0;
@@ -146,11 +145,11 @@ void Model::deleteColumns(int n, const int* columns) {
   erasePositions(limit_, sorted);
   erasePositions(colType_, sorted);
   formulas_.columnsDeleted(newIndex);
-  if (quadratic) {
+  if (quadratic()) {
     qobj_.eraseColumns(newIndex);
     for (RowQuadratic& q : qrows_) q.form.eraseColumns(newIndex);
     std::erase_if(qrows_, [](const RowQuadratic& q) { return q.form.empty(); });
-    changes_.replaced();
+    changes_.quadratic = true;
   }
 }
 

@@ -163,6 +163,7 @@ void Model::deleteRows(int n, const int* rows) {
   erasePositions(rhs_, sorted);
   erasePositions(range_, sorted);
 
+  if (!qrows_.empty()) changes_.quadratic = true;
   std::erase_if(qrows_, [&](RowQuadratic& q) { return (q.row = newIndex[q.row]) < 0; });
   formulas_.rowsDeleted(newIndex);
 }

@@ -35,6 +35,11 @@ void Draft::addRow(std::string_view named, char type, double right, double width
   range.push_back(width);
 }
 
+DraftQuadratic& Draft::quadraticOf(int row) {
+  if (quadratics.empty() || quadratics.back().row != row) quadratics.emplace_back().row = row;
+  return quadratics.back();
+}
+
 void Draft::settle() {
   columnType.assign(obj.size(), 'C');
   for (size_t j = 0; j < obj.size(); ++j) {
@@ -101,6 +106,22 @@ void Draft::moveTo(Model& model) {
   }
   fresh.setColumnTypes(static_cast<int>(special.size()), special.data(), types.data());
   if (!limited.empty()) fresh.setLimits(static_cast<int>(limited.size()), limited.data(), limits.data());
+
+  QuadraticForm costs;
+  for (const DraftQuadratic& q : quadratics) {
+    const auto n = static_cast<int64_t>(q.value.size());
+    if (q.row >= 0) {
+      fresh.addRowQuadratic(q.row, n, q.first.data(), q.second.data(), q.value.data());
+    } else {
+      costs.add(n, q.first.data(), q.second.data(), q.value.data());
+    }
+  }
+  if (!costs.empty()) {
+    DraftQuadratic sums;
+    for (const QuadraticEntry& e : costs.entries()) sums.add(e.first, e.second, e.value);
+    fresh.setQuadraticObjective(static_cast<int64_t>(sums.value.size()), sums.first.data(), sums.second.data(),
+                                sums.value.data());
+  }
 
   const int objective = -1;
   const double minusConstant = -constant;

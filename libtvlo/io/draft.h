@@ -23,6 +23,18 @@ struct ColumnTraits {
   bool bounded = false;     // the file has any bound of it
 };
 
+// Quadratic triplets as the model stores them; those of a pair add up.
+struct DraftQuadratic {
+  int row = -1;  // -1: the objective
+  std::vector<int> first, second;
+  std::vector<double> value;
+  void add(int c1, int c2, double v) {
+    first.push_back(c1);
+    second.push_back(c2);
+    value.push_back(v);
+  }
+};
+
 struct Draft {
   std::string_view name, objectiveName;
   int sense = 1;
@@ -43,8 +55,12 @@ struct Draft {
   std::vector<int> index;
   std::vector<double> value;
 
+  std::vector<DraftQuadratic> quadratics;
+
   int addColumn(std::string_view columnName);  // or finds it; new ones with cost 0 and bounds [0, infinity)
   void addRow(std::string_view named, char type, double right, double width);
+
+  DraftQuadratic& quadraticOf(int row);  // the last one when it is that row's, else a new one
 
   // Types, limits and the bounds that depend on them, once the file has been read.
   void settle();

@@ -186,11 +186,13 @@ LpToken LpLexer::next() {
   } else if (c == '*') {
     token.kind = LpKind::times;
   } else if (c == '[') {
-    token.kind = LpKind::quadratic;
+    token.kind = LpKind::open;
+  } else if (c == ']' || c == '^' || c == '/') {
+    token.kind = c == ']' ? LpKind::close : c == '^' ? LpKind::power : LpKind::over;
   } else if ((c >= '0' && c <= '9') || (c == '.' && following >= '0' && following <= '9')) {
     token.kind = LpKind::number;
     token.value = scanNumber({at_, static_cast<size_t>(end_ - at_)}, length);
-  } else if (endsName(c) || c == '/') {
+  } else if (endsName(c)) {
     token.kind = LpKind::other;
   } else {
     readName(token);

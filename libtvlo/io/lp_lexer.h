@@ -23,10 +23,13 @@ enum class LpKind {
   plus,
   minus,
   times,
-  relation,   // '<', '>' or '='
-  arrow,      // ->
-  quadratic,  // [
-  other       // a single character that belongs nowhere here
+  relation,  // '<', '>' or '='
+  arrow,     // ->
+  open,      // [
+  close,     // ]
+  power,     // ^
+  over,      // /
+  other      // a single character that belongs nowhere here
 };
 
 struct LpToken {

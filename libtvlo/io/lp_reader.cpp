@@ -37,6 +37,7 @@ class LpReader {
   Side readSide(Place place, double sign, bool mayContinue);
   bool endsBefore(bool mayContinue) const;
   void addTerm(Place place, int column, double coef);
+  void readQuadratic(Place place, double factor);
   void finishRow(std::string_view name, int64_t line, double lower, double upper, char relation);
   void changeEnd(std::string_view name, int64_t line, char relation, double value);
   void setRow(int row, int64_t line, double lower, double upper);
@@ -99,7 +100,6 @@ Draft LpReader::read() {
 
 void LpReader::unexpected(const char* wanted) const {
   if (token_.kind == LpKind::end) fail(std::string("expected ") + wanted + ", found the end of the file");
-  if (token_.kind == LpKind::quadratic) file_.unsupported(token_.line, "quadratic content");
   if (token_.kind == LpKind::arrow) file_.unsupported(token_.line, "an indicator constraint");
   fail(std::string("expected ") + wanted + ", found " + quoted(token_.text));
 }
@@ -118,6 +118,57 @@ void LpReader::addTerm(Place place, int column, double coef) {
     place_[column] = size;
     draft_.index.push_back(column);
     draft_.value.push_back(coef);
+  }
+}
+
+// From the bracket on; `factor` is its sign. The store takes x'Qx/2 of the objective and x'Qx of a row.
+void LpReader::readQuadratic(Place place, double factor) {
+  struct Term {
+    int first, second;
+    double value;
+  };
+  std::vector<Term> terms;
+  advance();
+  while (token_.kind != LpKind::close) {
+    double value = factor;
+    bool signedTerm = false;
+    for (; token_.kind == LpKind::plus || token_.kind == LpKind::minus; advance()) {
+      if (token_.kind == LpKind::minus) value = -value;
+      signedTerm = true;
+    }
+    if (!terms.empty() && !signedTerm) unexpected("a sign or ]");
+    if (token_.kind == LpKind::number) {
+      value *= token_.value;
+      advance();
+      if (token_.kind == LpKind::times) advance();
+    }
+    if (std::isinf(value)) fail("a quadratic coefficient is infinite");
+    if (token_.kind != LpKind::name) unexpected("a column");
+    const int column = draft_.addColumn(token_.text);
+    advance();
+    if (token_.kind == LpKind::power) {
+      advance();
+      if (token_.kind != LpKind::number || token_.value != 2) unexpected("2 after ^");
+      terms.push_back({column, column, value});
+    } else {
+      if (token_.kind == LpKind::times) advance();
+      if (token_.kind != LpKind::name) unexpected("^2 or a second column");
+      terms.push_back({column, draft_.addColumn(token_.text), value});
+    }
+    advance();
+  }
+  advance();
+  double scale = place == Place::objective ? 2 : 1;
+  if (token_.kind == LpKind::over) {
+    advance();
+    if (token_.kind != LpKind::number || token_.value != 2) unexpected("2 after /");
+    advance();
+    scale /= 2;
+  }
+  const int row = place == Place::objective ? -1 : static_cast<int>(draft_.rowType.size());
+  for (const Term& term : terms) {
+    const double whole = term.first == term.second ? scale : scale / 2;
+    draft_.quadraticOf(row).add(term.first, term.second, whole * term.value);
   }
 }
 
@@ -147,7 +198,12 @@ Side LpReader::readSide(Place place, double sign, bool mayContinue) {
       if (token_.kind == LpKind::minus) factor = -factor;
       signedTerm = true;
     }
-    if (token_.kind == LpKind::quadratic || token_.kind == LpKind::arrow) unexpected("a term");
+    if (token_.kind == LpKind::arrow) unexpected("a term");
+    if (token_.kind == LpKind::open && (signedTerm || !side.content)) {
+      readQuadratic(place, factor);
+      side.terms = side.content = true;
+      continue;
+    }
     const bool element = token_.kind == LpKind::number || token_.kind == LpKind::name;
     if (!element && signedTerm) unexpected("a number or a name after the sign");
     if (!element || (side.content && !signedTerm)) return side;
@@ -228,7 +284,7 @@ void LpReader::readConstraint() {
     relation = 'R';
   }
   finishRow(name, line, lower, upper, relation);
-  if (token_.kind == LpKind::arrow || token_.kind == LpKind::quadratic) unexpected("a row");
+  if (token_.kind == LpKind::arrow || token_.kind == LpKind::open) unexpected("a row");
 }
 
 // Sums that came out as zero go.

@@ -4,6 +4,8 @@
 // - Both sides of a row may hold columns and constants; a column that comes twice counts with the sum. A row whose
 //   right-hand side is infinite is free (type N). "name: >= 2" sets the other end of the row that has that name; where
 //   there is none yet, it is a row without columns.
+// - Quadratic terms stand in [ ... ], in which x^2, x ^ 2, x * y and x y are products; / 2 after it, which is usual in
+//   the objective, halves all of them, and without it they count as they are.
 // - The right-hand side goes on in the next line where the line ends with an operator, or where the next one starts
 //   with a sign and holds no relation of its own.
 // - Integer columns are [0, infinity) by default; binary ones are cut to [0, 1]; the lower bound of a semi-continuous

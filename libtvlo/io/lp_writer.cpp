@@ -29,7 +29,10 @@ class LpWriter {
     startLine();
   }
   // A term or, with column -1, a constant.
-  void term(double coef, int column, bool first);
+  void term(double coef, int column, bool first) { product(coef, column, -1, first); }
+  // With `partner`, the column's product with another one or its square.
+  void product(double coef, int column, int partner, bool first);
+  void quadratic(const QuadraticForm& form, double offDiagonal, bool first);
   void number(double value);
   bool naturalOrder() const;
   void writeObjective();
@@ -43,7 +46,7 @@ class LpWriter {
   size_t lineStart_ = 0;
 };
 
-void LpWriter::term(double coef, int column, bool first) {
+void LpWriter::product(double coef, int column, int partner, bool first) {
   constexpr size_t kWidth = 100;
   std::string& text = out_.text();
   if (text.size() - lineStart_ > kWidth) {
@@ -59,6 +62,18 @@ void LpWriter::term(double coef, int column, bool first) {
     appendNumber(text, magnitude);
   }
   if (column >= 0) (text += ' ') += columns_[column];
+  if (partner >= 0) (text += partner == column ? " ^" : " * ") += partner == column ? "2" : columns_[partner];
+}
+
+void LpWriter::quadratic(const QuadraticForm& form, double offDiagonal, bool first) {
+  std::string& text = out_.text();
+  text += first ? " [" : " + [";
+  first = true;
+  for (const QuadraticEntry& e : form.entries()) {
+    product(e.first == e.second ? e.value : offDiagonal * e.value, e.first, e.second, first);
+    first = false;
+  }
+  text += " ]";
 }
 
 void LpWriter::number(double value) {
@@ -87,16 +102,28 @@ void LpWriter::write() {
 // Whether columns come in their order where the objective names only those with a cost.
 bool LpWriter::naturalOrder() const {
   int next = 0;
-  for (int j = 0; j < model_.columns(); ++j) {
-    if (model_.objective()[j] == 0) continue;
-    if (j != next++) return false;
-  }
-  next = std::max(next, 1);  // without any cost the first column stands there
-  for (const int column : model_.byRows().index) {
-    if (column > next) return false;
+  bool natural = true;
+  const auto meet = [&](int column) {
+    natural = natural && column <= next;
     next += static_cast<int>(column == next);
+  };
+  const auto meetPairs = [&](const QuadraticForm& form) {
+    for (const QuadraticEntry& e : form.entries()) {
+      meet(e.first);
+      meet(e.second);
+    }
+  };
+  for (int j = 0; j < model_.columns(); ++j) {
+    if (model_.objective()[j] != 0) meet(j);
   }
-  return next == model_.columns();
+  if (next == 0) meet(0);  // without any cost the first column stands there
+  meetPairs(model_.quadraticObjective());
+  const SparseMatrix& matrix = model_.byRows();
+  for (int i = 0; i < model_.rows() && natural; ++i) {
+    for (int64_t k = matrix.start[i]; k < matrix.start[i + 1]; ++k) meet(matrix.index[k]);
+    if (const QuadraticForm* const form = model_.rowQuadratic(i)) meetPairs(*form);
+  }
+  return natural && next == model_.columns();
 }
 
 void LpWriter::writeObjective() {
@@ -112,6 +139,11 @@ void LpWriter::writeObjective() {
   }
   if (first && model_.columns() > 0) {
     term(0, 0, first);
+    first = false;
+  }
+  if (!model_.quadraticObjective().empty()) {
+    quadratic(model_.quadraticObjective(), 2, first);
+    text += " / 2";
     first = false;
   }
   if (model_.constant() != 0) term(model_.constant(), -1, first);
@@ -135,7 +167,11 @@ void LpWriter::writeRow(int row) {
     term(matrix.value[k], matrix.index[k], first);
     first = false;
   }
-  if (first) term(0, model_.columns() > 0 ? 0 : -1, first);
+  if (const QuadraticForm* const form = model_.rowQuadratic(row)) {
+    quadratic(*form, 2, first);
+  } else if (first) {
+    term(0, model_.columns() > 0 ? 0 : -1, first);
+  }
   if (type == 'N') {
     text += " >= -inf";
   } else {

@@ -119,6 +119,21 @@ MpsRecord MpsLines::columnRecord(const Lookup& rows) const {
   return record;
 }
 
+MpsRecord MpsLines::quadraticRecord(const Lookup& columns) const {
+  if (form_ == MpsForm::fixed) return fixedRecord(&columns);
+  Fields f = split(line_);
+  f.cutComment(3, columns);
+  if (f.count != 3 && f.count != 5) {
+    fail("expected a column and one or two pairs of a column and a number, found " + counted(f.count));
+  }
+  MpsRecord record{.name = f.at[0], .first = f.at[1], .value = f.at[2]};
+  if (f.count == 5) {
+    record.second = f.at[3];
+    record.secondValue = f.at[4];
+  }
+  return record;
+}
+
 MpsRecord MpsLines::setRecord(const Lookup& rows) const {
   if (form_ == MpsForm::fixed) return fixedRecord(&rows);
   Fields f = split(line_);

@@ -41,7 +41,8 @@ class MpsLines {
   // The fields of the present line in each kind of section.
   MpsRecord rowRecord() const;
   MpsRecord columnRecord(const Lookup& rows) const;
-  MpsRecord setRecord(const Lookup& rows) const;  // RHS and RANGES: the set may be left out
+  MpsRecord quadraticRecord(const Lookup& columns) const;  // the column, another one and the coefficient
+  MpsRecord setRecord(const Lookup& rows) const;           // RHS and RANGES: the set may be left out
   MpsRecord boundRecord(const Lookup& columns) const;
 
  private:

@@ -4,13 +4,31 @@
 #include <optional>
 
 #include "io/mps_bounds.h"
+#include "io/mps_quadratic.h"
 #include "io/numbers.h"
 
 namespace tvlo {
 
 namespace {
 
-enum class Section { none, name, sense, objectiveName, ignored, rows, columns, rhs, ranges, bounds, end, unsupported };
+enum class Section {
+  none,
+  name,
+  sense,
+  objectiveName,
+  ignored,
+  rows,
+  columns,
+  rhs,
+  ranges,
+  bounds,
+  quadobj,
+  qmatrix,
+  qsection,
+  qcmatrix,
+  end,
+  unsupported
+};
 
 struct SectionName {
   const char* name;
@@ -28,10 +46,10 @@ constexpr SectionName kSections[] = {
     {"ranges", Section::ranges},
     {"bounds", Section::bounds},
     {"endata", Section::end},
-    {"quadobj", Section::unsupported},
-    {"qmatrix", Section::unsupported},
-    {"qsection", Section::unsupported},
-    {"qcmatrix", Section::unsupported},
+    {"quadobj", Section::quadobj},
+    {"qmatrix", Section::qmatrix},
+    {"qsection", Section::qsection},
+    {"qcmatrix", Section::qcmatrix},
     {"csection", Section::unsupported},
     {"sos", Section::unsupported},
     {"sos1", Section::unsupported},
@@ -60,6 +78,7 @@ class MpsReader {
   };
 
   void startSection();
+  void startQuadratic(std::string_view keyword);
   void readLine();
   void setSense(std::string_view word);
   void readRow();
@@ -71,6 +90,7 @@ class MpsReader {
   void setRhs(std::string_view row, std::string_view text);
   void readRange();
   void readBound();
+  void readQuadratic();
   void applyRanges();
   void finishRows();
   void finish();
@@ -90,6 +110,8 @@ class MpsReader {
   std::vector<int> inColumn_;  // of each row: the last column with a coefficient in it
   std::vector<bool> hasRhs_, hasRange_;
   std::vector<Range> ranges_;
+  MpsQuadratic quadratic_;
+  std::vector<bool> hasQuadratic_;
   std::optional<std::string_view> rhsSet_, rangeSet_, boundSet_;
 };
 
@@ -125,7 +147,9 @@ void MpsReader::startSection() {
     file_.unsupported(lines_.number(), "section " + std::string(words[0]));
   }
   const auto was = [&](Section section) { return seen_[static_cast<int>(section)]; };
-  if (was(found->section) && found->section >= Section::rows) {
+  quadratic_.finish(draft_, file_);
+  const bool many = found->section == Section::qsection || found->section == Section::qcmatrix;
+  if (was(found->section) && found->section >= Section::rows && !many) {
     lines_.fail("section " + std::string(words[0]) + " comes a second time");
   }
   if (found->section == Section::columns && !was(Section::rows)) lines_.fail("section COLUMNS comes before ROWS");
@@ -141,7 +165,43 @@ void MpsReader::startSection() {
     setSense(words[1]);
   } else if (section_ == Section::objectiveName && count > 1) {
     draft_.objectiveName = words[1];
+  } else if (section_ >= Section::quadobj && section_ <= Section::qcmatrix) {
+    startQuadratic(words[0]);
   }
+}
+
+void MpsReader::startQuadratic(std::string_view keyword) {
+  const std::string_view name = trimmed(lines_.line().substr(keyword.size()));
+  const bool rowwise = section_ == Section::qcmatrix || (section_ == Section::qsection && !name.empty());
+  const int at = rowwise ? row(name) : objective_;
+  if (section_ == Section::qcmatrix && at == objective_) {
+    lines_.fail("QCMATRIX is for rows, and " + quoted(name) + " is the objective");
+  }
+  if (at < 0) lines_.fail("there is no objective, that is, no row of type N");
+  if (hasQuadratic_[at]) lines_.fail("a second quadratic section of row " + quoted(rows_.name(at)));
+  hasQuadratic_[at] = true;
+  const bool full = section_ == Section::qcmatrix || section_ == Section::qmatrix;
+  const int place = at == objective_ ? -1 : at - (objective_ >= 0 && at > objective_ ? 1 : 0);
+  quadratic_.start(place, full, section_ != Section::qcmatrix);
+}
+
+void MpsReader::readQuadratic() {
+  const MpsRecord record = lines_.quadraticRecord(draft_.columns);
+  const auto column = [&](std::string_view name) {
+    if (name.empty()) lines_.fail("the name of the column is missing");
+    const int found = draft_.columns.find(name);
+    if (found < 0) lines_.fail("unknown column " + quoted(name));
+    return found;
+  };
+  const auto add = [&](std::string_view name, std::string_view text) {
+    const int first = column(record.name);
+    const int second = column(name);
+    const double value = number(text, "the coefficient");
+    if (std::isinf(value)) lines_.fail("the coefficient is infinite");
+    quadratic_.add(first, second, value, lines_.number());
+  };
+  add(record.first, record.value);
+  if (!record.second.empty()) add(record.second, record.secondValue);
 }
 
 void MpsReader::readLine() {
@@ -163,6 +223,11 @@ void MpsReader::readLine() {
       return readRange();
     case Section::bounds:
       return readBound();
+    case Section::quadobj:
+    case Section::qmatrix:
+    case Section::qsection:
+    case Section::qcmatrix:
+      return readQuadratic();
     default:
       lines_.fail("expected a section, found " + quoted(trimmed(lines_.line())));
   }
@@ -202,6 +267,7 @@ void MpsReader::finishRows() {
   inColumn_.assign(rows_.size(), -1);
   hasRhs_.assign(rows_.size(), false);
   hasRange_.assign(rows_.size(), false);
+  hasQuadratic_.assign(rows_.size(), false);
 }
 
 int MpsReader::row(std::string_view name) const {

@@ -8,6 +8,7 @@
 //   lower bound, if the file gives one that is not negative, is its limit. PI makes a column partially integer with
 //   that limit.
 // - A range R on an E row with right-hand side b is [b, b + R] for R >= 0 and [b + R, b] otherwise.
+// - Quadratic sections: see io/mps_quadratic.h. They may come anywhere after COLUMNS.
 // - Names of sections, senses and types may be in lower case. OBJSENSE has its word on its own or on the next line.
 // - What follows ENDATA is not read.
 #pragma once

@@ -34,6 +34,7 @@ class MpsWriter {
   void writeRanges();
   void writeBounds();
   void writeBoundsOf(int column);
+  void writeQuadratics();
   void bound(std::string_view type, int column) { boundLine(type, column, nullptr); }
   void bound(std::string_view type, int column, double value) { boundLine(type, column, &value); }
   void boundLine(std::string_view type, int column, const double* value);
@@ -85,6 +86,7 @@ void MpsWriter::write() {
   writeRhs();
   writeRanges();
   writeBounds();
+  writeQuadratics();
   section("ENDATA");
 }
 
@@ -180,6 +182,20 @@ void MpsWriter::writeBoundsOf(int j) {
     bound("UP", j, upper);
   } else if (integer && lower == 0) {
     bound("PL", j);  // without any bound it would be binary
+  }
+}
+
+void MpsWriter::writeQuadratics() {
+  if (!model_.quadraticObjective().empty()) section("QUADOBJ");
+  for (const QuadraticEntry& e : model_.quadraticObjective().entries()) {
+    line({}, columns_[e.first], columns_[e.second], &e.value);
+  }
+  for (const RowQuadratic& row : model_.quadraticRows()) {
+    section(("QCMATRIX   " + rows_[row.row]).c_str());
+    for (const QuadraticEntry& e : row.form.entries()) {
+      line({}, columns_[e.first], columns_[e.second], &e.value);
+      if (e.first != e.second) line({}, columns_[e.second], columns_[e.first], &e.value);
+    }
   }
 }
 

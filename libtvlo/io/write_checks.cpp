@@ -10,9 +10,6 @@ void requireWritable(const Model& model) {
   if (!model.formulas().empty()) {
     throw Error(TVLO_ERR_UNSUPPORTED, "Writing formulas is not supported yet");
   }
-  if (!model.quadraticObjective().empty() || !model.quadraticRows().empty()) {
-    throw Error(TVLO_ERR_UNSUPPORTED, "Writing quadratic content is not supported yet");
-  }
   for (int j = 0; j < model.columns(); ++j) {
     if (model.limit(j) < TVLO_INFINITY ||
         std::string_view("SRP").find(model.columnTypes()[j]) == std::string_view::npos)

@@ -41,15 +41,6 @@ void raiseOutside(Violation& worst, double value, Bounds bounds, double scale = 
   if (std::isnan(value)) raise(worst, value, 1);
 }
 
-Bounds relaxedBounds(const Model& model, int column) {
-  const char type = model.columnTypes()[column];
-  const double upper = model.upper()[column];
-  if (type != 'S' && type != 'R') return {model.lower()[column], upper};
-  const double lower = model.semiLower(column);
-  if (lower > upper) return {0, 0};
-  return {std::min(lower, 0.0), std::max(upper, 0.0)};
-}
-
 void raiseColumn(Violation& worst, const Model& model, int column, double x, bool integrality) {
   const char type = model.columnTypes()[column];
   if (!integrality || type == 'C') {
@@ -93,7 +84,50 @@ void checkPair(DualCheck& check, Sum& lost, double d, double value, Bounds bound
 
 bool sized(const Model& model, const std::vector<double>& x) { return x.size() == model.columnTypes().size(); }
 
+// The gradient of the objective minus the duals times those of the rows; `largest`: term of each.
+struct Gradient {
+  Gradient(const Model& model, const std::vector<double>& x, const std::vector<double>& dual)
+      : value(model.objective()), largest(value.size()) {
+    for (size_t j = 0; j < value.size(); ++j) largest[j] = std::max(1.0, std::abs(value[j]));
+    addForm(model.quadraticObjective(), true, 1, x);
+    for (size_t j = 0; j < value.size(); ++j) most = std::max(most, std::abs(value[j]));
+    const SparseMatrix& matrix = model.byRows();
+    for (int i = 0; i < model.rows(); ++i) {
+      if (dual[i] == 0) continue;
+      for (int64_t k = matrix.start[i]; k < matrix.start[i + 1]; ++k) add(matrix.index[k], -dual[i] * matrix.value[k]);
+    }
+    for (const RowQuadratic& row : model.quadraticRows()) {
+      if (dual[row.row] != 0) addForm(row.form, false, -dual[row.row], x);
+    }
+  }
+
+  std::vector<double> value, largest;
+  double most = 1;  // of the objective's own
+
+ private:
+  void add(int column, double part) {
+    value[column] += part;
+    largest[column] = std::max(largest[column], std::abs(part));
+  }
+  void addForm(const QuadraticForm& form, bool objective, double factor, const std::vector<double>& x) {
+    forEachTerm(form, objective, [&](int i, int j, double c) {
+      if (i == j) return add(i, 2 * factor * c * x[i]);
+      add(i, factor * c * x[j]);
+      add(j, factor * c * x[i]);
+    });
+  }
+};
+
 }  // namespace
+
+Bounds relaxedBounds(const Model& model, int column) {
+  const char type = model.columnTypes()[column];
+  const double upper = model.upper()[column];
+  if (type != 'S' && type != 'R') return {model.lower()[column], upper};
+  const double lower = model.semiLower(column);
+  if (lower > upper) return {0, 0};
+  return {std::min(lower, 0.0), std::max(upper, 0.0)};
+}
 
 Activities::Activities(const Model& model, const std::vector<double>& x)
     : value(model.rowTypes().size()), largest(value.size()) {
@@ -109,11 +143,22 @@ Activities::Activities(const Model& model, const std::vector<double>& x)
     value[i] = sum.value();
     largest[i] = most;
   }
+  for (const RowQuadratic& row : model.quadraticRows()) {
+    Sum sum(value[row.row]);
+    double& most = largest[row.row];
+    forEachTerm(row.form, false, [&](int i, int j, double c) {
+      const double term = c * x[i] * x[j];
+      sum.add(term);
+      most = std::max(most, std::abs(term));
+    });
+    value[row.row] = sum.value();
+  }
 }
 
 double objectiveValue(const Model& model, const std::vector<double>& x) {
   Sum sum(model.constant());
   for (int j = 0; j < model.columns(); ++j) sum.add(model.objective()[j] * x[j]);
+  forEachTerm(model.quadraticObjective(), true, [&](int i, int j, double c) { sum.add(c * x[i] * x[j]); });
   return sum.value();
 }
 
@@ -137,48 +182,35 @@ DualCheck checkDuals(const Model& model, const std::vector<double>& x, const Act
   const auto n = static_cast<size_t>(model.columns());
   const auto m = static_cast<size_t>(model.rows());
   if (redcost.size() != n || dual.size() != m) return {kWhole, kWhole, kWhole, kWhole};
-  const SparseMatrix& matrix = model.byRows();
   const double sign = model.sense();
   DualCheck check;
   Sum lost;
-  double dualScale = 1;
-  for (const double cost : model.objective()) dualScale = std::max(dualScale, std::abs(cost));
-
-  std::vector<double> reduced(model.objective());  // by definition
-  std::vector<double> largest(n);                  // term of each
-  for (size_t j = 0; j < n; ++j) largest[j] = std::max(1.0, std::abs(reduced[j]));
+  const Gradient reduced(model, x, dual);
   for (int i = 0; i < model.rows(); ++i) {
     if (dual[i] == 0) continue;
-    for (int64_t k = matrix.start[i]; k < matrix.start[i + 1]; ++k) {
-      const int j = matrix.index[k];
-      const double part = dual[i] * matrix.value[k];
-      reduced[j] -= part;
-      largest[j] = std::max(largest[j], std::abs(part));
-    }
-    checkPair(check, lost, sign * dual[i], rows.value[i], model.rowBounds(i), rows.largest[i], dualScale, tolerance);
+    checkPair(check, lost, sign * dual[i], rows.value[i], model.rowBounds(i), rows.largest[i], reduced.most, tolerance);
   }
   for (size_t j = 0; j < n; ++j) {
-    const double residual = std::abs(reduced[j] - redcost[j]) / largest[j];
+    const double residual = std::abs(reduced.value[j] - redcost[j]) / reduced.largest[j];
     check.residual = std::isnan(residual) ? kWhole : std::max(check.residual, residual);
     if (redcost[j] == 0) continue;
-    checkPair(check, lost, sign * redcost[j], x[j], relaxedBounds(model, static_cast<int>(j)), 1, dualScale, tolerance);
+    checkPair(check, lost, sign * redcost[j], x[j], relaxedBounds(model, static_cast<int>(j)), 1, reduced.most,
+              tolerance);
   }
   const double gap = lost.value() / std::max(1.0, std::abs(objectiveValue(model, x)));
   check.gap = std::isnan(gap) ? kWhole : gap;
   return check;
 }
 
+std::vector<double> reducedCosts(const Model& model, const std::vector<double>& x, const std::vector<double>& dual) {
+  return Gradient(model, x, dual).value;
+}
+
 double dualViolation(const Model& model, const std::vector<double>& dual, const std::vector<double>& redcost,
                      const std::vector<double>& x) {
   if (!sized(model, x) || dual.size() != model.rowTypes().size()) return kWhole;
   // Recomputed reduced costs, so that an error in those given shows as well.
-  std::vector<double> reduced(model.objective());
-  const SparseMatrix& matrix = model.byRows();
-  for (int i = 0; i < model.rows(); ++i) {
-    for (int64_t k = matrix.start[i]; k < matrix.start[i + 1]; ++k) {
-      reduced[matrix.index[k]] -= dual[i] * matrix.value[k];
-    }
-  }
+  const std::vector<double> reduced = reducedCosts(model, x, dual);
   const Activities rows(model, x);
   const double given = checkDuals(model, x, rows, dual, redcost, 0).violation;
   return std::max(given, checkDuals(model, x, rows, dual, reduced, 0).violation);

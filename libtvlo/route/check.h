@@ -12,10 +12,13 @@ namespace tvlo {
 struct Activities {
   Activities(const Model& model, const std::vector<double>& x);
   std::vector<double> value;
-  std::vector<double> largest;  // |a_ij x_j| of each row
+  std::vector<double> largest;  // term of each row, in absolute value
 };
 
-// A relative violation is divided by max(1, |bound|) of what it violates, for a row also by its largest |a_ij x_j|.
+// Of a column in the continuous relaxation; those of semi-continuous ones reach to 0.
+Bounds relaxedBounds(const Model& model, int column);
+
+// A relative violation is divided by max(1, |bound|) of what it violates, for a row also by its largest term.
 struct Violation {
   double absolute = 0, relative = 0;
 };
@@ -24,7 +27,10 @@ struct Violation {
 Violation primalViolation(const Model& model, const std::vector<double>& x, bool integrality);
 Violation primalViolation(const Model& model, const std::vector<double>& x, const Activities& rows, bool integrality);
 
-// How far an LP's duals are from proving that x is optimal.
+// The reduced costs that the duals give by definition: the objective's gradient minus the duals times the rows'.
+std::vector<double> reducedCosts(const Model& model, const std::vector<double>& x, const std::vector<double>& dual);
+
+// How far the duals of a convex problem are from proving that x is optimal.
 struct DualCheck {
   double residual = 0;       // reduced costs against their definition, relative
   double infeasibility = 0;  // of signs that no bound allows, relative to the costs

@@ -4,6 +4,8 @@
 #include <optional>
 
 #include "core/error.h"
+#include "engines/loader.h"
+#include "route/quadratic_session.h"
 
 namespace tvlo {
 
@@ -33,16 +35,25 @@ Method defaultMethod(const ControlValues& controls) {
   }
 }
 
-// The table. Rows of one class are tried from above; automatic stands for the method that was asked for.
-enum class Class { lp, mip };
+// The table. Rows of one class are tried from above; automatic stands for the method that was asked for, or in a
+// quadratic class for the only one that the engine has.
+using Class = ProblemClass;
 struct Row {
   Class of;
   Attempt attempt;
 };
 constexpr Row kRoutes[] = {
-    {Class::lp, {"highs", Method::automatic, false, false}},   {Class::lp, {"highs", Method::automatic, true, false}},
-    {Class::lp, {"highs", Method::primalSimplex, true, true}}, {Class::lp, {"highs", Method::barrier, true, false}},
-    {Class::mip, {"highs", Method::automatic, false, false}},  {Class::mip, {"highs", Method::automatic, true, true}},
+    {Class::lp, {"highs", Method::automatic, false, false}},
+    {Class::lp, {"highs", Method::automatic, true, false}},
+    {Class::lp, {"highs", Method::primalSimplex, true, true}},
+    {Class::lp, {"highs", Method::barrier, true, false}},
+    {Class::mip, {"highs", Method::automatic, false, false}},
+    {Class::mip, {"highs", Method::automatic, true, true}},
+    {Class::quadratic, {"highs", Method::automatic, false, false}},
+    {Class::quadratic, {"ipopt", Method::barrier, false, false}},
+    {Class::quadratic, {"ipopt", Method::barrier, true, false}},
+    {Class::quadraticRows, {"ipopt", Method::barrier, false, false}},
+    {Class::quadraticRows, {"ipopt", Method::barrier, true, false}},
 };
 
 }  // namespace
@@ -70,24 +81,40 @@ Flags parseFlags(const char* flags, const ControlValues& controls) {
   return result;
 }
 
+ProblemClass classOf(const Model& model, bool mip) {
+  const auto binds = [&](const RowQuadratic& row) { return model.rowTypes()[row.row] != 'N'; };
+  const bool rows = std::any_of(model.quadraticRows().begin(), model.quadraticRows().end(), binds);
+  if (!rows && model.quadraticObjective().empty()) return mip ? Class::mip : Class::lp;
+  if (mip) throw Error(TVLO_ERR_UNSUPPORTED, "Quadratic problems with integer entities are not supported yet");
+  return rows ? Class::quadraticRows : Class::quadratic;
+}
+
 std::vector<Attempt> routeOf(const Model& model, bool mip, Method method) {
   if (!model.formulas().empty()) {
     throw Error(TVLO_ERR_UNSUPPORTED, "The problem has formulas: only the nonlinear component can solve it");
   }
-  if (!model.quadraticObjective().empty() || !model.quadraticRows().empty()) {
-    throw Error(TVLO_ERR_UNSUPPORTED, "Quadratic problems are not supported yet");
-  }
+  const Class of = classOf(model, mip);
   const auto& types = model.columnTypes();
   if (mip && std::find(types.begin(), types.end(), 'P') != types.end()) {
     throw Error(TVLO_ERR_UNSUPPORTED, "Partially integer columns are not supported yet");
   }
   std::vector<Attempt> attempts;
   for (const Row& row : kRoutes) {
-    if (row.of != (mip ? Class::mip : Class::lp)) continue;
+    if (row.of != of) continue;
     attempts.push_back(row.attempt);
-    if (row.attempt.method == Method::automatic) attempts.back().method = method;
+    const bool open = of == Class::lp || of == Class::mip;
+    if (open && row.attempt.method == Method::automatic) attempts.back().method = method;
+  }
+  // Where the interior-point method is asked for, it comes first.
+  if (of == Class::quadratic && (method == Method::barrier || method == Method::barrierWithoutCrossover)) {
+    std::rotate(attempts.begin(), attempts.begin() + 1, attempts.end());
   }
   return attempts;
+}
+
+std::unique_ptr<EngineSession> openForRoute(const std::string& engine) {
+  if (engine != "ipopt") return openEngine(engine);
+  return std::make_unique<QuadraticSession>(openNlpEngine(engine));
 }
 
 }  // namespace tvlo

@@ -1,6 +1,8 @@
 // Which engine and method solve a problem: decided from its class and content and from the flags of the call.
 #pragma once
 
+#include <memory>
+#include <string>
 #include <vector>
 
 #include "core/controls.h"
@@ -24,8 +26,15 @@ struct Attempt {
   bool withoutPresolve;
 };
 
+// What `model` is: quadratic is a convex quadratic objective over linear rows, quadraticRows convex in all its parts.
+enum class ProblemClass { lp, mip, quadratic, quadraticRows };
+ProblemClass classOf(const Model& model, bool mip);
+
 // `mip`: a tree search; else the continuous relaxation. Throws Error with TVLO_ERR_UNSUPPORTED when no engine at
 // hand solves what the model contains.
 std::vector<Attempt> routeOf(const Model& model, bool mip, Method method);
+
+// The engine of an attempt: opens local solvers too, for convex quadratic problems.
+std::unique_ptr<EngineSession> openForRoute(const std::string& engine);
 
 }  // namespace tvlo

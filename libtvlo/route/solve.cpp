@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <limits>
+#include <numeric>
 
 #include "core/error.h"
-#include "engines/loader.h"
 #include "route/check.h"
+#include "route/convexity.h"
+#include "route/quadratic_proof.h"
 #include "route/route.h"
 
 namespace tvlo {
@@ -27,10 +28,20 @@ class Solver {
 
   void run() {
     const bool search = mip_ && !flags_.relaxation && model_.hasIntegers();
-    const std::vector<Attempt> attempts = routeOf(model_, search, flags_.method);
+    std::vector<Attempt> attempts = routeOf(model_, search, flags_.method);
+    class_ = classOf(model_, search);
     Basis start = std::move(problem_.solution.basis);
     problem_.solution = Solution();
-    announce(search);
+    announce();
+    if (quadratic()) {
+      requireConvex();
+      // The engine that had the answer last starts from it.
+      if (problem_.session && problem_.sessionEngine != attempts[0].engine) {
+        const auto same = std::find_if(attempts.begin(), attempts.end(),
+                                       [&](const Attempt& a) { return a.engine == problem_.sessionEngine; });
+        if (same != attempts.end()) std::rotate(attempts.begin(), same, same + 1);
+      }
+    }
     if (!solveTrivially(search)) tryInTurn(attempts, search, start);
     finish(search);
   }
@@ -47,9 +58,21 @@ class Solver {
            !(problem_.messages.empty() && environmentMessages().empty());
   }
 
-  void announce(bool search) const {
-    problem_.say(format("%s with %d rows, %d columns, %lld coefficients, %d integer entities", search ? "MIP" : "LP",
-                        model_.rows(), model_.columns(), static_cast<long long>(model_.nonzeros()), model_.entities()));
+  bool quadratic() const { return class_ == ProblemClass::quadratic || class_ == ProblemClass::quadraticRows; }
+
+  void announce() const {
+    static constexpr const char* kClass[] = {"LP", "MIP", "QP", "QCQP"};
+    problem_.say(format("%s with %d rows, %d columns, %lld coefficients, %d integer entities",
+                        kClass[static_cast<int>(class_)], model_.rows(), model_.columns(),
+                        static_cast<long long>(model_.nonzeros()), model_.entities()));
+  }
+
+  void requireConvex() {
+    const std::string part = nonconvexPart(model_);
+    if (part.empty()) return;
+    problem_.solution.lpStatus = LpStatus::nonconvex;
+    if (mip_) problem_.solution.mipStatus = MipStatus::lpNotOptimal;
+    throw Error(TVLO_ERR_UNSUPPORTED, "The problem is nonconvex: " + part + " is not convex");
   }
 
   // Models that need no engine: without columns, or with bounds that cross.
@@ -84,17 +107,21 @@ class Solver {
   }
 
   void tryInTurn(const std::vector<Attempt>& attempts, bool search, const Basis& start) {
-    const bool keep = !search && problem_.controls.getInt(control::keepbasis) != 0;
-    const bool warm = problem_.session != nullptr || (keep && !start.empty());
+    const bool keep = !search && !quadratic() && problem_.controls.getInt(control::keepbasis) != 0;
+    std::vector<Attempt> fromNothing;
     for (size_t i = 0; i < attempts.size(); ++i) {
       const bool last = i + 1 == attempts.size();
-      const bool repeats =
-          attempts[i].method == attempts[0].method && attempts[i].withoutPresolve == attempts[0].withoutPresolve;
-      if (i > 0 && repeats && !warm && problem_.session) continue;  // the first started from nothing as well
+      const auto repeats = [&](const Attempt& done) {
+        return std::string_view(done.engine) == attempts[i].engine && done.method == attempts[i].method &&
+               done.withoutPresolve == attempts[i].withoutPresolve;
+      };
+      if (problem_.session && std::any_of(fromNothing.begin(), fromNothing.end(), repeats)) continue;
+      const bool fresh = !problem_.session || problem_.sessionEngine != attempts[i].engine;
+      if (attempts[i].cold || (fresh && !(keep && !start.empty()))) fromNothing.push_back(attempts[i]);
       try {
         Solution result = ask(attempts[i], search, keep && !attempts[i].cold ? &start : nullptr);
         const bool claimed = result.lpStatus == LpStatus::optimal || result.mipStatus == MipStatus::optimal;
-        const bool settled = search ? settleMip(result) : settleLp(result);
+        const bool settled = search ? settleMip(result) : quadratic() ? settleQuadratic(result) : settleLp(result);
         accumulate(std::move(result));
         if (settled) return;
         if (!stopped() && !last) {
@@ -110,6 +137,13 @@ class Solver {
         throw;
       }
       if (stopped()) return;
+    }
+    if (quadratic()) {
+      Solution result;
+      result.lpStatus = LpStatus::unfinished;
+      const bool settled = settleClaim(result, LpStatus::unfinished);
+      accumulate(std::move(result));
+      if (settled || stopped()) return;
     }
     problem_.say("No answer passed its check; the problem is left unfinished", MessageType::warning);
   }
@@ -174,6 +208,73 @@ class Solver {
     // The point of a solve that was stopped counts where it is feasible.
     if (point.available && !(primalViolation(model_, point.x, false).relative <= feasible)) point = PointValues();
     return result.stop != Stop::none;
+  }
+
+  // The same for a convex quadratic problem, where what an engine says of the absence of an optimum needs a proof.
+  bool settleQuadratic(Solution& result) {
+    const LpStatus claim = result.lpStatus;
+    if (claim != LpStatus::infeasible && claim != LpStatus::unbounded) return settleLp(result);
+    return settleClaim(result, claim);
+  }
+
+  // `result` has the point that the engine ended with, if any.
+  bool settleClaim(Solution& result, LpStatus claim) {
+    const double feasible = kSlack * problem_.controls.getDouble(control::feastol);
+    const bool away = result.lp.available && primalViolation(model_, result.lp.x, false).relative > feasible;
+    result.lp = PointValues();
+    result.basis = Basis();
+    result.lpStatus = LpStatus::unfinished;
+    const bool linear = class_ == ProblemClass::quadratic;
+    const LpStatus rows = solveAside(linearRows(model_), "highs", result).lpStatus;
+    // Of a convex problem, a point where the violation is least proves that there is none without.
+    if (rows == LpStatus::infeasible || (claim == LpStatus::infeasible && !linear && away)) {
+      result.lpStatus = LpStatus::infeasible;
+    } else if (rows == LpStatus::optimal && claim != LpStatus::infeasible && improvesForEver(result) &&
+               (linear || feasiblePointExists(result))) {
+      result.lpStatus = LpStatus::unbounded;
+    }
+    return result.lpStatus != LpStatus::unfinished;
+  }
+
+  // A problem that helps to settle this one, by an engine of its own. Only a point that holds its rows counts.
+  Solution solveAside(Model aside, const char* engine, Solution& result) {
+    Solution found;
+    if (result.stop != Stop::none) return found;
+    SolveRequest request;
+    request.secondsLeft = secondsLeft();
+    request.controls = &problem_.controls;
+    request.interrupted = [this] { return problem_.interruptReason.load(std::memory_order_relaxed); };
+    open_(engine)->solve(aside, request, found);
+    result.stop = found.stop;
+    const double feasible = kSlack * problem_.controls.getDouble(control::feastol);
+    const bool sound = found.lp.available && primalViolation(aside, found.lp.x, false).relative <= feasible;
+    if (found.lpStatus == LpStatus::optimal && !sound) found.lpStatus = LpStatus::unfinished;
+    found.lp.available = sound;
+    return found;
+  }
+
+  bool improvesForEver(Solution& result) {
+    Model cone = recessionDirections(model_);
+    double largest = 0;
+    for (const double cost : cone.objective()) largest = std::max(largest, std::abs(cost));
+    const Solution ray = solveAside(cone, "highs", result);
+    return ray.lp.available && cone.sense() * objectiveValue(cone, ray.lp.x) < -1e-6 * largest;
+  }
+
+  bool feasiblePointExists(Solution& result) {
+    Model rows = model_;
+    const auto& entries = rows.quadraticObjective().entries();
+    std::vector<int> first, second;
+    for (const QuadraticEntry& e : entries) {
+      first.push_back(e.first);
+      second.push_back(e.second);
+    }
+    rows.setQuadraticObjective(static_cast<int64_t>(first.size()), first.data(), second.data(),
+                               std::vector<double>(first.size(), 0).data());
+    std::vector<int> columns(rows.columns());
+    std::iota(columns.begin(), columns.end(), 0);
+    rows.setObjective(rows.columns(), columns.data(), std::vector<double>(columns.size(), 0).data());
+    return solveAside(rows, "ipopt", result).lp.available;
   }
 
   bool settleMip(Solution& result) const {
@@ -309,6 +410,7 @@ class Solver {
   Model& model_;
   const bool mip_;
   const Flags flags_;
+  ProblemClass class_ = ProblemClass::lp;
   const EngineOpener& open_;
   const Clock::time_point begin_ = Clock::now();
 };
@@ -319,7 +421,7 @@ void solveWith(Problem& problem, const char* flags, bool mip, const EngineOpener
   Solver(problem, mip, parseFlags(flags, problem.controls), open).run();
 }
 
-void solveLp(Problem& problem, const char* flags) { solveWith(problem, flags, false, openEngine); }
-void solveMip(Problem& problem, const char* flags) { solveWith(problem, flags, true, openEngine); }
+void solveLp(Problem& problem, const char* flags) { solveWith(problem, flags, false, openForRoute); }
+void solveMip(Problem& problem, const char* flags) { solveWith(problem, flags, true, openForRoute); }
 
 }  // namespace tvlo

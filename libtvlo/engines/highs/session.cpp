@@ -90,6 +90,7 @@ void Session::solve(const Model& model, const SolveRequest& request, Solution& r
     status_ = run();
     if (request.mip && !capped_.empty()) status_ = settleCaps(status_);
     status_ = settleUnbounded(status_);
+    status_ = centre(status_);
     improvements_ = solve.improvements;
     options_.settle();
     ended_ = stopOf(status_) == Stop::none && status_ != kHighsModelStatusUnknown;
@@ -122,7 +123,8 @@ HighsInt Session::run() {
   flushLog();
   if (now_->failure) std::rethrow_exception(now_->failure);
   Solution& result = now_->result;
-  result.simplexIterations += integer("simplex_iteration_count") + integer("crossover_iteration_count");
+  result.simplexIterations += integer("simplex_iteration_count") + integer("crossover_iteration_count") +
+                              (hasHessian_ ? integer("qp_iteration_count") : 0);
   result.barrierIterations += integer("ipm_iteration_count");
   basisKnown_ = !now_->request.mip && integer("basis_validity") == kHighsBasisValidityValid;
   if (now_->request.mip) {
@@ -179,7 +181,7 @@ HighsInt Session::settleUnbounded(HighsInt status) {
   const Model& model = now_->model;
   const bool unsettled =
       status == kHighsModelStatusUnboundedOrInfeasible || (now_->request.mip && status == kHighsModelStatusUnbounded);
-  if (!unsettled || model.columns() == 0) return status;
+  if (!unsettled || model.columns() == 0 || hasHessian_) return status;
   std::vector<double> cost(model.columns(), 0);
   must(Highs_changeColsCostByRange(highs_, 0, model.columns() - 1, cost.data()), "change costs");
   held_ = false;
@@ -188,6 +190,42 @@ HighsInt Session::settleUnbounded(HighsInt status) {
   must(Highs_changeColsCostByRange(highs_, 0, model.columns() - 1, cost.data()), "change costs");
   held_ = true;
   return found == kHighsModelStatusOptimal ? kHighsModelStatusUnbounded : found;
+}
+
+// HiGHS adds a multiple of |x|^2 to a quadratic objective, without which its method is slow or fails, and with which
+// the point is off by that much. The same around the point that it found, by linear costs, takes the error away: a step
+// of the proximal-point method.
+HighsInt Session::centre(HighsInt status) {
+  centred_ = PointValues();
+  if (!hasHessian_ || status != kHighsModelStatusOptimal) return status;
+  constexpr int kMostSteps = 5;
+  const Model& model = now_->model;
+  const double tolerance = 0.1 * now_->request.controls->getDouble(control::optimalitytol);
+  double weight = 0;
+  must(Highs_getDoubleOptionValue(highs_, "qp_regularization_value", &weight), "tell an option");
+  std::vector<double> cost(model.columns()), around(model.columns(), 0);
+  PointValues point;
+  readPoint(point, true);
+  for (int step = 0; step < kMostSteps; ++step) {
+    double off = 0;
+    for (size_t j = 0; j < around.size(); ++j) {
+      off = std::max(off, weight * std::abs(point.x[j] - around[j]));
+      around[j] = point.x[j];
+      cost[j] = this->cost(model, static_cast<int>(j)) - weight * around[j];
+    }
+    if (off <= tolerance) break;
+    held_ = false;
+    must(Highs_changeColsCostByRange(highs_, 0, model.columns() - 1, cost.data()), "change costs");
+    if (run() != kHighsModelStatusOptimal) break;
+    readPoint(point, true);
+  }
+  centred_ = std::move(point);
+  centred_.available = true;
+  if (held_) return status;
+  for (int j = 0; j < model.columns(); ++j) cost[j] = this->cost(model, j);
+  must(Highs_changeColsCostByRange(highs_, 0, model.columns() - 1, cost.data()), "change costs");
+  held_ = true;
+  return status;
 }
 
 // Counts and states are 0 where a run has none; HiGHS then says -1 or nothing at all.
@@ -243,7 +281,9 @@ void Session::extractLp() {
   result.lpStatus = lpStatusOf(status_);
   result.stop = stopOf(status_);
   const bool optimal = result.lpStatus == LpStatus::optimal;
-  if (optimal || (result.lpStatus == LpStatus::unfinished && integer("primal_solution_status") != 0)) {
+  if (centred_.available) {
+    result.lp = centred_;
+  } else if (optimal || (result.lpStatus == LpStatus::unfinished && integer("primal_solution_status") != 0)) {
     readPoint(result.lp, optimal);
     result.lp.available = true;
   }

@@ -60,6 +60,7 @@ class Session final : public EngineSession {
   // synchronise.cpp: whether anything went over
   bool synchronise(const Model& model, const SolveRequest& request);
   void pass(const Model& model, Semi semi, double cap);
+  void passHessian(const Model& model);
   double cost(const Model& model, int column) const;  // as HiGHS has it
   void follow(const Model& model);
   void deleteLines(const Changes& changes);
@@ -78,6 +79,7 @@ class Session final : public EngineSession {
   void forget();  // the last solution and basis
   HighsInt settleCaps(HighsInt status);
   HighsInt settleUnbounded(HighsInt status);
+  HighsInt centre(HighsInt status);
   Stop stopOf(HighsInt status) const;
   void extractLp();
   void extractMip();
@@ -108,6 +110,7 @@ class Session final : public EngineSession {
   // The model that the instance holds.
   bool held_ = false;
   bool hasSemi_ = false;
+  bool hasHessian_ = false;
   bool mirrored_ = false;  // as the minimisation of the negated costs
   Semi semi_ = Semi::relaxed;
   double cap_ = 0;
@@ -120,7 +123,8 @@ class Session final : public EngineSession {
   bool ended_ = false;       // the last solve ended for good with `status_`, and nothing has changed since
   HighsInt status_ = kHighsModelStatusNotset;
   int improvements_ = 0;
-  Basis last_;  // that the last LP solve reported, in the numbering of that time
+  PointValues centred_;  // the last run's point, where centre() found a better one
+  Basis last_;           // that the last LP solve reported, in the numbering of that time
 };
 
 }  // namespace tvlo::highs

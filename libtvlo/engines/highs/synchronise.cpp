@@ -59,10 +59,17 @@ bool worthRebuilding(const Model& model) {
 }
 
 // Postsolve of a point without a basis gives a maximisation the wrong duals, so such a method is given the
-// minimisation of the negated costs.
+// minimisation of the negated costs; so is one with a quadratic objective.
 bool mustMirror(const Model& model, const SolveRequest& request) {
   return model.sense() == -1 && !request.mip &&
-         (request.method == Method::barrierWithoutCrossover || request.method == Method::firstOrder);
+         (request.method == Method::barrierWithoutCrossover || request.method == Method::firstOrder ||
+          !model.quadraticObjective().empty());
+}
+
+// HiGHS can't drop a quadratic objective, nor give it other columns.
+bool dropsHessian(const Model& model) {
+  const LineChanges& columns = model.changes().columns;
+  return model.quadraticObjective().empty() || !columns.deleted().empty() || columns.kept() < model.columns();
 }
 
 bool anySemi(const Model& model) {
@@ -88,7 +95,7 @@ bool Session::synchronise(const Model& model, const SolveRequest& request) {
     if (unchanged && semi == semi_ && (cap_ == kFirstCap || capped_.empty())) return false;
   } else {
     if (unchanged) return false;
-    if (held_ && !changes.rebuild && !worthRebuilding(model)) {
+    if (held_ && !changes.rebuild && !worthRebuilding(model) && !(hasHessian_ && dropsHessian(model))) {
       ended_ = false;
       follow(model);
       return true;
@@ -152,11 +159,37 @@ void Session::pass(const Model& model, Semi semi, double cap) {
                        rows.upper.data(), start.data(), matrix.index.data(), value, nullptr, nullptr, nullptr,
                        types.empty() ? nullptr : types.data()),
        "take the model over");
+  hasHessian_ = false;
+  passHessian(model);
   held_ = true;
   semi_ = semi;
   cap_ = cap;
   basisKnown_ = false;
   discrete_ = std::any_of(types.begin(), types.end(), [](HighsInt type) { return type != kHighsVarTypeContinuous; });
+}
+
+// HiGHS takes the lower triangle by columns, of x'Qx/2 as the store has it; a column's entries are those in which it
+// is the smaller one.
+void Session::passHessian(const Model& model) {
+  const auto& entries = model.quadraticObjective().entries();
+  if (entries.empty()) return;
+  std::vector<HighsInt> start, index;
+  std::vector<double> value;
+  index.reserve(entries.size());
+  value.reserve(entries.size());
+  counted(static_cast<int64_t>(entries.size()));
+  auto at = entries.begin();
+  for (int j = 0; j < model.columns(); ++j) {
+    start.push_back(static_cast<HighsInt>(index.size()));
+    for (; at != entries.end() && at->first == j; ++at) {
+      index.push_back(at->second);
+      value.push_back(mirrored_ ? -at->value : at->value);
+    }
+  }
+  must(Highs_passHessian(highs_, model.columns(), static_cast<HighsInt>(index.size()), kHighsHessianFormatTriangular,
+                         start.data(), index.data(), value.data()),
+       "take the quadratic objective over");
+  hasHessian_ = true;
 }
 
 void Session::follow(const Model& model) {
@@ -174,6 +207,7 @@ void Session::follow(const Model& model) {
     must(Highs_changeObjectiveOffset(highs_, mirrored_ ? -model.constant() : model.constant()),
          "change the objective's constant");
   }
+  if (changes.quadratic) passHessian(model);
   held_ = true;
 }
 

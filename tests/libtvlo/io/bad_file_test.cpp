@@ -136,14 +136,11 @@ TEST(BadFile, lp) {
 }
 
 TEST(BadFile, contentThatIsNotSupportedYetSaysSo) {
-  expectFailures({{8, "section QUADOBJ is not supported yet", mpsTail("QUADOBJ\n")},
-                  {8, "section SOS is not supported yet", mpsTail("SOS\n")},
+  expectFailures({{8, "section SOS is not supported yet", mpsTail("SOS\n")},
                   {8, "section INDICATORS is not supported yet", mpsTail("INDICATORS\n")},
                   {6, "marker 'SOSORG' is not supported yet", mpsColumns(" m 'MARKER' 'SOSORG'\n")}},
                  "", TVLO_ERR_UNSUPPORTED);
-  expectFailures({{2, "quadratic content is not supported yet", "min\n obj: x + [ x^2 ] / 2\nend\n"},
-                  {4, "quadratic content is not supported yet", "min\n x\nst\n c: x + [ x^2 ] >= 1\nend\n"},
-                  {4, "an indicator constraint is not supported yet", "min\n x\nst\n c: b = 1 -> x >= 1\nend\n"},
+  expectFailures({{4, "an indicator constraint is not supported yet", "min\n x\nst\n c: b = 1 -> x >= 1\nend\n"},
                   {3, "section sos is not supported yet", "min\n x\nsos\n s: S1:: x:1\nend\n"},
                   {3, "section lazy constraints is not supported yet", "min\n x\nlazy constraints\n c: x > 1\nend\n"}},
                  "l", TVLO_ERR_UNSUPPORTED);

@@ -92,6 +92,19 @@ inline std::string row(const Model& m, int i) {
   return text;
 }
 
+// "x*y 2" for each entry, those of the objective first.
+inline std::vector<std::string> quadratics(const Model& m) {
+  std::vector<std::string> lines;
+  const auto add = [&](const std::string& of, const QuadraticForm& form) {
+    for (const QuadraticEntry& e : form.entries()) {
+      lines.push_back(of + m.columnNames().get(e.first) + "*" + m.columnNames().get(e.second) + " " + number(e.value));
+    }
+  };
+  add("", m.quadraticObjective());
+  for (const RowQuadratic& row : m.quadraticRows()) add(m.rowNames().get(row.row) + ": ", row.form);
+  return lines;
+}
+
 inline std::vector<std::string> columns(const Model& m) {
   std::vector<std::string> lines;
   for (int j = 0; j < m.columns(); ++j) lines.push_back(column(m, j));
@@ -118,6 +131,7 @@ inline void expectSame(const Model& a, const Model& b) {
   EXPECT_EQ(a.constant(), b.constant());
   expectSameLines(columns(a), columns(b));
   expectSameLines(rows(a), rows(b));
+  expectSameLines(quadratics(a), quadratics(b));
 }
 
 }  // namespace tvlo

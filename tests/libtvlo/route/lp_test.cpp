@@ -201,16 +201,6 @@ TEST(Lp, KeepsVerySmallAndVeryLargeCoefficients) {
 
 TEST(Lp, RefusesWhatNoEngineSolvesYet) {
   Prob p;
-  const int x = p.column(1, 0, 5);
-  const double one = 1;
-  ASSERT_EQ(TVLOchgmqobj64(p.get(), 1, &x, &x, &one), 0);
-  for (auto* const solve : {TVLOlpoptimize, TVLOmipoptimize}) {
-    const int code = solve(p.get(), "");
-    EXPECT_EQ(code, TVLO_ERR_UNSUPPORTED);
-    EXPECT_EQ(p.error(code), "Quadratic problems are not supported yet");
-  }
-  const double zero = 0;
-  ASSERT_EQ(TVLOchgmqobj64(p.get(), 1, &x, &x, &zero), 0);
   p.column(1, 0, 5, 'P', 2);
   EXPECT_EQ(p.error(TVLOmipoptimize(p.get(), "")), "Partially integer columns are not supported yet");
   EXPECT_EQ(p.lp().lpStatus, LpStatus::optimal) << "of the relaxation";

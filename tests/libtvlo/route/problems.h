@@ -14,6 +14,10 @@
 namespace tvlo::test {
 
 using Terms = std::vector<std::pair<int, double>>;  // column and coefficient
+struct Product {
+  int first, second;
+  double value;
+};
 
 class Prob {
  public:
@@ -49,6 +53,19 @@ class Prob {
     must(TVLOaddrows64(prob_, 1, static_cast<int64_t>(columns.size()), &type, &rhs, &range, &start, columns.data(),
                        values.data()));
     return model().rows() - 1;
+  }
+  // As the C interface takes them: x'Qx/2 in the objective (row -1), x'Qx in a row.
+  void quadratic(int row, const std::vector<Product>& products) {
+    std::vector<int> c1, c2;
+    std::vector<double> values;
+    for (const Product& p : products) {
+      c1.push_back(p.first);
+      c2.push_back(p.second);
+      values.push_back(p.value);
+    }
+    const auto n = static_cast<int64_t>(values.size());
+    must(row < 0 ? TVLOchgmqobj64(prob_, n, c1.data(), c2.data(), values.data())
+                 : TVLOaddqmatrix64(prob_, row, n, c1.data(), c2.data(), values.data()));
   }
   void bounds(int column, double lower, double upper) {
     const int columns[] = {column, column};

@@ -121,17 +121,23 @@ def test_refused_objectives_leave_the_old_one(objective, text, xy, stored, quadr
     assert (m.objective.tolist(), m.constant, m.sense, quadratic(p, None)) == ([1, 0], 1, -1, {(1, 1): 4})
 
 
-def test_quadratic_models_are_kept_and_their_solution_refused(xy):
+def test_quadratic_models_are_solved_where_they_are_convex(xy):
     p, x, y = xy
-    p.setObjective(x * x)
+    p.setObjective(x * x - 2 * x)
     assert p.attributes.qelems == 1
-    with pytest.raises(tv.SolverError, match="not supported"):
-        p.solve()
+    p.solve()
+    assert (p.getProbStatus(), p.getObjVal()) == (tv.lp_optimal, pytest.approx(-1))
+    assert p.getSolution(x) == pytest.approx(1)
     p.setObjective(x)
     p.addConstraint(x * y <= 1)
     assert p.attributes.qconstraints == 1
-    with pytest.raises(tv.SolverError, match="not supported"):
+    with pytest.raises(tv.SolverError) as error:
         p.solve()
+    assert str(error.value) == (
+        "The problem was determined to be nonconvex, and the optimizer cannot solve it. "
+        "Call nlpoptimize() to find a solution using SLP"
+    )
+    assert (p.getProbStatus(), p.getProbStatusString()) == (tv.lp_nonconvex, "lp_nonconvex")
     p.delConstraint(0)
     p.solve()
     assert p.getProbStatus() == tv.lp_optimal

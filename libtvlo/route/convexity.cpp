@@ -1,0 +1,156 @@
+#include "route/convexity.h"
+
+#include <Eigen/Cholesky>
+#include <Eigen/SparseCholesky>
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+#include "io/text.h"
+
+namespace tvlo {
+
+namespace {
+
+constexpr double kNoise = 1e-11;
+constexpr double kNegative = 1e-7;
+
+// A connected block of the matrix, in numbers of its own.
+struct Block {
+  std::vector<double> diagonal;
+  std::vector<QuadraticEntry> off;
+  int size() const { return static_cast<int>(diagonal.size()); }
+};
+
+std::vector<Block> blocksOf(const QuadraticForm& form) {
+  const auto& entries = form.entries();
+  std::vector<int> columns;
+  columns.reserve(2 * entries.size());
+  for (const QuadraticEntry& e : entries) {
+    columns.push_back(e.first);
+    columns.push_back(e.second);
+  }
+  std::sort(columns.begin(), columns.end());
+  columns.erase(std::unique(columns.begin(), columns.end()), columns.end());
+  const auto number = [&](int column) {
+    return static_cast<int>(std::lower_bound(columns.begin(), columns.end(), column) - columns.begin());
+  };
+
+  std::vector<int> parent(columns.size());
+  std::iota(parent.begin(), parent.end(), 0);
+  const auto root = [&](int i) {
+    while (parent[i] != i) i = parent[i] = parent[parent[i]];
+    return i;
+  };
+  for (const QuadraticEntry& e : entries) {
+    if (e.first != e.second) parent[root(number(e.first))] = root(number(e.second));
+  }
+  std::vector<Block> blocks;
+  std::vector<int> blockOf(columns.size(), -1), place(columns.size());
+  for (size_t i = 0; i < columns.size(); ++i) {
+    int& block = blockOf[root(static_cast<int>(i))];
+    if (block < 0) {
+      block = static_cast<int>(blocks.size());
+      blocks.emplace_back();
+    }
+    place[i] = blocks[block].size();
+    blocks[block].diagonal.push_back(0);
+  }
+  for (const QuadraticEntry& e : entries) {
+    const int first = number(e.first);
+    Block& block = blocks[blockOf[root(first)]];
+    if (e.first == e.second) {
+      block.diagonal[place[first]] = e.value;
+    } else {
+      block.off.push_back({place[first], place[number(e.second)], e.value});
+    }
+  }
+  return blocks;
+}
+
+double largestOf(const Block& block) {
+  double largest = 0;
+  for (const double value : block.diagonal) largest = std::max(largest, std::abs(value));
+  for (const QuadraticEntry& e : block.off) largest = std::max(largest, std::abs(e.value));
+  return largest;
+}
+
+// Whether sign times the block is positive semidefinite within the tolerances: the Cholesky factorisation of the
+// shifted matrix exists just then.
+bool semidefinite(const Block& block, double sign, double noise) {
+  const int n = block.size();
+  std::vector<double> scale(n);
+  for (int i = 0; i < n; ++i) {
+    const double shifted = sign * block.diagonal[i] + noise;
+    if (!(shifted > 0)) return false;
+    scale[i] = 1 / std::sqrt(shifted);
+  }
+  const auto scaled = [&](const QuadraticEntry& e) { return sign * e.value * scale[e.first] * scale[e.second]; };
+  constexpr double kDiagonal = 1 + kNegative;
+  for (const QuadraticEntry& e : block.off) {
+    if (!(std::abs(scaled(e)) <= kDiagonal)) return false;  // a minor of two
+  }
+  if (n <= 2) return true;
+
+  if (n < 32 || static_cast<double>(block.off.size()) > 0.05 * n * n) {
+    Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(n, n);
+    matrix.diagonal().setConstant(kDiagonal);
+    for (const QuadraticEntry& e : block.off)
+      matrix(std::max(e.first, e.second), std::min(e.first, e.second)) = scaled(e);
+    return Eigen::LLT<Eigen::Ref<Eigen::MatrixXd>, Eigen::Lower>(matrix).info() == Eigen::Success;
+  }
+  std::vector<Eigen::Triplet<double>> triplets;
+  triplets.reserve(block.off.size() + n);
+  for (int i = 0; i < n; ++i) triplets.emplace_back(i, i, kDiagonal);
+  for (const QuadraticEntry& e : block.off) {
+    triplets.emplace_back(std::max(e.first, e.second), std::min(e.first, e.second), scaled(e));
+  }
+  Eigen::SparseMatrix<double> matrix(n, n);
+  matrix.setFromTriplets(triplets.begin(), triplets.end());
+  return Eigen::SimplicialLLT<Eigen::SparseMatrix<double>, Eigen::Lower>(matrix).info() == Eigen::Success;
+}
+
+Curvature computed(const QuadraticForm& form) {
+  if (form.empty()) return Curvature::flat;
+  const std::vector<Block> blocks = blocksOf(form);
+  double largest = 0;
+  for (const Block& block : blocks) largest = std::max(largest, largestOf(block));
+  const double least = kNoise * std::min(1.0, largest);
+  bool convex = true;
+  bool concave = true;
+  for (const Block& block : blocks) {
+    const double noise = std::max(least, kNoise * largestOf(block));
+    const auto [low, high] = std::minmax_element(block.diagonal.begin(), block.diagonal.end());
+    // A definite sign on the diagonal settles half of the question.
+    if (*low < -noise) convex = false;
+    if (*high > noise) concave = false;
+    if (convex) convex = semidefinite(block, 1, noise);
+    if (concave) concave = semidefinite(block, -1, noise);
+    if (!convex && !concave) return Curvature::indefinite;
+  }
+  return convex && concave ? Curvature::flat : convex ? Curvature::convex : Curvature::concave;
+}
+
+}  // namespace
+
+Curvature curvatureOf(const QuadraticForm& form) {
+  if (form.curvature() == Curvature::unknown) form.setCurvature(computed(form));
+  return form.curvature();
+}
+
+std::string nonconvexPart(const Model& model) {
+  const auto objective = curvatureOf(model.quadraticObjective());
+  if (objective != Curvature::flat && objective != (model.sense() > 0 ? Curvature::convex : Curvature::concave)) {
+    return "the objective";
+  }
+  for (const RowQuadratic& row : model.quadraticRows()) {
+    const Curvature found = curvatureOf(row.form);
+    const Bounds bounds = model.rowBounds(row.row);
+    const bool above = bounds.upper < TVLO_INFINITY && found != Curvature::convex;
+    const bool below = bounds.lower > -TVLO_INFINITY && found != Curvature::concave;
+    if (found != Curvature::flat && (above || below)) return "row " + quoted(model.rowNames().get(row.row));
+  }
+  return {};
+}
+
+}  // namespace tvlo

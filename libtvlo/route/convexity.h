@@ -1,0 +1,21 @@
+// Whether a quadratic problem is convex.
+//
+// Tolerance: a form counts as convex when its matrix, with 1e-11 of the largest entry of its block (but at least
+// min(1, the largest entry of all) * 1e-11) added to the diagonal and then scaled to a unit diagonal, has no
+// eigenvalue below -1e-7. So neither rounding noise nor the digits that a file cut off make a semidefinite matrix
+// nonconvex, and what an eigenvalue within the tolerance can change is within the tolerances of the solve.
+#pragma once
+
+#include <string>
+
+#include "core/model.h"
+
+namespace tvlo {
+
+Curvature curvatureOf(const QuadraticForm& form);  // remembered in the form until it changes
+
+// Empty where every part is convex, the objective by the sense and rows by their type; else what is not, for a
+// message: "the objective", "row c1". Rows of type N do not count, nor do sides at infinity.
+std::string nonconvexPart(const Model& model);
+
+}  // namespace tvlo

@@ -1,0 +1,87 @@
+#include "route/quadratic_session.h"
+
+#include <algorithm>
+
+#include "route/check.h"
+#include "route/quadratic_program.h"
+
+namespace tvlo {
+
+namespace {
+
+LpStatus lpStatusOf(NlpStatus status) {
+  switch (status) {
+    case NlpStatus::optimal:
+    case NlpStatus::acceptable:
+      return LpStatus::optimal;
+    case NlpStatus::infeasible:
+      return LpStatus::infeasible;
+    case NlpStatus::unbounded:
+      return LpStatus::unbounded;
+    default:
+      return LpStatus::unfinished;
+  }
+}
+
+Stop stopOf(const NlpResult& result) {
+  if (result.status != NlpStatus::unfinished) return Stop::none;
+  switch (result.stop) {
+    case -1:
+      return Stop::timeLimit;
+    case -2:
+      return Stop::iterationLimit;
+    default:
+      return Stop::interrupt;
+  }
+}
+
+}  // namespace
+
+void QuadraticSession::solve(const Model& model, const SolveRequest& request, Solution& result) {
+  const bool unchanged = model.changes().none(model.rows(), model.columns());
+  if (unchanged && !request.cold && settled_.lpStatus != LpStatus::unstarted) {
+    result = settled_;
+    return;
+  }
+  settled_ = Solution();
+
+  QuadraticProgram program(model);
+  if (!program.emptyRowsHold(request.controls->getDouble(control::feastol))) {
+    result.lpStatus = LpStatus::infeasible;
+    return;
+  }
+  const auto columns = static_cast<size_t>(model.columns());
+  const bool sized = last_.x.size() == columns && last_.dual.size() == model.rowTypes().size();
+  NlpRequest nlp;
+  nlp.warm = sized && !request.cold;
+  nlp.secondsLeft = request.secondsLeft;
+  nlp.controls = request.controls;
+  nlp.log = request.log;
+  nlp.iteration = [&](int, double, double) { return request.interrupted ? request.interrupted() : 0; };
+  NlpPoint start;
+  if (nlp.warm) {
+    start = {last_.x, {}, program.toProgram(last_.dual), last_.redcost};
+  } else {
+    start.x.reserve(columns);
+    for (size_t j = 0; j < columns; ++j) {
+      start.x.push_back(std::clamp(0.0, program.columnLower[j], program.columnUpper[j]));
+    }
+  }
+  NlpResult found;
+  solver_->solve(program, start, nlp, found);
+
+  result.lpStatus = lpStatusOf(found.status);
+  result.stop = stopOf(found);
+  result.barrierIterations = found.iterations;
+  if (found.point.x.size() != columns) return;
+  result.lp.available = true;
+  result.lp.x = std::move(found.point.x);
+  result.lp.dual = program.toModel(found.point.dual);
+  // The engine's own hold within its tolerance; these hold by definition.
+  result.lp.redcost = reducedCosts(model, result.lp.x, result.lp.dual);
+  if (result.lpStatus != LpStatus::optimal) return;
+  last_ = {result.lp.x, {}, result.lp.dual, result.lp.redcost};
+  settled_ = result;
+}
+
+}  // namespace tvlo
