@@ -2,25 +2,11 @@
 #include "route/solve.h"
 
 #include "capi/guard.h"
+#include "capi/solving.h"
 
 using namespace tvlo;
 
 namespace {
-
-// The problem is being solved while this lives; interrupts that came before are forgotten.
-class Solving {
- public:
-  explicit Solving(Problem& problem) : problem_(problem) {
-    if (problem.solving.exchange(true)) throw Error(TVLO_ERR_STATE, "The problem is being solved already");
-    problem.interruptReason = 0;
-  }
-  ~Solving() { problem_.solving = false; }
-  Solving(const Solving&) = delete;
-  Solving& operator=(const Solving&) = delete;
-
- private:
-  Problem& problem_;
-};
 
 int solve(TVLOprob prob, const char* flags, void (*run)(Problem&, const char*)) {
   return guard(prob, [&] {
@@ -28,10 +14,6 @@ int solve(TVLOprob prob, const char* flags, void (*run)(Problem&, const char*)) 
     const Solving solving(*prob);
     run(*prob, flags == nullptr ? "" : flags);
   });
-}
-
-void give(const std::vector<double>& values, double* out) {
-  if (out != nullptr) std::copy(values.begin(), values.end(), out);
 }
 
 void requirePoint(const PointValues& point, const char* what) {

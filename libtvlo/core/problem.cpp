@@ -49,6 +49,7 @@ void Problem::rowsAdded(int n) noexcept {
   orForget(solution, [&] {
     fit(solution.lp, model.rows(), model.columns());
     fit(solution.mip, model.rows(), model.columns());
+    fit(solution.nonlinear.point, model.rows(), model.columns());
     if (!solution.basis.empty()) solution.basis.row.resize(solution.basis.row.size() + n, 1);
   });
 }
@@ -57,6 +58,7 @@ void Problem::columnsAdded(int n) noexcept {
   orForget(solution, [&] {
     fit(solution.lp, model.rows(), model.columns());
     fit(solution.mip, model.rows(), model.columns());
+    fit(solution.nonlinear.point, model.rows(), model.columns());
     if (solution.basis.empty()) return;
     for (int column = model.columns() - n; column < model.columns(); ++column) {
       solution.basis.column.push_back(statusNearestZero(model.lower()[column], model.upper()[column]));
@@ -66,7 +68,7 @@ void Problem::columnsAdded(int n) noexcept {
 
 void Problem::rowsDeleted(const std::vector<int>& sorted) noexcept {
   orForget(solution, [&] {
-    for (PointValues* const point : {&solution.lp, &solution.mip}) {
+    for (PointValues* const point : {&solution.lp, &solution.mip, &solution.nonlinear.point}) {
       erasePositions(point->slack, sorted);
       erasePositions(point->dual, sorted);
     }
@@ -76,7 +78,7 @@ void Problem::rowsDeleted(const std::vector<int>& sorted) noexcept {
 
 void Problem::columnsDeleted(const std::vector<int>& sorted) noexcept {
   orForget(solution, [&] {
-    for (PointValues* const point : {&solution.lp, &solution.mip}) {
+    for (PointValues* const point : {&solution.lp, &solution.mip, &solution.nonlinear.point}) {
       erasePositions(point->x, sorted);
       erasePositions(point->redcost, sorted);
     }

@@ -42,6 +42,28 @@ struct PointValues {
   bool available = false;
 };
 
+// Of the nonlinear component; numbered as attribute 12044.
+enum class NonlinearStatus {
+  unstarted,
+  locallyOptimal,
+  globallyOptimal,
+  locallyInfeasible,
+  infeasible,
+  unbounded,
+  unfinished
+};
+
+struct NonlinearSolution {
+  NonlinearStatus status = NonlinearStatus::unstarted;
+  PointValues point;
+  Stop stop = Stop::none;
+  bool warm = false;  // the next solve may start from the point
+  int iterations = 0;
+  double primalInfeasibility = 0;  // relative, as our own check found it
+  double dualInfeasibility = 0;
+  double seconds = 0, evaluation = 0;  // wall clock of the solve, and of that in functions and derivatives
+};
+
 struct Solution {
   LpStatus lpStatus = LpStatus::unstarted;
   MipStatus mipStatus = MipStatus::notLoaded;
@@ -53,7 +75,8 @@ struct Solution {
   int64_t nodes = 0;
   int mipSolutions = 0;
   double seconds = 0;  // wall clock of the last solve
-  Basis basis;         // kept between solves; adapted when the model changes
+  NonlinearSolution nonlinear;
+  Basis basis;  // kept between solves; adapted when the model changes
 };
 
 }  // namespace tvlo

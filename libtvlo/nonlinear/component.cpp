@@ -93,16 +93,33 @@ int Component::intAttribute(int id) const {
     case slpattribute::nlconstraints:
       return static_cast<int>(problem().model.formulas().rowCount());
     case slpattribute::nlpstatus:
+      return static_cast<int>(result().status);
     case slpattribute::nlpstatusbits:
-      return 0;
+      return constructed_ ? 1 : 0;
+    case slpattribute::nlpiter:
+      return result().iterations;
+    case slpattribute::nlpstop:
+      return static_cast<int>(result().stop);
     default:
       throw Error(TVLO_ERR_NAME, format("There is no integer attribute %d", id));
   }
 }
 
 double Component::doubleAttribute(int id) const {
-  if (id == slpattribute::nlpobjval) return 0;
-  throw Error(TVLO_ERR_NAME, format("There is no double attribute %d", id));
+  switch (id) {
+    case slpattribute::nlpobjval:
+      return result().point.objective;
+    case slpattribute::nlpprimalinfeas:
+      return result().primalInfeasibility;
+    case slpattribute::nlpdualinfeas:
+      return result().dualInfeasibility;
+    case slpattribute::nlptime:
+      return result().seconds;
+    case slpattribute::nlpevaltime:
+      return result().evaluation;
+    default:
+      throw Error(TVLO_ERR_NAME, format("There is no double attribute %d", id));
+  }
 }
 
 }  // namespace tvlo

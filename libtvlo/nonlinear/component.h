@@ -55,6 +55,12 @@ class Component {
   void setString(int id, const char* value) { controls_.setString(id, value); }
   void copyControls(const Component& source);
 
+  const ControlValues& controls() const { return controls_; }
+
+  // Whether a solve's augmented problem stands: the status bit that tells callers to take it away before they change
+  // the model. Solves build their own.
+  void setConstructed(bool constructed) { constructed_ = constructed; }
+
   int intAttribute(int id) const;
   double doubleAttribute(int id) const;
 
@@ -62,12 +68,14 @@ class Component {
   static int echo(void* object, void* component, const char* text, int length, int type);
   void connect();  // to the optimizer problem's log, or off it, as handler and control echolog say
   bool problemLives() const;
+  const NonlinearSolution& result() const { return problem().solution.nonlinear; }
 
   TVLOprob problem_;
   ControlValues controls_{componentControls()};
   std::atomic<TVLOmessagefn> handler_{nullptr};
   std::atomic<void*> handlerData_{nullptr};
   bool connected_ = false;
+  bool constructed_ = false;
 };
 
 }  // namespace tvlo

@@ -138,6 +138,7 @@ int TSLPchgvar(TSLPprob slp, int col, const int* detrow, const double* initstepb
     take(variable.history, history);
     take(variable.converged, converged);
     take(variable.type, vartype);
+    if (initial != nullptr) problem.solution.nonlinear.warm = false;  // whoever gives a start means it
   });
 }
 

@@ -92,7 +92,10 @@ Settings applyOptions(IpoptProblem problem, const NlpProgram& program, const Con
     setOption(problem, "hessian_constant", "yes");
     setOption(problem, "bound_relax_factor", 0.0);
   }
-  if (approach.predictor) setOption(problem, "mehrotra_algorithm", "yes");
+  if (approach.predictor) {
+    setOption(problem, "mu_strategy", "adaptive");  // the only one that it goes with
+    setOption(problem, "mehrotra_algorithm", "yes");
+  }
   if (approach.warm) {
     setOption(problem, "warm_start_init_point", "yes");
     setOption(problem, "mu_init", 1e-6);

@@ -1,0 +1,26 @@
+// Checks of a local solver's answers: feasibility from the model store by plain evaluation, first-order conditions from
+// our own derivatives.
+#pragma once
+
+#include "core/model.h"
+#include "core/solution.h"
+#include "engines/nlp.h"
+#include "nonlinear/program.h"
+
+namespace tvlo {
+
+struct AnswerCheck {
+  double primalAbsolute = 0;
+  double primal = 0;           // relative to the bound and the largest term of what is violated
+  double dual = 0;             // residual of stationarity and duals that no bound allows, relative to the terms of each
+  double complementarity = 0;  // |dual| times distance from the bound that its sign asks for, relative to the objective
+};
+
+// A point of the model from one of its program: the transfer column is filled in, slacks and objective are recomputed.
+PointValues modelPoint(const Model& model, const ModelProgram& program, const NlpPoint& point);
+NlpPoint programPoint(const ModelProgram& program, const PointValues& point);
+
+// Infinite where something can't be evaluated. Duals are checked where the point has them.
+AnswerCheck checkAnswer(const Model& model, ModelProgram& program, const PointValues& whole, const NlpPoint& point);
+
+}  // namespace tvlo

@@ -1,0 +1,303 @@
+#include "nonlinear/solve.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <optional>
+#include <random>
+
+#include "core/error.h"
+#include "engines/loader.h"
+#include "nonlinear/answer.h"
+#include "nonlinear/component.h"
+#include "nonlinear/proof.h"
+#include "route/route.h"
+
+namespace tvlo {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Relative, of stationarity and of complementary slackness.
+constexpr double kOptimal = 1e-5;
+// An objective that grows without bound must at least come to this.
+constexpr double kUnbounded = 1e8;
+
+class NonlinearSolver {
+ public:
+  NonlinearSolver(Problem& problem, const ControlValues& controls, const char* flags, const NlpOpener& open)
+      : problem_(problem), model_(problem.model), controls_(controls), open_(open) {
+    std::string rest = flags == nullptr ? "" : flags;
+    std::erase(rest, 'g');
+    relaxation_ = parseFlags(rest.c_str(), problem.controls).relaxation;
+  }
+
+  void run() {
+    requireContinuous();
+    old_ = std::move(solution().point);
+    const bool warm = solution().warm && problem_.controls.getInt(control::keepbasis) != 0 && oldFits();
+    solution() = NonlinearSolution();
+    program_.emplace(model_);
+    convex_ = isConvex(model_, *program_);
+    program_->quadratic = program_->quadratic && convex_;  // engines take that for leave to skip safeguards
+    announce();
+    if (crossed()) {
+      solution().status = NonlinearStatus::infeasible;
+    } else {
+      tryInTurn(warm);
+    }
+    finish();
+  }
+
+ private:
+  NonlinearSolution& solution() { return problem_.solution.nonlinear; }
+  const NonlinearSolution& solution() const { return problem_.solution.nonlinear; }
+  double seconds() const { return std::chrono::duration<double>(Clock::now() - begin_).count(); }
+  double secondsLeft() const {
+    const double limit = problem_.controls.getDouble(control::timelimit);
+    return limit >= TVLO_INFINITY ? limit : limit - seconds();
+  }
+
+  void requireContinuous() const {
+    for (int j = 0; j < model_.columns(); ++j) {
+      const char type = model_.columnTypes()[j];
+      if (type == 'C' || (relaxation_ && (type == 'B' || type == 'I'))) continue;
+      throw Error(TVLO_ERR_UNSUPPORTED,
+                  format("Column %d is of type %c: nonlinear problems with columns that are not continuous can't be "
+                         "solved yet",
+                         j, type));
+    }
+  }
+
+  bool oldFits() const {
+    return old_.available && old_.x.size() == static_cast<size_t>(model_.columns()) &&
+           old_.redcost.size() == old_.x.size() && old_.dual.size() == static_cast<size_t>(model_.rows());
+  }
+
+  void announce() const {
+    problem_.say(
+        format("Nonlinear problem with %d rows, %d columns, %lld linear coefficients, %zu operations in "
+               "formulas, %zu first and %zu second derivatives",
+               model_.rows(), model_.columns(), static_cast<long long>(model_.nonzeros()), program_->operations(),
+               program_->jacobian.size(), program_->hessian.size()));
+  }
+
+  bool crossed() const {
+    const double tolerance = problem_.controls.getDouble(control::feastol);
+    for (int j = 0; j < program_->columns(); ++j) {
+      const double lower = program_->columnLower[j];
+      if (lower > program_->columnUpper[j] + tolerance * std::max(1.0, std::abs(lower))) return true;
+    }
+    return false;
+  }
+
+  // Where to start in turn: as documented, then off that point, then anywhere near. Where the functions have no value
+  // there, the first of some other points where they have.
+  std::vector<double> startOf(int attempt) {
+    std::mt19937 random(static_cast<uint32_t>(problem_.controls.getInt(control::randomseed) + attempt));
+    const auto& variables = model_.formulas().variables;
+    std::vector<double> x(program_->columns());
+    for (size_t j = 0; j < x.size(); ++j) {
+      const auto known = variables.find(program_->modelColumns()[j]);
+      if (known != variables.end() && known->second.initial) x[j] = *known->second.initial;
+      if (attempt == 1) x[j] += 1;
+      if (attempt > 1) x[j] += std::uniform_real_distribution<double>(-10, 10)(random);
+    }
+    moveInside(x);
+    if (hasValue(x)) return x;
+    std::vector<double> other(x.size());
+    for (const double value : {1.0, 0.5, 2.0, 0.1, -1.0, 10.0, -0.5}) {
+      std::fill(other.begin(), other.end(), value);
+      moveInside(other);
+      if (hasValue(other)) return other;
+    }
+    std::uniform_real_distribution<double> exponent(-2, 1.5);
+    for (int k = 0; k < 50; ++k) {
+      for (double& value : other) value = std::pow(10, exponent(random)) * (random() % 4 == 0 ? -1 : 1);
+      moveInside(other);
+      if (hasValue(other)) return other;
+    }
+    return x;
+  }
+
+  // Within the bounds, and off them by a little, where functions often have no derivative.
+  void moveInside(std::vector<double>& x) const {
+    for (size_t j = 0; j < x.size(); ++j) {
+      const double lower = program_->columnLower[j];
+      const double upper = program_->columnUpper[j];
+      const double room = lower < upper ? std::min(1e-2, (upper - lower) / 100) : 0;
+      x[j] = lower <= upper ? std::clamp(x[j], lower + room, upper - room) : lower;
+    }
+  }
+
+  bool hasValue(const std::vector<double>& x) {
+    double value;
+    std::vector<double> space(std::max({x.size(), program_->jacobian.size(), program_->rowLower.size()}));
+    return program_->objective(x.data(), true, value) && program_->constraints(x.data(), false, space.data()) &&
+           program_->gradient(x.data(), false, space.data()) && program_->jacobianValues(x.data(), false, space.data());
+  }
+
+  void tryInTurn(bool warm) {
+    constexpr int kStarts = 3;
+    int infeasible = 0;
+    for (int attempt = warm ? -1 : 0; attempt < kStarts; ++attempt) {
+      NlpPoint start;
+      if (attempt < 0) {
+        start = programPoint(*program_, old_);
+      } else {
+        start.x = startOf(attempt);
+      }
+      NlpResult result = ask(start, attempt);
+      if (attempt == 0 && result.status == NlpStatus::optimal && result.iterations == 0 && !convex_) {
+        leaveStationaryStart(result);
+      }
+      const bool settled = settle(result, infeasible);
+      if (settled || solution().stop != Stop::none) return;
+      if (attempt + 1 < kStarts) {
+        problem_.say(format("No answer (%.*s); solving again from another start",
+                            static_cast<int>(result.reason.size()), result.reason.data()),
+                     MessageType::warning);
+      }
+    }
+    if (infeasible > 0 && solution().status != NonlinearStatus::locallyInfeasible) {
+      solution().status = NonlinearStatus::unfinished;
+    }
+    if (solution().status != NonlinearStatus::locallyInfeasible) {
+      problem_.say("No answer passed its check; the problem is left unfinished", MessageType::warning);
+    }
+  }
+
+  // A start that is stationary may be a saddle or a maximum, which no solver leaves by itself.
+  void leaveStationaryStart(NlpResult& result) {
+    std::mt19937 random(1);
+    NlpPoint start;
+    start.x = result.point.x;
+    for (double& x : start.x) {
+      x += std::uniform_real_distribution<double>(-1, 1)(random) * 1e-2 * std::max(1.0, std::abs(x));
+    }
+    moveInside(start.x);
+    NlpResult other = ask(start, 0);
+    const bool better = other.status == NlpStatus::optimal &&
+                        model_.sense() * (result.objective - other.objective) > 1e-9 * std::abs(result.objective);
+    if (better || other.stop != 0) result = std::move(other);
+  }
+
+  NlpResult ask(const NlpPoint& start, int attempt) {
+    NlpRequest request;
+    request.warm = attempt < 0;
+    request.secondsLeft = secondsLeft();
+    ControlValues controls = controls_;
+    if (attempt > 0) controls.setInt(slpcontrol::nlp_mustrategy, 1);
+    request.controls = &controls;
+    const bool heard = !(problem_.messages.empty() && environmentMessages().empty());
+    if (problem_.controls.getInt(control::outputlog) != 0 && heard) {
+      request.log = [this](std::string_view line) { problem_.say(line); };
+    }
+    request.iteration = [this](int, double, double) {
+      return problem_.interruptReason.load(std::memory_order_relaxed);
+    };
+    NlpResult result;
+    open_("ipopt")->solve(*program_, start, request, result);
+    solution().iterations += result.iterations;
+    solution().evaluation += result.evaluation;
+    return result;
+  }
+
+  // Takes over what a solve left. Whether there is nothing more to ask.
+  bool settle(const NlpResult& result, int& infeasible) {
+    const bool sized = result.point.x.size() == static_cast<size_t>(program_->columns());
+    const bool finite =
+        sized && std::all_of(result.point.x.begin(), result.point.x.end(), [](double v) { return std::isfinite(v); });
+    if (result.stop != 0) {
+      solution().stop = result.stop == -1   ? Stop::timeLimit
+                        : result.stop == -2 ? Stop::iterationLimit
+                                            : static_cast<Stop>(result.stop);
+    }
+    AnswerCheck check{TVLO_INFINITY, TVLO_INFINITY, TVLO_INFINITY, TVLO_INFINITY};
+    PointValues whole;
+    if (finite) {
+      whole = modelPoint(model_, *program_, result.point);
+      check = checkAnswer(model_, *program_, whole, result.point);
+    }
+    const bool feasible = check.primal <= controls_.getDouble(slpcontrol::nlp_feastol);
+    switch (result.status) {
+      case NlpStatus::optimal:
+      case NlpStatus::acceptable:
+        if (!feasible || check.dual > kOptimal || check.complementarity > kOptimal) {
+          problem_.say(format("The answer fails its check: violation %.1e, dual %.1e, complementarity %.1e",
+                              check.primal, check.dual, check.complementarity),
+                       MessageType::warning);
+          keep(NonlinearStatus::unfinished, std::move(whole), check);
+          return false;
+        }
+        keep(convex_ ? NonlinearStatus::globallyOptimal : NonlinearStatus::locallyOptimal, std::move(whole), check);
+        solution().warm = true;
+        return true;
+      case NlpStatus::infeasible:
+        ++infeasible;
+        keep(NonlinearStatus::locallyInfeasible, std::move(whole), check);
+        if (convex_ || linearPartInfeasible(problem_, secondsLeft())) {
+          solution().status = NonlinearStatus::infeasible;
+          return true;
+        }
+        return false;
+      case NlpStatus::unbounded:
+        if (whole.available && model_.sense() * whole.objective < -kUnbounded) {
+          keep(NonlinearStatus::unbounded, std::move(whole), check);
+          return true;
+        }
+        keep(NonlinearStatus::unfinished, std::move(whole), check);
+        return false;
+      default:
+        keep(NonlinearStatus::unfinished, std::move(whole), check);
+        return result.status == NlpStatus::unfinished && solution().stop != Stop::none;
+    }
+  }
+
+  // Of several answers that are none the most feasible point stays.
+  void keep(NonlinearStatus status, PointValues whole, const AnswerCheck& check) {
+    NonlinearSolution& s = solution();
+    const bool settled = status == NonlinearStatus::locallyOptimal || status == NonlinearStatus::globallyOptimal ||
+                         status == NonlinearStatus::unbounded;
+    s.status = status;
+    if (!settled && s.point.available && !(check.primal < s.primalInfeasibility)) return;
+    s.point = std::move(whole);
+    s.primalInfeasibility = check.primal;
+    s.dualInfeasibility = std::max(check.dual, check.complementarity);
+  }
+
+  void finish() {
+    static constexpr const char* kStatus[] = {"not started",        "locally optimal", "globally optimal",
+                                              "locally infeasible", "infeasible",      "unbounded",
+                                              "unfinished"};
+    NonlinearSolution& s = solution();
+    s.seconds = seconds();
+    std::string text = kStatus[static_cast<int>(s.status)];
+    if (s.point.available) text += format(", objective %.12g", s.point.objective);
+    problem_.say(format("Result: %s, %d iterations, %.2f s, of that %.2f s in functions and derivatives", text.c_str(),
+                        s.iterations, s.seconds, s.evaluation));
+  }
+
+  Problem& problem_;
+  Model& model_;
+  const ControlValues& controls_;
+  const NlpOpener& open_;
+  bool relaxation_ = false;
+  bool convex_ = false;  // proven
+  std::optional<ModelProgram> program_;
+  PointValues old_;
+  const Clock::time_point begin_ = Clock::now();
+};
+
+}  // namespace
+
+void solveNonlinearWith(Problem& problem, const ControlValues& controls, const char* flags, const NlpOpener& open) {
+  NonlinearSolver(problem, controls, flags, open).run();
+}
+
+void solveNonlinear(Problem& problem, const ControlValues& controls, const char* flags) {
+  solveNonlinearWith(problem, controls, flags, openNlpEngine);
+}
+
+}  // namespace tvlo
