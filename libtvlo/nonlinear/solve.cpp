@@ -11,6 +11,7 @@
 #include "nonlinear/answer.h"
 #include "nonlinear/component.h"
 #include "nonlinear/proof.h"
+#include "nonlinear/slp.h"
 #include "route/route.h"
 
 namespace tvlo {
@@ -198,7 +199,8 @@ class NonlinearSolver {
       return problem_.interruptReason.load(std::memory_order_relaxed);
     };
     NlpResult result;
-    open_("ipopt")->solve(*program_, start, request, result);
+    const char* const method = controls_.getInt(slpcontrol::nlp_method) == 1 ? "slp" : "ipopt";
+    open_(method)->solve(*program_, start, request, result);
     solution().iterations += result.iterations;
     solution().evaluation += result.evaluation;
     return result;
@@ -297,7 +299,8 @@ void solveNonlinearWith(Problem& problem, const ControlValues& controls, const c
 }
 
 void solveNonlinear(Problem& problem, const ControlValues& controls, const char* flags) {
-  solveNonlinearWith(problem, controls, flags, openNlpEngine);
+  solveNonlinearWith(problem, controls, flags,
+                     [](const std::string& name) { return name == "slp" ? openSlp() : openNlpEngine(name); });
 }
 
 }  // namespace tvlo

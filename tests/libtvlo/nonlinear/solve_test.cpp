@@ -89,6 +89,14 @@ TEST_F(NonlinearSolve, FindsAKnownOptimumWithItsDuals) {
   }
 }
 
+TEST_F(NonlinearSolve, GoesBySuccessiveLinearProgrammingToo) {
+  hs071();
+  ASSERT_EQ(TSLPsetintcontrol(slp_, 12430, 1), 0);
+  EXPECT_EQ(solve(), 1);
+  EXPECT_NEAR(value(), 17.0140173, 1e-5);
+  EXPECT_NEAR(dual_[0], 0.5522937, 1e-4);
+}
+
 TEST_F(NonlinearSolve, StartsWarmAfterASmallChange) {
   hs071();
   ASSERT_EQ(solve(), 1);
