@@ -156,7 +156,7 @@ bool eachOfIterator(PyObject* iterable, Fn&& member) {
 template <class Fn>
 bool eachOfArray(PyArrayObject* array, Fn&& member) {
   const bool numeric = PyArray_ISBOOL(array) || PyArray_ISINTEGER(array) || PyArray_ISFLOAT(array);
-  if (!numeric && !PyArray_ISOBJECT(array)) return incorrectObjects() != nullptr;
+  if (!numeric && !holdsObjects(array)) return incorrectObjects() != nullptr;
   // A copy of the elements: what a member's addition runs may change or resize the array.
   Ref flat = Ref::steal(PyArray_Flatten(array, NPY_CORDER));
   if (flat && numeric)

@@ -38,7 +38,9 @@ PyObject* linterm_copy(double c, PyObject* t);
 PyObject* quadterm_copy(double c, PyObject* q);
 PyObject* varlinterm_extractQuadratic(PyObject*, PyObject*);  // ([], [], [])
 // ---- arrays (arrays.cpp) ----
-// a op b for an array or sequence b: the interpreter's, with the operands exchanged.
+// A modelling object as an array of no dimensions, of our element types.
+Ref wrapInArray(PyObject* o);
+// a op b for an array or sequence b, with the operands exchanged where that is the same.
 PyObject* handBack(Op op, PyObject* a, PyObject* b);
 // a op b, and the comparisons <=, >= and ==, for a NumPy array a and a modelling object b, element by element.
 PyObject* arrayOperation(Op op, PyObject* array, PyObject* b);

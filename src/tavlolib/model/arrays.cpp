@@ -1,24 +1,11 @@
-// Where modelling objects meet NumPy arrays and other sequences.
-//
-// The types carry `__array_ufunc__ = None`: NumPy's scalars and arrays then leave an operator with a bare modelling
-// object to the object's own slot at once. So np.float64(2) * x costs little more than 2.0 * x, a comparison with a
-// NumPy scalar is a constraint and no truth value, and an array on either side comes here, where the object is wrapped
-// in an array of one element for NumPy to broadcast. A ufunc called by name, or in place, on a bare object is a
-// TypeError.
+// Where modelling objects meet NumPy arrays and other sequences: the object is wrapped in an array of one element of
+// our types for NumPy to broadcast, and NumPy then runs the loops that are registered for those types.
 #include "model/arithmetic.h"
 #include "module/errors.h"
 
 namespace tavlo {
 
 namespace {
-
-Ref wrapped(PyObject* o) {
-  npy_intp none = 0;
-  Ref array = Ref::steal(PyArray_SimpleNew(0, &none, NPY_OBJECT));
-  if (!array) return array;
-  auto* a = reinterpret_cast<PyArrayObject*>(array.get());
-  return PyArray_SETITEM(a, static_cast<char*>(PyArray_DATA(a)), o) == 0 ? std::move(array) : Ref();
-}
 
 // As objects, times would be plain integers.
 bool isTime(PyObject* array) {
@@ -45,62 +32,55 @@ PyObject* interpret(Op op, PyObject* a, PyObject* b) {
   }
 }
 
-// An array of real numbers as doubles, anything else as it is: integers would wrap around when negated, and short
-// floats lose digits when inverted.
-Ref asDoubles(PyObject* b) {
-  auto* array = reinterpret_cast<PyArrayObject*>(b);
-  const bool real = PyArray_Check(b) && (PyArray_ISINTEGER(array) || PyArray_ISBOOL(array) || PyArray_ISFLOAT(array));
-  if (!real || PyArray_TYPE(array) == NPY_LONGDOUBLE) return Ref::borrow(b);
-  return Ref::steal(PyArray_CastToType(array, PyArray_DescrFromType(NPY_DOUBLE), 0));
-}
-
-Ref negated(PyObject* b) {
-  Ref values = asDoubles(b);
-  return Ref::steal(values ? PyNumber_Negative(values.get()) : nullptr);
-}
-
-Ref inverse(PyObject* b) {
-  Ref values = asDoubles(b), one = Ref::steal(PyFloat_FromDouble(1.0));
-  return Ref::steal(values && one ? PyNumber_TrueDivide(one.get(), values.get()) : nullptr);
+// The interpreter's answer with the operands exchanged: sequences that are no arrays have none for most operations.
+PyObject* exchanged(Op op, PyObject* a, PyObject* b) {
+  if (op == Op::sub) {
+    Ref negative = Ref::steal(PyNumber_Negative(b));
+    return negative ? PyNumber_Add(negative.get(), a) : nullptr;
+  }
+  if (op == Op::div) {
+    Ref one = Ref::steal(PyFloat_FromDouble(1.0)),
+        inverse = Ref::steal(one ? PyNumber_TrueDivide(one.get(), b) : nullptr);
+    return inverse ? PyNumber_Multiply(inverse.get(), a) : nullptr;
+  }
+  return interpret(op, b, a);
 }
 
 }  // namespace
 
+Ref wrapInArray(PyObject* o) {
+  PyArray_Descr* d = var_Check(o) ? tvl_py_env.npvar_descr : tvl_py_env.npexpr_descr;
+  Py_INCREF(d);  // PyArray_Zeros takes it
+  Ref array = Ref::steal(PyArray_Zeros(0, nullptr, d, 0));
+  if (!array) return array;
+  auto* a = reinterpret_cast<PyArrayObject*>(array.get());
+  return PyArray_SETITEM(a, static_cast<char*>(PyArray_DATA(a)), o) == 0 ? std::move(array) : Ref();
+}
+
 PyObject* arrayOperation(Op op, PyObject* array, PyObject* b) {
   if (isTime(array)) return invalidInOperation(array);
-  Ref operand = wrapped(b);
+  Ref operand = wrapInArray(b);
   return operand ? interpret(op, array, operand.get()) : nullptr;
 }
 
 PyObject* handBack(Op op, PyObject* a, PyObject* b) {
   if (op == Op::pow) return modelError("Cannot obtain a power with a vector as an exponent");
-  const bool array = PyArray_Check(b);
-  if (array && isTime(b)) return invalidInOperation(b);
-  Ref first = op == Op::sub ? negated(b) : op == Op::div ? inverse(b) : Ref::borrow(b);
-  Ref second = array ? wrapped(a) : Ref::borrow(a);
-  if (!first || !second) return nullptr;
-  return interpret(op == Op::sub ? Op::add : op == Op::div ? Op::mul : op, first.get(), second.get());
+  if (!PyArray_Check(b)) return exchanged(op, a, b);
+  if (isTime(b)) return invalidInOperation(b);
+  Ref operand = wrapInArray(a);
+  if (!operand) return nullptr;
+  const bool commutes = op != Op::sub && op != Op::div;
+  return commutes ? interpret(op, b, operand.get()) : interpret(op, operand.get(), b);
 }
 
 PyObject* compareArray(PyObject* array, PyObject* b, int op) {
   if (isTime(array)) return invalidInOperation(array);
+  Ref operand = wrapInArray(b);
   const char* name = op == Py_LE ? "less_equal" : op == Py_GE ? "greater_equal" : "equal";
-  Ref numpy = Ref::steal(PyImport_ImportModule("numpy")), operand = wrapped(b);
+  Ref numpy = Ref::steal(PyImport_ImportModule("numpy"));
   Ref ufunc = Ref::steal(numpy ? PyObject_GetAttrString(numpy.get(), name) : nullptr);
-  if (!ufunc || !operand) return nullptr;
-  // As objects: by default a comparison would ask each constraint for its truth value.
-  Ref args = Ref::steal(PyTuple_Pack(2, array, operand.get()));
-  Ref keywords = Ref::steal(Py_BuildValue("{sO}", "dtype", &PyBaseObject_Type));
-  return args && keywords ? PyObject_Call(ufunc.get(), args.get(), keywords.get()) : nullptr;
-}
-
-int leaveArraysToSlots() {
-  for (PyTypeObject* type :
-       {&tavlo_varType, &tavlo_lintermType, &tavlo_quadtermType, &tavlo_expressionType, &tavlo_nonlinearType}) {
-    if (PyDict_SetItemString(type->tp_dict, "__array_ufunc__", Py_None) != 0) return -1;
-    PyType_Modified(type);
-  }
-  return 0;
+  // Not by the comparison operator: NumPy before 1.25 would swallow the exceptions of ==.
+  return operand && ufunc ? PyObject_CallFunctionObjArgs(ufunc.get(), array, operand.get(), nullptr) : nullptr;
 }
 
 }  // namespace tavlo

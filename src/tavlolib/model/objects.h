@@ -64,9 +64,8 @@ int getExprTypeQuiet(PyObject* obj);  // the same without an exception
 // here, and the arithmetic reports it with the interpreter's OverflowError.
 bool readConstant(PyObject* obj, double* value);
 bool isArrayLike(PyObject* obj);                      // a NumPy array, or anything that passes the sequence check
+bool holdsObjects(PyArrayObject* array);              // an array of objects, npvar or npexpr
 bool isSignedInteger(PyObject* obj, int64_t* value);  // Python int or signed NumPy integer; false, quietly, otherwise
-
-int leaveArraysToSlots();  // once the types are ready: sets their __array_ufunc__ to None
 
 inline bool var_Check(PyObject* o);
 inline bool linterm_Check(PyObject* o);

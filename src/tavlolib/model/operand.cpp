@@ -138,6 +138,11 @@ bool readConstant(PyObject* obj, double* value) {
   return n == Number::yes;
 }
 
+bool holdsObjects(PyArrayObject* array) {
+  const PyTypeObject* const type = PyArray_DESCR(array)->typeobj;
+  return PyArray_ISOBJECT(array) || type == &tavlo_varType || type == &tavlo_expressionType;
+}
+
 bool isArrayLike(PyObject* obj) { return modellingKind(obj) == kInvalid && isSequence(obj); }
 
 bool isSignedInteger(PyObject* obj, int64_t* value) {

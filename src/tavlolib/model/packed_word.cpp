@@ -27,10 +27,13 @@ int rekeyName(const NameField& field, uint64_t word, uint64_t from, uint64_t to)
   if (!(word & field.flag)) return 0;
   namemap* map = tvl_py_env.*field.map;
   Ref name = Ref::borrow(namemap_get(map, from));
-  if (!name) return 0;
+  const bool own = static_cast<bool>(name);
+  if (!own && field.common) name = Ref::steal(field.common(from));
+  if (!name) return PyErr_Occurred() ? -1 : 0;
   if (namemap_set(map, to, name.get()) != 0) return outOfMemory();
-  Py_INCREF(name.get());
-  namemap_del(map, from);
+  name.release();  // the map has it now
+  if (own) namemap_del(map, from);
+  if (field.common) releaseBlockName(from);
   return 0;
 }
 
@@ -61,8 +64,9 @@ int writeBound(const BoundField& field, uint64_t* word, double value) {
 PyObject* readName(const NameField& field, uint64_t word) {
   const uint64_t index = word & field.index_mask;
   if (!(word & field.flag)) return PyUnicode_FromFormat(field.format, static_cast<unsigned long long>(index));
-  PyObject* name = namemap_get(tvl_py_env.*field.map, index);
-  return name ? newRef(name) : interfaceError("%s", field.missing);
+  if (PyObject* name = namemap_get(tvl_py_env.*field.map, index)) return newRef(name);
+  PyObject* name = field.common ? field.common(index) : nullptr;
+  return name || PyErr_Occurred() ? name : interfaceError("%s", field.missing);
 }
 
 int writeName(const NameField& field, uint64_t* word, PyObject* name) {
@@ -83,7 +87,9 @@ void dropVarEntries(uint64_t word) {
   if (word & inMapBit(kVarLower)) boundmap_del(tvl_py_env.var_lb_map, index);
   if (word & inMapBit(kVarUpper)) boundmap_del(tvl_py_env.var_ub_map, index);
   if (word & kVarTholdBit) boundmap_del(tvl_py_env.var_thold_map, index);
-  if (word & kVarNameBit) namemap_del(tvl_py_env.var_name_map, index);
+  if (!(word & kVarNameBit)) return;
+  namemap_del(tvl_py_env.var_name_map, index);
+  releaseBlockName(index);
 }
 
 void dropConEntries(uint64_t word) {

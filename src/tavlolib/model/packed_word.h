@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "model/name_blocks.h"
 #include "model/objects.h"
 
 namespace tavlo {
@@ -37,17 +38,19 @@ inline constexpr uint64_t kConSideBits = inMapBit(kConLower) | inMapBit(kConUppe
 double readBound(const BoundField& field, uint64_t word);
 int writeBound(const BoundField& field, uint64_t* word, double value);
 
-// A name: one flag; the default is the format with the index.
+// A name: one flag; the default is the format with the index. A variable that is flagged but not in the map has the
+// name of its block.
 struct NameField {
   uint64_t flag;
   uint64_t index_mask;
   namemap* tvl_py_env_s::* map;
   const char *format, *missing;
+  PyObject* (*common)(uint64_t index);  // null: there are no blocks
 };
-inline constexpr NameField kVarName{kVarNameBit, kVarIndexMask, &tvl_py_env_s::var_name_map, "C%llu",
-                                    "Internal error in variable name"};
-inline constexpr NameField kConName{kConNameBit, kConIndexMask, &tvl_py_env_s::con_name_map, "R%llu",
-                                    "Internal error in constraint name"};
+inline constexpr NameField kVarName{
+    kVarNameBit, kVarIndexMask, &tvl_py_env_s::var_name_map, "C%llu", "Internal error in variable name", blockName};
+inline constexpr NameField kConName{
+    kConNameBit, kConIndexMask, &tvl_py_env_s::con_name_map, "R%llu", "Internal error in constraint name", nullptr};
 
 PyObject* readName(const NameField& field, uint64_t word);  // new reference, or null with InterfaceError
 int writeName(const NameField& field, uint64_t* word, PyObject* name);

@@ -4,6 +4,7 @@
 #include "module/errors.h"
 #include "module/modelling_docs.h"
 #include "module/start.h"
+#include "numpy/vars.h"
 #include "problem/problem.h"
 #include "problem/solution.h"
 #include "pyutil/locks.h"
@@ -313,6 +314,7 @@ PyMethodDef kModuleMethods[] = {
         {"max", tavlomod_max, METH_VARARGS, TAVLO_EXTREMUM_DOC("max", "Maximum")},
     {"min", tavlomod_min, METH_VARARGS, TAVLO_EXTREMUM_DOC("min", "Minimum")},
     {"user", TAVLO_KEYWORDS(tavlomod_user), METH_VARARGS | METH_KEYWORDS, kUserDoc},
+    {"vars", TAVLO_KEYWORDS(tavlomod_vars), METH_VARARGS | METH_KEYWORDS, kVarsDoc},
     {"getlasterror", tavlomod_getlasterror, METH_NOARGS, kGetlasterrorDoc},
     {"getversion", tavlomod_getversion, METH_NOARGS, kGetversionDoc},
     {"setdefaultcontrol", TAVLO_KEYWORDS(tavlomod_setdefaultcontrol), METH_VARARGS | METH_KEYWORDS,

@@ -7,6 +7,7 @@
 #include "module/constants.h"
 #include "module/errors.h"
 #include "module/functions.h"
+#include "numpy/dtypes.h"
 #include "problem/problem.h"
 #include "pyutil/ref.h"
 
@@ -92,7 +93,7 @@ int readyTypes() {
     if (row.generic) row.type->tp_new = PyType_GenericNew;
     if (PyType_Ready(row.type) != 0) return -1;
   }
-  return leaveArraysToSlots();
+  return 0;
 }
 
 int fillEnvironment() {
@@ -146,12 +147,23 @@ int init_structures(PyObject* module) {
   return 0;
 }
 
+int addElementTypes(PyObject* module) {
+  const struct {
+    const char* name;
+    PyArray_Descr* descr;
+  } elements[] = {{"npvar", tvl_py_env.npvar_descr},
+                  {"npexpr", tvl_py_env.npexpr_descr},
+                  {"npconstraint", tvl_py_env.npconstraint_descr}};
+  for (const auto& row : elements)
+    if (addObject(module, row.name, reinterpret_cast<PyObject*>(row.descr)) != 0) return -1;
+  return 0;
+}
+
 int fillModule(PyObject* module) {
   if (fillEnvironment() != 0) return -1;
   for (const char* name : kExported)
     if (addObject(module, name, reinterpret_cast<PyObject*>(exportedType(name))) != 0) return -1;
-  if (addExceptions(module) != 0) return -1;
-  return init_structures(module);
+  return addExceptions(module) != 0 || init_structures(module) != 0 ? -1 : addElementTypes(module);
 }
 
 PyObject* initialisationError() {
@@ -173,7 +185,8 @@ PyModuleDef moduleDefinition = {
 
 PyObject* initialise() {
   if (init_mutexes() != 0) return initialisationError();
-  if (_import_array() < 0 || _import_umath() < 0 || readyTypes() != 0) return initialisationError();
+  if (_import_array() < 0 || _import_umath() < 0 || readyTypes() != 0 || setAltNumOps() != 0)
+    return initialisationError();
   Ref module = Ref::steal(PyModule_Create2(&moduleDefinition, PYTHON_API_VERSION));
   if (!module) return initialisationError();
   if (fillModule(module.get()) != 0) {

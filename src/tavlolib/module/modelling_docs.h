@@ -157,4 +157,36 @@ Related topics:
   tavlo.max, tavlo.evaluate
 )");
 
+PyDoc_STRVAR(
+    kVarsDoc,
+    R"(vars($module, /, *indices, name='x', lb=0, ub=tavlo.infinity, threshold=-tavlo.infinity, vartype=tavlo.continuous)
+--
+
+Purpose:
+  Creates many variables at once, one for each combination of the given indices.
+
+Synopsis:
+  x = tavlo.vars(*indices, name='x', lb=0, ub=tavlo.infinity, threshold=-tavlo.infinity, vartype=tavlo.continuous)
+
+Argument:
+  indices       Lists, sets, ranges or other iterables of distinct objects, or positive numbers k, each of which stands for
+                range(k).
+  name          Prefix of the names: the variable of the indices i and 'a' is called name(i,a). Names are made when they
+                are asked for and cost nothing until then. The empty string gives the default names, such as C25.
+  lb, ub, threshold, vartype
+                As for tavlo.var, for all variables alike.
+
+Return value:
+  With numbers only, a NumPy array of type npvar with these dimensions, at most 32; otherwise a dictionary from tuples of
+  indices to variables. The variables are in the order of their indices, the last index varying fastest.
+
+Example:
+  x = tavlo.vars(3, 4)
+  y = tavlo.vars(['oil', 'gas'], range(12), name='y', vartype=tavlo.binary)
+  y['gas', 0] + y['gas', 1] <= 1
+
+Related topics:
+  tavlo.var, tavlo.Dot
+)");
+
 }  // namespace tavlo

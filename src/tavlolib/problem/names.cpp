@@ -4,6 +4,7 @@
 
 #include "model/packed_word.h"
 #include "problem/batch.h"
+#include "pyutil/ref.h"
 
 namespace tavlo {
 namespace {
@@ -61,7 +62,8 @@ int appendStored(Array<char>& names, size_t* used, PyObject* name, const char* k
 
 int appendVarName(Array<char>& names, size_t* used, const var_s* v) {
   if (!(v->word & kVarNameBit)) return appendDefault(names, used, 'C', varIndex(v));
-  return appendStored(names, used, namemap_get(tvl_py_env.var_name_map, varIndex(v)), "variable", kLongestVariableName);
+  Ref name = Ref::steal(get_var_name(v->word));
+  return name ? appendStored(names, used, name.get(), "variable", kLongestVariableName) : -1;
 }
 
 int appendConName(Array<char>& names, size_t* used, const constraint_s* c) {

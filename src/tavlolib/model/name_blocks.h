@@ -1,0 +1,35 @@
+// Names of variables that were created together: a prefix and the indices, as in x(3,left). One record serves the whole
+// block and the name is made when it is asked for, so a million named variables cost as much memory as unnamed ones.
+// A record lives until the last variable that may ask for it is gone. Needs the interpreter lock.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "pyutil/python.h"
+
+namespace tavlo {
+
+struct NameDimension {
+  uint64_t count;
+  std::vector<std::string> texts;  // one for each index; empty: the numbers 0 to count - 1
+};
+
+// Variables first to first + count - 1, over the product of the dimensions, the last one fastest.
+struct NameBlock {
+  uint64_t first, count;
+  std::string prefix;
+  std::vector<NameDimension> dimensions;
+  uint64_t users = 0;  // variables of the block that live
+
+  size_t longestName() const;  // bytes
+  std::string name(uint64_t index) const;
+};
+
+NameBlock* addNameBlock(NameBlock block);        // throws std::bad_alloc
+PyObject* blockName(uint64_t index);             // new reference; null without an exception when there is no such block
+void releaseBlockName(uint64_t index) noexcept;  // a variable is gone; nothing when it is of no block
+void dropUnusedBlock(const NameBlock* block) noexcept;
+
+}  // namespace tavlo
