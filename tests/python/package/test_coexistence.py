@@ -1,4 +1,4 @@
-"""Another package's HiGHS in the same process: neither disturbs the other, whichever comes first."""
+"""Another package's HiGHS or Ipopt in the same process: neither disturbs the other, whichever comes first."""
 
 import subprocess
 import sys
@@ -71,5 +71,42 @@ assert p.getSolution(x) == 3
 mapped = {line.split()[-1] for line in open("/proc/self/maps") if "highs" in line and "r-x" in line}
 assert any(name.endswith("/tavlo/lib/libtvlo_highs.so") for name in mapped), mapped
 """
+    done = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True)
+    assert done.returncode == 0, done.stderr
+
+
+IPOPT = """
+def ours():
+    x = [tv.var(lb=1, ub=5) for _ in range(4)]
+    p = tv.problem(x, x[0] * x[1] * x[2] * x[3] >= 25, tv.Sum(v**2 for v in x) == 40)
+    p.setOutputEnabled(False)
+    p.setObjective(x[0] * x[3] * (x[0] + x[1] + x[2]) + x[2])
+    p.nlpoptimize()
+    return p.attributes.nlpobjval
+
+def theirs():
+    x = casadi.MX.sym("x", 4)
+    f = x[0] * x[3] * (x[0] + x[1] + x[2]) + x[2]
+    g = casadi.vertcat(x[0] * x[1] * x[2] * x[3], casadi.sumsqr(x))
+    options = {"ipopt.print_level": 0, "ipopt.sb": "yes", "print_time": False}
+    solver = casadi.nlpsol("solver", "ipopt", {"x": x, "f": f, "g": g}, options)
+    return float(solver(x0=[1, 5, 5, 1], lbx=1, ubx=5, lbg=[25, 40], ubg=[1e20, 40])["f"])
+
+for turn in range(3):
+    for solve in (ours, theirs) if OURS_FIRST else (theirs, ours):
+        value = solve()
+        assert abs(value - 17.0140173) < 1e-5, (solve, value)
+mapped = {line.split()[-1] for line in open("/proc/self/maps") if "ipopt" in line and "r-x" in line}
+assert any(name.endswith("/tavlo/lib/libtvlo_ipopt.so") for name in mapped), mapped
+assert any(name.endswith("/casadi/libipopt.so.3") for name in mapped), mapped
+if (child := os.fork()) == 0:  # neither BLAS waits for threads that the child does not have
+    os._exit(abs(ours() - 17.0140173) > 1e-5)
+assert os.waitpid(child, 0)[1] == 0
+"""
+
+
+@pytest.mark.parametrize("ours_first", [True, False])
+def test_solving_in_turns_with_another_ipopt(ours_first):
+    code = f"import os\nimport casadi\nimport tavlo as tv\nOURS_FIRST = {ours_first}\n{IPOPT}"
     done = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True)
     assert done.returncode == 0, done.stderr
