@@ -53,6 +53,7 @@ class StoredModel:
     start: np.ndarray
     column: np.ndarray
     coefficient: np.ndarray
+    quadratic: dict[int, dict[tuple[int, int], float]]  # row, -1 for the objective: symmetric, of x'Qx/2 and x'Qx
 
     @classmethod
     def read(cls, library: Library, filename: str) -> StoredModel:
@@ -99,7 +100,27 @@ class StoredModel:
         column, coefficient = (c_int * max(count.value, 1))(), (c_double * max(count.value, 1))()
         if nrows:
             library.call("TVLOgetrows64", prob, start, column, coefficient, count, byref(count), 0, nrows - 1)
+
+        def triplets(row: int) -> dict[tuple[int, int], float]:
+            n = c_int64()
+            library.call("TVLOgetqrowqmatrixtriplets64", prob, row, byref(n), None, None, None)
+            first, second, value = (c_int * n.value)(), (c_int * n.value)(), (c_double * n.value)()
+            if n.value:
+                library.call("TVLOgetqrowqmatrixtriplets64", prob, row, byref(n), first, second, value)
+            return {(i, j): v for i, j, v in zip(first, second, value)}
+
+        def objective_triplets() -> dict[tuple[int, int], float]:
+            n = c_int64()
+            if ncols:
+                library.call("TVLOgetmqobj64", prob, None, None, None, c_int64(0), byref(n), 0, ncols - 1)
+            begin, second, value = (c_int64 * (ncols + 1))(), (c_int * n.value)(), (c_double * n.value)()
+            if n.value:
+                library.call("TVLOgetmqobj64", prob, begin, second, value, n, byref(n), 0, ncols - 1)
+            return {(i, second[k]): value[k] for i in range(ncols) for k in range(begin[i], begin[i + 1])}
+
+        forms = {-1: objective_triplets(), **{i: triplets(i) for i in range(nrows)}}
         return cls(
+            quadratic={row: form for row, form in forms.items() if form},
             sense=attribute(SENSE),
             constant=-float(doubles("TVLOgetobj", 1, -1, -1)[0]),
             objective=doubles("TVLOgetobj", ncols),
@@ -127,7 +148,49 @@ class StoredModel:
         return lower, {"L": rhs, "E": rhs, "R": rhs}.get(letter, INFINITY)
 
     def value(self, x: np.ndarray) -> float:
-        return self.constant + float(self.objective @ x)
+        return self.constant + float(self.objective @ x) + sum(self.terms(-1, x)) / 2
+
+    def terms(self, row: int, x: np.ndarray) -> list[float]:
+        form = self.quadratic.get(row, {})
+        return [float(q * x[i] * x[j] * (1 if i == j else 2)) for (i, j), q in form.items()]
+
+    def gradient(self, row: int, x: np.ndarray) -> np.ndarray:
+        """Of the objective (row -1) or of a row's activity."""
+        result = self.objective.copy() if row < 0 else np.zeros(len(x))
+        for j, coefficient in self.row(row).items() if row >= 0 else ():
+            result[j] += coefficient
+        factor = 1 if row < 0 else 2
+        for (i, j), q in self.quadratic.get(row, {}).items():
+            result[i] += factor * q * x[j]
+            if i != j:
+                result[j] += factor * q * x[i]
+        return result
+
+    def activity(self, i: int, x: np.ndarray) -> tuple[float, float]:
+        """A row's activity and the size of its largest term."""
+        span = slice(self.start[i], self.start[i + 1])
+        terms = np.append(self.coefficient[span] * x[self.column[span]], self.terms(i, x))
+        return float(terms.sum()), max(1.0, float(np.abs(terms).max(initial=0.0)))
+
+    def residuals(self, x: np.ndarray, dual: np.ndarray, redcost: np.ndarray) -> tuple[float, float]:
+        """How far the duals are from proving a continuous problem's point optimal: by stationarity and signs, and by
+        complementarity, each divided by the size of what it concerns."""
+        gradient = self.gradient(-1, x)
+        size = max(1.0, float(np.abs(gradient).max(initial=0.0)))
+        for i in np.flatnonzero(dual):
+            gradient -= dual[i] * self.gradient(int(i), x)
+        stationarity = float(np.abs(gradient - redcost).max(initial=0.0)) / size
+        pairs = [(redcost[j], x[j], 1.0, self.lower[j], self.upper[j]) for j in range(len(x))]
+        pairs += [(dual[i], *self.activity(i, x), *self.row_bounds(i)) for i in range(len(dual))]
+        lost = 0.0
+        for d, value, scale, lower, upper in pairs:
+            d *= self.sense
+            bound = lower if d > 0 else upper
+            if abs(bound) < INFINITY:
+                lost += abs(d) * max(0.0, abs(value - bound) - 1e-6 * max(scale, abs(bound)))
+            else:
+                stationarity = max(stationarity, abs(d) / size)
+        return stationarity, lost / max(1.0, abs(self.value(x)))
 
     def violation(self, x: np.ndarray) -> float:
         """The largest violation of a bound, a row or integrality, each divided by the size of what it violates."""
@@ -144,9 +207,7 @@ class StoredModel:
             if letter in "BIR":
                 worst = max(worst, abs(value - round(value)))
         for i in range(len(self.row_type)):
-            span = slice(self.start[i], self.start[i + 1])
-            terms = self.coefficient[span] * x[self.column[span]]
-            activity, size = terms.sum(), max(1.0, np.abs(terms).max(initial=0.0))
+            activity, size = self.activity(i, x)
             lower, upper = self.row_bounds(i)
             for excess, bound in ((lower - activity, lower), (activity - upper, upper)):
                 if abs(bound) < INFINITY:
@@ -158,6 +219,8 @@ class StoredModel:
         for name in ("sense", "constant", "column_name", "row_name", "column_type", "row_type"):
             if getattr(self, name) != getattr(other, name):
                 return f"{name}s differ"
+        if self.quadratic != other.quadratic:
+            return "quadratic parts differ"
         for name in ("objective", "lower", "upper", "threshold", "rhs"):
             mine, theirs = getattr(self, name), getattr(other, name)
             different = np.flatnonzero(mine != theirs)

@@ -7,6 +7,7 @@
 #include <numeric>
 
 #include "io/text.h"
+#include "route/cone.h"
 
 namespace tvlo {
 
@@ -138,19 +139,26 @@ Curvature curvatureOf(const QuadraticForm& form) {
   return form.curvature();
 }
 
-std::string nonconvexPart(const Model& model) {
+Convexity convexityOf(const Model& model) {
+  Convexity result;
   const auto objective = curvatureOf(model.quadraticObjective());
   if (objective != Curvature::flat && objective != (model.sense() > 0 ? Curvature::convex : Curvature::concave)) {
-    return "the objective";
+    result.nonconvex = "the objective";
+    return result;
   }
   for (const RowQuadratic& row : model.quadraticRows()) {
     const Curvature found = curvatureOf(row.form);
     const Bounds bounds = model.rowBounds(row.row);
     const bool above = bounds.upper < TVLO_INFINITY && found != Curvature::convex;
     const bool below = bounds.lower > -TVLO_INFINITY && found != Curvature::concave;
-    if (found != Curvature::flat && (above || below)) return "row " + quoted(model.rowNames().get(row.row));
+    if (found == Curvature::flat || (!above && !below)) continue;
+    if (!isCone(model, row)) {
+      result.nonconvex = "row " + quoted(model.rowNames().get(row.row));
+      return result;
+    }
+    result.cones = true;
   }
-  return {};
+  return result;
 }
 
 }  // namespace tvlo

@@ -14,8 +14,11 @@ namespace tvlo {
 
 Curvature curvatureOf(const QuadraticForm& form);  // remembered in the form until it changes
 
-// Empty where every part is convex, the objective by the sense and rows by their type; else what is not, for a
-// message: "the objective", "row c1". Rows of type N do not count, nor do sides at infinity.
-std::string nonconvexPart(const Model& model);
+struct Convexity {
+  std::string nonconvex;  // what is not convex, for a message: "the objective", "row c1"; empty: nothing
+  bool cones = false;     // some rows are second-order cones (route/cone.h), which are convex as sets only
+};
+// The objective by the sense and rows by their type. Rows of type N do not count, nor do sides at infinity.
+Convexity convexityOf(const Model& model);
 
 }  // namespace tvlo

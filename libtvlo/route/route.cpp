@@ -105,8 +105,11 @@ std::vector<Attempt> routeOf(const Model& model, bool mip, Method method) {
     const bool open = of == Class::lp || of == Class::mip;
     if (open && row.attempt.method == Method::automatic) attempts.back().method = method;
   }
-  // Where the interior-point method is asked for, it comes first.
-  if (of == Class::quadratic && (method == Method::barrier || method == Method::barrierWithoutCrossover)) {
+  // Where the interior-point method is asked for, it comes first; so it does on a size that the other one is too slow
+  // for.
+  constexpr int kManyColumns = 10000;
+  if (of == Class::quadratic &&
+      (method == Method::barrier || method == Method::barrierWithoutCrossover || model.columns() > kManyColumns)) {
     std::rotate(attempts.begin(), attempts.begin() + 1, attempts.end());
   }
   return attempts;

@@ -68,11 +68,12 @@ class Solver {
   }
 
   void requireConvex() {
-    const std::string part = nonconvexPart(model_);
-    if (part.empty()) return;
+    const Convexity convexity = convexityOf(model_);
+    cones_ = convexity.cones;
+    if (convexity.nonconvex.empty()) return;
     problem_.solution.lpStatus = LpStatus::nonconvex;
     if (mip_) problem_.solution.mipStatus = MipStatus::lpNotOptimal;
-    throw Error(TVLO_ERR_UNSUPPORTED, "The problem is nonconvex: " + part + " is not convex");
+    throw Error(TVLO_ERR_UNSUPPORTED, "The problem is nonconvex: " + convexity.nonconvex + " is not convex");
   }
 
   // Models that need no engine: without columns, or with bounds that cross.
@@ -226,8 +227,8 @@ class Solver {
     result.lpStatus = LpStatus::unfinished;
     const bool linear = class_ == ProblemClass::quadratic;
     const LpStatus rows = solveAside(linearRows(model_), "highs", result).lpStatus;
-    // Of a convex problem, a point where the violation is least proves that there is none without.
-    if (rows == LpStatus::infeasible || (claim == LpStatus::infeasible && !linear && away)) {
+    // Where the rows are convex functions, a point where the violation is least proves that there is none without.
+    if (rows == LpStatus::infeasible || (claim == LpStatus::infeasible && !linear && !cones_ && away)) {
       result.lpStatus = LpStatus::infeasible;
     } else if (rows == LpStatus::optimal && claim != LpStatus::infeasible && improvesForEver(result) &&
                (linear || feasiblePointExists(result))) {
@@ -411,6 +412,7 @@ class Solver {
   const bool mip_;
   const Flags flags_;
   ProblemClass class_ = ProblemClass::lp;
+  bool cones_ = false;
   const EngineOpener& open_;
   const Clock::time_point begin_ = Clock::now();
 };

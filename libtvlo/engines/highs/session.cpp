@@ -51,6 +51,8 @@ Session::Session() : owner_(Highs_create()), highs_(owner_.get()), options_(high
   output(false);
   options_.set("small_matrix_value", 1e-12);  // the model's coefficients count, also very small and very large ones
   options_.set("large_matrix_value", 1e100);
+  // The active-set method for quadratic objectives gets slower with the cube of that dimension; others are quick there.
+  options_.set("qp_nullspace_limit", 300);
   options_.set("mip_ipm_solver", "ipx");  // the other one is in a library that is not part of us
   must(Highs_setCallback(highs_, onEvent, this), "set its callback");
   for (const HighsInt event : {kHighsCallbackSimplexInterrupt, kHighsCallbackIpmInterrupt, kHighsCallbackMipInterrupt,
@@ -134,6 +136,7 @@ HighsInt Session::run() {
   }
   const HighsInt status = Highs_getModelStatus(highs_);
   if (status == kMemoryLimit) throw Error(TVLO_ERR_MEMORY, "Out of memory");
+  if (hasHessian_ && status == kHighsModelStatusNotset) return kHighsModelStatusUnknown;  // its method gave up
   if (status == kHighsModelStatusNotset || status == kHighsModelStatusLoadError ||
       status == kHighsModelStatusModelError) {
     throw Error(TVLO_ERR_ENGINE, format("HiGHS refused the model (status %d)", status));

@@ -53,7 +53,7 @@ TEST(Write, everyInstanceReadsBackTheSame) {
   int count = 0;
   for (const auto& entry : std::filesystem::directory_iterator(std::string(TVLO_TEST_DATA) + "/instances")) {
     const std::string name = entry.path().filename().string();
-    if (!name.ends_with(".mps") && !name.ends_with(".lp")) continue;
+    if (!name.ends_with(".mps") && !name.ends_with(".qps") && !name.ends_with(".lp")) continue;
     SCOPED_TRACE(name);
     ++count;
     Model model;

@@ -114,7 +114,7 @@ TEST(Convexity, RowsCountByTheirType) {
   const int row = p.row({{x, 1}}, 'L', 4);
   const auto part = [&](char type) {
     EXPECT_EQ(TVLOchgrowtype(p.get(), 1, &row, &type), 0);
-    return nonconvexPart(p.model());
+    return convexityOf(p.model()).nonconvex;
   };
   p.quadratic(row, {{x, x, 1}});
   EXPECT_EQ(part('L') + part('N'), "");
@@ -127,6 +127,30 @@ TEST(Convexity, RowsCountByTheirType) {
   EXPECT_EQ(part('E'), "");
   p.maximise();
   EXPECT_EQ(part('E'), "the objective");
+}
+
+// x^2 + y^2 - 2x + ... <= r^2: the disc around (1, 0) grows with r.
+TEST(Convexity, SecondOrderConesAreConvexSets) {
+  const auto cone = [](double rhs, double lower, double linear, char type) {
+    Prob p;
+    const int x = p.column(0, -9, 9);
+    const int y = p.column(0, -9, 9);
+    const int r = p.column(1, lower, 9);
+    const double sign = type == 'G' ? -1 : 1;
+    const int row = p.row({{x, -2 * sign}, {r, linear * sign}}, type, rhs * sign);
+    p.quadratic(row, {{x, x, sign}, {y, y, sign}, {r, r, -sign}});
+    const Convexity found = convexityOf(p.model());
+    return found.nonconvex.empty() && found.cones;
+  };
+  for (const char type : {'L', 'G'}) {
+    EXPECT_TRUE(cone(-1, 0, 0, type));
+    EXPECT_TRUE(cone(-3, 0, 0, type)) << "a sheet of a hyperboloid";
+    EXPECT_FALSE(cone(-0.9, 0, 0, type)) << "a hyperboloid";
+    EXPECT_FALSE(cone(-1, -1, 0, type)) << "both halves";
+    EXPECT_TRUE(cone(3, 2, 4, type)) << "(x-1)^2 + y^2 <= (r-2)^2";
+    EXPECT_FALSE(cone(3, 1, 4, type));
+  }
+  EXPECT_FALSE(cone(-1, 0, 0, 'E'));
 }
 
 }  // namespace

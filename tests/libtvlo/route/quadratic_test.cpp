@@ -212,5 +212,77 @@ TEST(Quadratic, UnusualModels) {
   EXPECT_EQ(discrete.solution().mipStatus, MipStatus::lpOptimal);
 }
 
+// min x + y over the disc of radius 2 around the origin, cut by y >= -1.
+TEST(QuadraticRows, AnswersHaveDualsAndChangesAreFollowed) {
+  Prob p;
+  const int x = p.column(1, -kInf, kInf);
+  const int y = p.column(1, -1, kInf);
+  const int disc = p.row({}, 'L', 4);
+  p.quadratic(disc, {{x, x, 1}, {y, y, 1}});
+  p.lp();
+  expectProven(p, -1 - std::sqrt(3));
+  EXPECT_NEAR(p.solution().lp.dual[disc], -1 / (2 * std::sqrt(3)), 1e-6);
+  const int64_t first = p.solution().barrierIterations;
+  EXPECT_GT(first, 0);
+  p.rhs(disc, 4.1);
+  p.lp();
+  expectProven(p, -1 - std::sqrt(3.1));
+  EXPECT_LT(p.solution().barrierIterations, first) << "from the last point";
+  p.bounds(y, -9, 9);
+  const int row = p.row({{x, 1}, {y, -1}}, 'E', 0.5);
+  p.rhs(disc, 4);
+  p.lp();
+  expectProven(p, -std::sqrt(8 - 0.25));
+  ASSERT_EQ(TVLOdelrows(p.get(), 1, &row), 0);
+  p.quadratic(-1, {{x, x, 1}});
+  p.maximise();
+  EXPECT_EQ(p.error(TVLOlpoptimize(p.get(), "")), "The problem is nonconvex: the objective is not convex");
+  p.quadratic(-1, {{x, x, 0}});
+  p.lp();
+  expectProven(p, std::sqrt(8));
+}
+
+TEST(QuadraticRows, AbsenceOfAnOptimumIsProven) {
+  const auto discs = [](Prob& p, double apart) {
+    const int x = p.column(1, -kInf, kInf);
+    const int y = p.column(0, -kInf, kInf);
+    for (const double centre : {0.0, apart}) {
+      const int row = p.row({{x, -2 * centre}}, 'L', 1 - centre * centre);
+      p.quadratic(row, {{x, x, 1}, {y, y, 1}});
+    }
+  };
+  Prob touching, apart;
+  discs(touching, 1.5);
+  touching.lp();
+  expectProven(touching, 0.5);
+  discs(apart, 3);
+  EXPECT_EQ(apart.lp().lpStatus, LpStatus::infeasible);
+  EXPECT_FALSE(apart.solution().lp.available);
+
+  Prob parabola;  // min y - 2x over x^2 <= y, which bounds it, and min -y, which nothing bounds
+  const int x = parabola.column(-2, -kInf, kInf);
+  const int y = parabola.column(1, -kInf, kInf);
+  const int row = parabola.row({{y, -1}}, 'L', 0);
+  parabola.quadratic(row, {{x, x, 1}});
+  parabola.lp();
+  expectProven(parabola, -1);
+  parabola.cost(x, 0);
+  parabola.cost(y, -1);
+  EXPECT_EQ(parabola.lp().lpStatus, LpStatus::unbounded);
+}
+
+TEST(QuadraticRows, CirclesAroundPointsAreSmallest) {
+  Prob p;  // the smallest circle around three points, its radius as a column
+  const int a = p.column(0, -kInf, kInf);
+  const int b = p.column(0, -kInf, kInf);
+  const int r = p.column(1, 0, kInf);
+  for (const auto& [u, v] : {std::pair(0.0, 0.0), std::pair(4.0, 0.0), std::pair(1.0, 1.0)}) {
+    const int row = p.row({{a, -2 * u}, {b, -2 * v}}, 'L', -u * u - v * v);
+    p.quadratic(row, {{a, a, 1}, {b, b, 1}, {r, r, -1}});
+  }
+  p.lp();
+  expectProven(p, 2);
+}
+
 }  // namespace
 }  // namespace tvlo::test
