@@ -12,10 +12,9 @@ namespace {
 constexpr int kColumns = 1214, kNonlinearColumns = 12000;
 
 int columnCount(problem_s* p, int* n) {
-  const bool nonlinear = (p->nlRowCount || p->nlObjective) && nlState() != 0;
-  const int failed =
-      nonlinear ? TSLPgetintattrib(p->slpprob, kNonlinearColumns, n) : TVLOgetintattrib(p->prob, kColumns, n);
-  return failed ? solverFailed(p) : 0;
+  if (hasNonlinearContent(p) && nlState() != 0)
+    return TSLPgetintattrib(p->slpprob, kNonlinearColumns, n) == 0 ? 0 : nonlinearFailed(p);
+  return TVLOgetintattrib(p->prob, kColumns, n) == 0 ? 0 : solverFailed(p);
 }
 
 bool valueInDictionary(void* context, var_s* v, double* out) {

@@ -153,10 +153,11 @@ int readRows(problem_s* p, int count, int units, Registry* registry) {
 int fillRegistry(problem_s* p, Registry* registry) {
   int columns = 0, rows = 0, units = 0, formulas = 0, formulaRows = 0;
   if (TVLOgetintattrib(p->prob, kColumns, &columns) != 0 || TVLOgetintattrib(p->prob, kRows, &rows) != 0 ||
-      TVLOgetintattrib(p->prob, kNameUnits, &units) != 0 ||
-      TSLPgetintattrib(p->slpprob, kFormulaRows, &formulaRows) != 0 ||
-      TSLPgetintattrib(p->slpprob, kFormulas, &formulas) != 0)
+      TVLOgetintattrib(p->prob, kNameUnits, &units) != 0)
     return solverFailed(p);
+  if (TSLPgetintattrib(p->slpprob, kFormulaRows, &formulaRows) != 0 ||
+      TSLPgetintattrib(p->slpprob, kFormulas, &formulas) != 0)
+    return nonlinearFailed(p);
   if ((columns > 0 && readColumns(p, columns, units, registry) != 0) ||
       (rows > 0 && readRows(p, rows, units, registry) != 0))
     return -1;
@@ -180,7 +181,7 @@ int readFile(problem_s* p, const char* filename, const char* options) {
   {
     InUse reading(p, Use::file);
     failed = TVLOreadprob(p->prob, filename, options) != 0 && TSLPreadprob(p->slpprob, filename, options) != 0;
-    if (failed && !p->releaseWhenIdle) solverFailed(p);
+    if (failed && !p->releaseWhenIdle) nonlinearFailed(p);  // which knows every format
   }
   if (!p->prob) return checkProblemIsInitialized(p);
   // Objects are made while the problem is refused to other code: a garbage collection may run some.

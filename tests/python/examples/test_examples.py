@@ -1,6 +1,7 @@
 """Each example's answer against an optimum computed on another way: by hand, or by highspy from the raw data."""
 
 import importlib
+import itertools
 import math
 import runpy
 import subprocess
@@ -144,6 +145,64 @@ def test_read_mps_says_what_is_wrong(example, tmp_path, capsys):
         assert read_mps.main([str(filename)]) == 1
         assert capsys.readouterr().err.strip()
     assert read_mps.main([]) == 2
+
+
+# ---- quadratic and nonlinear models ----
+def test_portfolio(example, tmp_path, capsys):
+    portfolio = example("portfolio")
+    picture = tmp_path / "frontier.png"
+    points = portfolio.main(str(picture))
+    assert picture.exists() == ("picture in" in capsys.readouterr().out)
+    risks = [risk for _, risk in points]
+    assert risks == sorted(risks)
+    model = portfolio.Portfolio()
+    expected, covariance = (np.array(data) for data in portfolio.market())
+    for level, risk in points[::5]:  # optimal: the conditions of the convex program hold
+        variance, x = model.least_variance(level)
+        x, inner = np.array(x), (np.array(x) > 1e-5) & (np.array(x) < 0.25 - 1e-5)
+        assert (variance, x @ covariance @ x) == (pytest.approx(risk**2), pytest.approx(risk**2))
+        assert abs(x.sum() - 1) < 1e-6 and expected @ x > level - 1e-6 and -1e-7 < x.min() <= x.max() < 0.25 + 1e-7
+        gradient = 2 * covariance @ x
+        columns = np.column_stack([np.ones(len(x)), expected])
+        prices, *_ = np.linalg.lstsq(columns[inner], gradient[inner], rcond=None)
+        rest = gradient - columns @ prices
+        assert prices[1] > -1e-5 and abs(rest[inner]).max() < 1e-5
+        assert rest[x <= 1e-5].min(initial=0) > -1e-5 and (rest[x >= 0.25 - 1e-5] < 1e-5).all()
+
+
+def test_smallest_circle(example, capsys):
+    smallest = example("smallest_circle")
+    points = np.array(smallest.generate())
+    radius = smallest.main()
+    assert "points lie on it" in capsys.readouterr().out
+
+    def around(chosen):  # the circle through two points as ends of a diameter, or through three
+        first = chosen[0]
+        sides = np.array([q - first for q in chosen[1:]])
+        centre = first + np.linalg.lstsq(2 * sides, (sides**2).sum(axis=1), rcond=None)[0]
+        return np.linalg.norm(points - centre, axis=1).max(), np.linalg.norm(first - centre)
+
+    circles = (around(list(c)) for size in (2, 3) for c in itertools.combinations(points, size))
+    assert radius == pytest.approx(min(r for worst, r in circles if worst <= r * (1 + 1e-9)), rel=1e-6)
+
+
+def test_rocket(example, capsys):
+    # The height that is published for this problem.
+    assert example("rocket").main(400) == pytest.approx(1.01283, abs=2e-5)
+    assert "1605 variables and 1204 constraints: nlp_solution" in capsys.readouterr().out
+
+
+@pytest.mark.parametrize("derivatives", [True, False])
+def test_curve_fit(example, derivatives):
+    # The certified values of the data set.
+    b1, b2, squares = example("curve_fit").main(derivatives)
+    assert (b1, b2) == (pytest.approx(238.94212918, rel=1e-4), pytest.approx(5.5015643181e-4, rel=1e-4))
+    assert squares == pytest.approx(0.12455138894, rel=1e-6)
+
+
+def test_hs71(example, capsys):
+    assert example("hs71").main() == pytest.approx(17.0140172935, rel=1e-7)
+    assert "nlp_solution" in capsys.readouterr().out
 
 
 def test_demo(example, capsys):

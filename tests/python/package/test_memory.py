@@ -60,6 +60,25 @@ def failing(k):
         else:
             raise SystemExit("no error raised")
 
+def raises(*values):
+    raise ValueError(values)
+
+def nonlinear(k):
+    x, y = tv.var(lb=-3, ub=3), tv.var(lb=-3, ub=3)
+    p = tv.problem(x, y, tv.exp(x) + y * y <= 4, tv.user(lambda v: v * v, x) + y)
+    p.setOutputEnabled(False)
+    if k % 4 == 0:
+        p.solve()
+        p.getSolution(x, tv.sin(y)), p.getDual(), p.getRCost(), p.getObjVal()
+    for wrong in (raises, lambda v: "text"):
+        p.setObjective(tv.user(wrong, y, derivatives=k % 2) + x)
+        try:
+            p.copy().solve() if k % 3 == 0 else p.solve()
+        except (ValueError, tv.ModelError):
+            pass
+        else:
+            raise SystemExit("no error raised")
+
 def modelling(k):
     x = [tv.var() for _ in range(30)]
     e = tv.Sum(x) * 2 - x[3] + 4
@@ -89,7 +108,7 @@ print((resident_after - resident_before) / 2**20)
 """
 
 
-@pytest.mark.parametrize("cycle", ["linear", "integer", "failing", "modelling"])
+@pytest.mark.parametrize("cycle", ["linear", "integer", "nonlinear", "failing", "modelling"])
 def test_nothing_is_kept_over_a_thousand_cycles(cycle):
     done = subprocess.run([sys.executable, "-c", CYCLES, cycle], capture_output=True, text=True)
     assert done.returncode == 0, done.stdout + done.stderr

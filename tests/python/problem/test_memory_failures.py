@@ -15,6 +15,10 @@ CALLS = {
     "delConstraint": lambda p, x, new, rows: p.delConstraint(first=1, last=20),
     "getVariable": lambda p, x, new, rows: p.getVariable([1, [2]]),
     "setObjective": lambda p, x, new, rows: p.setObjective(x[0] * x[1] + x[2]),
+    "nonlinear rows": lambda p, x, new, rows: p.addConstraint(
+        [tv.user(max, v, x[1]) + x[2] * tv.sin(v) <= 1 for v in x]
+    ),
+    "nonlinear objective": lambda p, x, new, rows: p.setObjective(tv.exp(x[0] + 2) + x[1] * x[2] + 3 * x[4]),
     "getSolution": lambda p, x, new, rows: (p.solve(), p.getSolution({"a": x}), p.getDual(), p.getSlack(0)),
     "copy": lambda p, x, new, rows: p.copy(),
     "read": lambda p, x, new, rows: p.read(p.file),

@@ -2,6 +2,7 @@
 
 import gc
 import math
+import random
 import weakref
 
 import pytest
@@ -92,6 +93,65 @@ def test_coefficients_of_one_row_and_column_add_up(problem, formulas):
     (constant, column) = (formulas(p, 0)[k] for k in (-1, 1))
     assert constant == (1, [MARK, X, f(27)])
     assert {c(4), c(2)} <= set(column[1]) and column[0] == 1
+
+
+# ---- random trees: what the solver holds, evaluated here, against evaluate() ----
+FUNCTIONS = {27: math.sin, 28: math.cos, 16: math.exp, 17: abs, 32: math.atan, 33: min, 34: max, 49: math.erf}
+OPERATORS = {5: float.__add__, 6: float.__sub__, 3: float.__mul__, 4: float.__truediv__, 2: math.pow}
+
+
+def value_of(tokens, x):
+    stack, marks = [], []
+    for kind, value in tokens:
+        if kind == 22:
+            marks.append(len(stack))
+        elif kind == 12:
+            arguments = stack[marks[-1] :]
+            del stack[marks.pop() :]
+            stack.append(float(FUNCTIONS[value](*arguments)))
+        elif kind == 31 and value == 1:
+            stack.append(-stack.pop())
+        elif kind == 31:
+            right = stack.pop()
+            stack.append(OPERATORS[value](stack.pop(), right))
+        else:
+            stack.append(value if kind == 1 else x[int(value)])
+    (result,) = stack
+    return result
+
+
+def random_tree(draw, x, depth):
+    if depth == 0:
+        a, b = draw.choice(x), draw.choice(x)
+        return draw.choice([a, 2.5 * a, a * b, a - 3 * b * b + 1, -1 * a, draw.uniform(-2, 2), a * 0 + 1])
+
+    def sub():
+        return random_tree(draw, x, draw.randrange(depth))
+
+    kind = draw.randrange(9)
+    if kind < 3:
+        return getattr(tv, draw.choice(["sin", "cos", "abs", "atan", "erf"]))(sub())
+    if kind == 3:
+        return sub() + sub()
+    if kind == 4:
+        return draw.choice([tv.Sum, tv.Prod, tv.max, tv.min])([sub() for _ in range(draw.randrange(2, 7))])
+    return [lambda: sub() - sub(), lambda: sub() * sub(), lambda: sub() / (2 + tv.cos(sub())), lambda: -sub()][
+        kind - 5
+    ]()
+
+
+@pytest.mark.parametrize("seed", range(150))
+def test_random_trees(seed, problem, stored, quadratic, formulas):
+    p, *x = problem
+    draw = random.Random(seed)
+    tree = tv.Sum(random_tree(draw, x, 4), 2 * x[0], tv.sin(x[1]) * 3, -1.5)
+    p.addConstraint(tv.constraint(body=tree, ub=10))
+    m, at = stored(p), [draw.uniform(-1, 1) for _ in x]
+    total = 10 - m.rhs[0] + sum(c * at[j] for j, c in m.row(0).items())
+    total += sum(c * at[i] * at[j] * (1 if i == j else 2) for (i, j), c in quadratic(p, 0).items())
+    for column, (factor, tokens) in formulas(p, 0).items():
+        total += factor * (1 if column < 0 else at[column]) * value_of(tokens, at)
+    assert total == pytest.approx(tv.evaluate(tree, solution=dict(zip(x, at))), rel=1e-9, abs=1e-9)
 
 
 def test_user_functions_are_registered_once(problem, formulas):

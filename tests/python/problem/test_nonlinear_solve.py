@@ -1,0 +1,235 @@
+"""Solving quadratic and nonlinear problems, their results, and user functions while a solve calls them."""
+
+import math
+
+import numpy as np
+import pytest
+
+import tavlo as tv
+
+
+@pytest.fixture
+def xy():
+    x, y = tv.var(name="x", lb=-5, ub=5), tv.var(name="y", lb=-5, ub=5)
+    p = tv.problem(x, y)
+    p.setOutputEnabled(False)
+    return p, x, y
+
+
+def near(value):
+    return pytest.approx(value, abs=2e-6, rel=2e-6)
+
+
+# ---- routes and results ----
+def test_results_of_a_nonlinear_solve():
+    x, y, z = tv.var(name="x", lb=0.1), tv.var(name="y", lb=0.1), tv.var(name="z", lb=0.5, ub=9)
+    c = tv.constraint(body=x + 2 * y, ub=4, name="c")
+    p = tv.problem(x, y, z, c)
+    p.setOutputEnabled(False)
+    p.setObjective(tv.log(x) + tv.log(y) - z * z + 3, sense=tv.maximize)
+    assert (p.getProbStatus(), p.getProbStatusString()) == (tv.nlp_unstarted, "nlp_unstarted")
+    p.solve()
+    assert (p.getProbStatus(), p.getProbStatusString()) == (tv.nlp_solution, "nlp_solution")
+    assert p.getObjVal() == near(math.log(2) + 2.75)
+    assert p.getSolution([x, y, {"z": z}, x * y + 1]) == [near(2), near(1), {"z": near(0.5)}, near(3)]
+    assert p.getSolution()[:3] == [near(2), near(1), near(0.5)] and len(p.getSolution()) == 4
+    assert tv.evaluate(tv.exp(x), problem=p) == near(math.exp(2))
+    assert (p.getSlack(c), p.getSlack("c")) == (near(0), [near(0)])
+    assert p.getDual(c) == near(0.5)  # of log(b/2) + log(b/4) at b = 4
+    assert p.getRCost(z) == near(-1)
+    assert p.getRCost([x, y]) == [near(0), near(0)]
+
+
+def test_a_small_change_is_solved_from_the_last_point(xy):
+    p, x, y = xy
+    p.addConstraint(tv.exp(x) + tv.exp(y) <= 10)
+    p.setObjective(-x - y)
+    p.solve()
+    assert p.getSolution(x, y) == (near(math.log(5)), near(math.log(5)))
+    p.addConstraint(x <= 1)
+    p.solve()
+    assert p.getSolution(x, y) == (near(1), near(math.log(10 - math.e)))
+    p.delConstraint(1)
+    p.setObjective(tv.exp(-x) - y)
+    p.solve()
+    assert p.getObjVal() == near(p.getSolution(tv.exp(-x) - y))
+
+
+def test_the_route_follows_the_content(xy):
+    p, x, y = xy
+    p.addConstraint(tv.sin(x) >= 0.5, x + y >= 1)
+    p.setObjective(tv.exp(x))
+    p.solve()
+    assert p.getProbStatusString() == "nlp_solution"
+    p.setObjective(x + 2 * y)
+    p.solve()
+    assert p.getProbStatusString() == "nlp_solution"
+    p.delConstraint(0)
+    p.solve()
+    assert (p.getProbStatusString(), p.getObjVal(), p.getSolution(x)) == ("lp_optimal", near(-3), near(5))
+    p.setObjective((x - 1) ** 2 + (y - 2) ** 2 + 3 * x * y)
+    p.addConstraint(x * x + y * y <= 4)
+    with pytest.raises(tv.SolverError) as error:
+        p.solve()
+    assert str(error.value) == (
+        "The problem was determined to be nonconvex, and the optimizer cannot solve it. Call nlpoptimize() to find a "
+        "solution using SLP"
+    )
+    p.nlpoptimize()
+    assert p.getProbStatusString() == "nlp_solution"
+    assert p.getObjVal() == near(p.getSolution((x - 1) ** 2 + (y - 2) ** 2 + 3 * x * y))
+    p.setObjective((x - 1) ** 2 + (y - 2) ** 2)
+    p.solve()
+    assert (p.getProbStatusString(), p.getObjVal()) == ("lp_optimal", near((math.sqrt(5) - 2) ** 2))
+
+
+def test_infeasible_and_unbounded_problems_are_told(xy):
+    p, x, _ = xy
+    p.addConstraint(tv.sin(x) >= 2)
+    p.solve()
+    assert p.getProbStatusString() in ("nlp_locally_infeasible", "nlp_infeasible")
+    z = tv.var(lb=-tv.infinity)
+    q = tv.problem(z, 2 * z + tv.sin(z))
+    q.setOutputEnabled(False)
+    q.solve()
+    assert q.getProbStatusString() in ("nlp_unbounded", "nlp_unfinished")
+
+
+def test_flags_of_nonlinear_solves(xy):
+    p, x, _ = xy
+    p.setObjective(tv.exp(x))
+    for wrong in (7, None):
+        with pytest.raises(tv.InterfaceError, match=r"^The optional 'flags' parameter should be a string$"):
+            p.solve(flags=wrong)
+    p.solve(flags="")
+    n = tv.var(vartype=tv.integer, ub=3)
+    p.addVariable(n)
+    with pytest.raises(tv.SolverError) as error:
+        p.solve("d" * 511)
+    assert str(error.value) == ("Problem is mixed integer but the flag string is full; cannot add 'g' to the flags")
+
+
+# ---- user functions ----
+def rosenbrock(x, y):
+    return 100 * (y - x * x) ** 2 + (1 - x) ** 2
+
+
+def rosenbrock_with_derivatives(x, y):
+    return rosenbrock(x, y), -400 * x * (y - x * x) - 2 * (1 - x), 200 * (y - x * x)
+
+
+class Method:
+    def call(self, x, y):
+        return np.float64(rosenbrock(x, y))
+
+
+@pytest.mark.parametrize(
+    ("function", "derivatives"),
+    [
+        (rosenbrock, False),
+        (rosenbrock_with_derivatives, True),
+        (rosenbrock_with_derivatives, False),
+        (Method().call, 0),
+    ],
+)
+def test_user_functions_of_both_kinds(function, derivatives, xy):
+    p, x, y = xy
+    p.addConstraint(x + y <= 3)
+    p.setObjective(tv.user(function, x, y, derivatives=derivatives))
+    for copy in (p, p.copy()):
+        copy.setOutputEnabled(False)
+        copy.chgvar(x, initial=-1.2)
+        copy.chgvar(y, initial=1)
+        copy.solve()
+        assert copy.getProbStatus() == tv.nlp_solution
+        assert copy.getSolution([x, y]) == pytest.approx([1, 1], abs=1e-4)
+
+
+def test_no_value_in_a_trial_point_shortens_the_step(xy):
+    p, x, _ = xy
+
+    def root(v):
+        return math.sqrt(v) if v >= 0 else math.nan
+
+    p.setObjective(tv.user(root, x) + (x - 0.01) ** 2 * 100 - 5 * x)
+    p.chgvar(x, initial=4)
+    p.solve()
+    assert p.getProbStatus() == tv.nlp_solution and p.getSolution(x) >= 0
+
+
+class Stop(Exception):
+    pass
+
+
+def raising(*values):
+    raise Stop(values)
+
+
+@pytest.mark.parametrize(
+    ("function", "derivatives", "error", "text"),
+    [
+        (raising, False, Stop, r"^\("),
+        (raising, True, Stop, r"^\("),
+        (lambda v: None, False, tv.ModelError, "User function must return a number"),
+        (lambda v: "1", False, tv.ModelError, "User function must return a number"),
+        (lambda v: (), False, tv.ModelError, "User function must return a number"),
+        *(
+            (wrong, True, tv.ModelError, "User function must return a tuple containing result and all derivatives")
+            for wrong in (lambda v: v, lambda v: (v,), lambda v: (v, 1, 2), lambda v: (v, "1"), lambda v: [v, 1])
+        ),
+        (lambda v, w: v, False, TypeError, "missing 1 required positional argument"),
+    ],
+)
+def test_failing_user_functions_stop_the_solve(function, derivatives, error, text, xy):
+    p, x, _ = xy
+    p.addConstraint(tv.user(function, x, derivatives=derivatives) <= 1)
+    with pytest.raises(error, match=text):
+        p.solve()
+    assert p.getProbStatusString() in ("nlp_unfinished", "nlp_unstarted")
+    p.delConstraint(0)
+    p.setObjective(tv.exp(x))
+    p.solve()  # none the worse
+    assert p.getSolution(x) == near(-5)
+
+
+def test_an_exception_in_mid_solve(xy):
+    p, x, y = xy
+    calls = []
+
+    def late(v, w):
+        calls.append(v)
+        if len(calls) > 10:
+            raise Stop
+        return rosenbrock(v, w)
+
+    p.setObjective(tv.user(late, x, y))
+    p.chgvar(x, initial=-1.2)
+    with pytest.raises(Stop):
+        p.solve()
+    assert len(calls) == 11  # none after the one that raised
+
+
+def test_what_a_user_function_may_do_meanwhile(xy):
+    p, x, y = xy
+    refused = []
+
+    def busy(v):
+        for call in (lambda: p.addConstraint(x <= 1), lambda: p.setObjective(y), p.solve, lambda: p.delVariable(y)):
+            try:
+                call()
+            except tv.SolverError as error:
+                refused.append(str(error))
+        q = tv.problem(y, y)  # another problem can be solved
+        q.setOutputEnabled(False)
+        q.solve()
+        return v * v
+
+    p.setObjective(tv.user(busy, x))
+    p.solve()
+    assert p.getProbStatus() == tv.nlp_solution
+    assert len(refused) >= 4 and len(refused) % 4 == 0
+    assert (p.attributes.rows, p.attributes.cols) == (1, 3)
+
+    q = tv.problem(x, tv.user(lambda v: q.__exit__() or v * v, x))
+    with pytest.raises(tv.SolverError, match="released while it was being solved"):
+        q.solve()
