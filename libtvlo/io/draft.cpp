@@ -127,6 +127,7 @@ void Draft::moveTo(Model& model) {
   const double minusConstant = -constant;
   fresh.setObjective(1, &objective, &minusConstant);
   fresh.setSense(sense);
+  fresh.formulas() = std::move(formulas);
   std::string storage;
   fresh.setName(validName(name, storage));
   fresh.setObjectiveName(validName(objectiveName, storage));

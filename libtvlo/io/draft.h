@@ -56,6 +56,7 @@ struct Draft {
   std::vector<double> value;
 
   std::vector<DraftQuadratic> quadratics;
+  Formulas formulas;  // rows and columns numbered as in the model
 
   int addColumn(std::string_view columnName);  // or finds it; new ones with cost 0 and bounds [0, infinity)
   void addRow(std::string_view named, char type, double right, double width);

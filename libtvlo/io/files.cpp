@@ -3,6 +3,7 @@
 #include "io/lp_lexer.h"
 #include "io/lp_reader.h"
 #include "io/lp_writer.h"
+#include "io/mps_formulas.h"
 #include "io/mps_reader.h"
 #include "io/mps_writer.h"
 #include "io/write_checks.h"
@@ -95,6 +96,12 @@ void writeProblem(const Model& model, const std::string& filename, const std::st
   Format format = parsed.format;
   if (format == Format::unknown) format = formatOfName(filename);
   format == Format::lp ? requireLpWritable(model) : requireWritable(model);
+  if (hasFormulaSections(model)) {
+    if (format == Format::fixedMps) {
+      throw Error(TVLO_ERR_UNSUPPORTED, "Fixed MPS format can't hold formulas; free MPS can");
+    }
+    if (format != Format::lp) format = Format::freeMps;
+  }
   OutputFile out(filename, parsed.gzip || lowerCase(filename).ends_with(".gz"));
   if (format == Format::lp) {
     writeLp(model, out);

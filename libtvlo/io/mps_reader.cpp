@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "io/mps_bounds.h"
+#include "io/mps_formulas.h"
 #include "io/mps_quadratic.h"
 #include "io/numbers.h"
 
@@ -26,6 +27,9 @@ enum class Section {
   qmatrix,
   qsection,
   qcmatrix,
+  formulas,
+  variables,
+  rowStatus,
   end,
   unsupported
 };
@@ -45,6 +49,9 @@ constexpr SectionName kSections[] = {
     {"rhs", Section::rhs},
     {"ranges", Section::ranges},
     {"bounds", Section::bounds},
+    {"formulas", Section::formulas},
+    {"variables", Section::variables},
+    {"rowstatus", Section::rowStatus},
     {"endata", Section::end},
     {"quadobj", Section::quadobj},
     {"qmatrix", Section::qmatrix},
@@ -90,6 +97,7 @@ class MpsReader {
   void setRhs(std::string_view row, std::string_view text);
   void readRange();
   void readBound();
+  void readFormula();
   void readQuadratic();
   void applyRanges();
   void finishRows();
@@ -223,6 +231,10 @@ void MpsReader::readLine() {
       return readRange();
     case Section::bounds:
       return readBound();
+    case Section::formulas:
+    case Section::variables:
+    case Section::rowStatus:
+      return readFormula();
     case Section::quadobj:
     case Section::qmatrix:
     case Section::qsection:
@@ -407,6 +419,14 @@ void MpsReader::applyRanges() {
 void MpsReader::readBound() {
   const MpsRecord record = lines_.boundRecord(draft_.columns);
   if (inSet(record.name, boundSet_)) applyMpsBound(draft_, lines_, record);
+}
+
+void MpsReader::readFormula() {
+  if (lines_.form() == MpsForm::fixed) lines_.fail("formulas stand in free form only");
+  readFormulaLine(section_ == Section::formulas    ? FormulaSection::formulas
+                  : section_ == Section::variables ? FormulaSection::variables
+                                                   : FormulaSection::rowStatus,
+                  draft_, lines_, rows_, objective_);
 }
 
 void MpsReader::finish() {

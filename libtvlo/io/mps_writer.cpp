@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "io/mps_formulas.h"
 #include "io/numbers.h"
 #include "io/output_names.h"
 #include "io/write_checks.h"
@@ -87,6 +88,7 @@ void MpsWriter::write() {
   writeRanges();
   writeBounds();
   writeQuadratics();
+  writeFormulaSections(model_, rows_, columns_, out_);
   section("ENDATA");
 }
 

@@ -2,14 +2,13 @@
 
 #include <algorithm>
 
+#include "io/mps_formulas.h"
 #include "io/text.h"
 
 namespace tvlo {
 
 void requireWritable(const Model& model) {
-  if (!model.formulas().empty()) {
-    throw Error(TVLO_ERR_UNSUPPORTED, "Writing formulas is not supported yet");
-  }
+  requireFormulasWritable(model);
   for (int j = 0; j < model.columns(); ++j) {
     if (model.limit(j) < TVLO_INFINITY ||
         std::string_view("SRP").find(model.columnTypes()[j]) == std::string_view::npos)
@@ -21,6 +20,7 @@ void requireWritable(const Model& model) {
 
 void requireLpWritable(const Model& model) {
   requireWritable(model);
+  if (hasFormulaSections(model)) throw Error(TVLO_ERR_UNSUPPORTED, "LP format can't hold formulas; free MPS can");
   const auto& types = model.columnTypes();
   const auto partial = std::find(types.begin(), types.end(), 'P');
   if (partial == types.end()) return;

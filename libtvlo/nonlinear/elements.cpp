@@ -150,6 +150,10 @@ void Elements::add(const Expression& expression, int node, double weight, int ta
   }
 }
 
+void Elements::listTargets(std::vector<int>& targets) const {
+  for (const auto& group : groups_) targets.insert(targets.end(), group->target.begin(), group->target.end());
+}
+
 size_t Elements::operations() const {
   size_t sum = 0;
   for (const auto& group : groups_) sum += group->tape.operations() * group->target.size();

@@ -20,7 +20,8 @@ class Elements {
 
   void add(const Expression& expression, int node, double weight, int target);
   bool empty() const { return groups_.empty(); }
-  size_t operations() const;  // of all tapes together, each as often as it runs
+  void listTargets(std::vector<int>& targets) const;  // appends them, in any order and often
+  size_t operations() const;                          // of all tapes together, each as often as it runs
 
   // Visits, for each element and each variable or pair that it has a derivative by, the place that is asked for:
   // the position where the derivative is to be added.

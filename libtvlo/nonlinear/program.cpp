@@ -296,6 +296,15 @@ bool ModelProgram::hessianValues(const double* x, bool, double objectiveFactor, 
          rowElements_.addHessians(x, multipliers, 1, values);
 }
 
+std::vector<int> ModelProgram::nonlinearRows() const {
+  std::vector<int> found;
+  for (const Quadratic& q : rowQuadratics_) found.push_back(q.row);
+  rowElements_.listTargets(found);
+  std::sort(found.begin(), found.end());
+  found.erase(std::unique(found.begin(), found.end()), found.end());
+  return found;
+}
+
 bool ModelProgram::isQuadratic() const { return objectiveElements_.degree() <= 2 && rowElements_.degree() <= 2; }
 
 }  // namespace tvlo

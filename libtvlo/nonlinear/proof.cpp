@@ -2,11 +2,56 @@
 
 #include <algorithm>
 
+#include "route/convexity.h"
 #include "route/solve.h"
 
 namespace tvlo {
 
-bool isConvex(const Model&, ModelProgram& program) { return program.isLinear(); }
+namespace {
+
+// Second derivatives to be evaluated for a proof; more are not worth it.
+constexpr double kMostWork = 1e8;
+
+// The curvature of a function from its second derivatives, which are constant.
+Curvature curvatureOf(const SparsePattern& pattern, const std::vector<double>& values) {
+  std::vector<int> first, second;
+  std::vector<double> value;
+  for (size_t k = 0; k < values.size(); ++k) {
+    if (values[k] == 0) continue;
+    first.push_back(pattern.row[k]);
+    second.push_back(pattern.column[k]);
+    value.push_back(values[k]);
+  }
+  QuadraticForm form;
+  form.add(static_cast<int64_t>(value.size()), first.data(), second.data(), value.data());
+  return tvlo::curvatureOf(form);
+}
+
+bool curved(Curvature found, Curvature wanted) { return found == wanted || found == Curvature::flat; }
+
+}  // namespace
+
+bool isConvex(ModelProgram& program) {
+  if (program.isLinear()) return true;
+  if (!program.isQuadratic()) return false;
+  const std::vector<int> rows = program.nonlinearRows();
+  if (static_cast<double>(rows.size() + 1) * static_cast<double>(program.hessian.size()) > kMostWork) return false;
+  const std::vector<double> x(program.columns(), 0.5);
+  std::vector<double> multipliers(program.rows());
+  std::vector<double> values(program.hessian.size());
+  if (!program.hessianValues(x.data(), true, 1, multipliers.data(), values.data())) return false;
+  const Curvature wanted = program.sense > 0 ? Curvature::convex : Curvature::concave;
+  if (!curved(curvatureOf(program.hessian, values), wanted)) return false;
+  for (const int row : rows) {
+    multipliers[row] = 1;
+    if (!program.hessianValues(x.data(), true, 0, multipliers.data(), values.data())) return false;
+    multipliers[row] = 0;
+    const Curvature found = curvatureOf(program.hessian, values);
+    if (program.rowUpper[row] < TVLO_INFINITY && !curved(found, Curvature::convex)) return false;
+    if (program.rowLower[row] > -TVLO_INFINITY && !curved(found, Curvature::concave)) return false;
+  }
+  return true;
+}
 
 bool linearPartInfeasible(const Problem& problem, double secondsLeft) {
   Problem linear;

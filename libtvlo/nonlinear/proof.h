@@ -8,7 +8,7 @@ namespace tvlo {
 
 // Whether every function is linear or quadratic and convex where it has to be, so that a local optimum is a global
 // one. False where that can't be told at a reasonable cost.
-bool isConvex(const Model& model, ModelProgram& program);
+bool isConvex(ModelProgram& program);
 
 // Whether the bounds and the rows without formulas and quadratic parts contradict each other, by an LP solve.
 bool linearPartInfeasible(const Problem& problem, double secondsLeft);

@@ -40,7 +40,7 @@ class NonlinearSolver {
     const bool warm = solution().warm && problem_.controls.getInt(control::keepbasis) != 0 && oldFits();
     solution() = NonlinearSolution();
     program_.emplace(model_);
-    convex_ = isConvex(model_, *program_);
+    convex_ = isConvex(*program_);
     program_->quadratic = program_->quadratic && convex_;  // engines take that for leave to skip safeguards
     announce();
     if (crossed()) {
@@ -140,9 +140,13 @@ class NonlinearSolver {
   }
 
   void tryInTurn(bool warm) {
-    constexpr int kStarts = 3;
+    constexpr int kTries = 3;
+    const auto wanted = static_cast<int>(controls_.getInt(slpcontrol::nlp_starts));
+    const int tries = std::max(kTries, wanted);
     int infeasible = 0;
-    for (int attempt = warm ? -1 : 0; attempt < kStarts; ++attempt) {
+    int answers = 0;
+    NonlinearSolution best;
+    for (int attempt = warm ? -1 : 0; attempt < tries; ++attempt) {
       NlpPoint start;
       if (attempt < 0) {
         start = programPoint(*program_, old_);
@@ -154,8 +158,19 @@ class NonlinearSolver {
         leaveStationaryStart(result);
       }
       const bool settled = settle(result, infeasible);
-      if (settled || solution().stop != Stop::none) return;
-      if (attempt + 1 < kStarts) {
+      if (settled && solution().status == NonlinearStatus::locallyOptimal) {
+        takeBetter(best);
+        if (++answers < wanted && attempt + 1 < tries) continue;
+        return;
+      }
+      const bool stopped = solution().stop != Stop::none;
+      if (answers > 0 && solution().status != NonlinearStatus::unbounded) {
+        takeBetter(best);
+        if (stopped || attempt + 1 == tries) return;
+        continue;
+      }
+      if (settled || stopped) return;
+      if (attempt + 1 < tries) {
         problem_.say(format("No answer (%.*s); solving again from another start",
                             static_cast<int>(result.reason.size()), result.reason.data()),
                      MessageType::warning);
@@ -167,6 +182,24 @@ class NonlinearSolver {
     if (solution().status != NonlinearStatus::locallyInfeasible) {
       problem_.say("No answer passed its check; the problem is left unfinished", MessageType::warning);
     }
+  }
+
+  // Of local optima from several starts the best one stays, with the counts of all.
+  void takeBetter(NonlinearSolution& best) {
+    NonlinearSolution& now = solution();
+    const bool improves = now.status == NonlinearStatus::locallyOptimal &&
+                          (!best.point.available || model_.sense() * (now.point.objective - best.point.objective) < 0);
+    if (improves) {
+      best = now;
+      return;
+    }
+    const int iterations = now.iterations;
+    const double evaluation = now.evaluation;
+    const Stop stop = now.stop;
+    now = best;
+    now.iterations = iterations;
+    now.evaluation = evaluation;
+    now.stop = stop;
   }
 
   // A start that is stationary may be a saddle or a maximum, which no solver leaves by itself.

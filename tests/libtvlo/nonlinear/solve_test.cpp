@@ -173,6 +173,30 @@ TEST_F(NonlinearSolve, ProvesGlobalOptimaOfLinearProblems) {
   EXPECT_NEAR(value(), -11, 1e-6);
 }
 
+TEST_F(NonlinearSolve, ProvesGlobalOptimaOfConvexQuadraticFormulas) {
+  // min (x - 3)^2 + (y - 1)(y - 1): x^2 + y^2 <= 4 is convex, >= 4 is not.
+  build("L", {4}, {-10, -10}, {10, 10}, {});
+  ASSERT_EQ(add(0, -1, 1, "x0 2 ** x1 x1 * +"), 0);
+  minimise("x0 3 - 2 ** x1 1 - x1 1 - * +");
+  EXPECT_EQ(solve(), 2);
+  EXPECT_NEAR(value(), std::pow(std::sqrt(10.0) - 2, 2), 1e-6);
+  const int row = 0;
+  ASSERT_EQ(TVLOchgrowtype(prob_, 1, &row, "G"), 0);
+  EXPECT_EQ(solve(), 1);
+  EXPECT_NEAR(value(), 0, 1e-6);
+}
+
+TEST_F(NonlinearSolve, KeepsTheBestOfSeveralStarts) {
+  build("", {}, {-10}, {10}, {6});
+  minimise("x0 2 ** 10 / ( x0 2 * cos 5 * -");
+  ASSERT_EQ(solve(), 1);
+  EXPECT_GT(value(), -4);
+  ASSERT_EQ(TSLPsetintcontrol(slp_, 12440, 12), 0);
+  setStart(0, 6);
+  ASSERT_EQ(solve(), 1);
+  EXPECT_NEAR(value(), -5, 1e-6);
+}
+
 TEST_F(NonlinearSolve, RefusesWhatItCantSolve) {
   hs071();
   const int column = 0;
