@@ -84,10 +84,12 @@ void checkPair(DualCheck& check, Sum& lost, double d, double value, Bounds bound
 
 bool sized(const Model& model, const std::vector<double>& x) { return x.size() == model.columnTypes().size(); }
 
-// The gradient of the objective minus the duals times those of the rows; `largest`: term of each.
+// The gradient of the objective minus the duals times those of the rows. `largest` is of each column the largest
+// coefficient that a function has there, where a quadratic one counts with the sum of its terms: terms that cancel
+// out must not hide what is left. Their rounding errors are in `rounding`.
 struct Gradient {
   Gradient(const Model& model, const std::vector<double>& x, const std::vector<double>& dual)
-      : value(model.objective()), largest(value.size()) {
+      : value(model.objective()), largest(value.size()), rounding(value.size()), part_(value.size()) {
     for (size_t j = 0; j < value.size(); ++j) largest[j] = std::max(1.0, std::abs(value[j]));
     addForm(model.quadraticObjective(), true, 1, x);
     for (size_t j = 0; j < value.size(); ++j) most = std::max(most, std::abs(value[j]));
@@ -101,7 +103,7 @@ struct Gradient {
     }
   }
 
-  std::vector<double> value, largest;
+  std::vector<double> value, largest, rounding;
   double most = 1;  // of the objective's own
 
  private:
@@ -110,12 +112,26 @@ struct Gradient {
     largest[column] = std::max(largest[column], std::abs(part));
   }
   void addForm(const QuadraticForm& form, bool objective, double factor, const std::vector<double>& x) {
+    constexpr double kRounding = 4 * std::numeric_limits<double>::epsilon();
+    const auto collect = [&](int column, double term) {
+      part_[column] += term;
+      rounding[column] += kRounding * std::abs(term);
+    };
     forEachTerm(form, objective, [&](int i, int j, double c) {
-      if (i == j) return add(i, 2 * factor * c * x[i]);
-      add(i, factor * c * x[j]);
-      add(j, factor * c * x[i]);
+      collect(i, factor * c * x[j] * (i == j ? 2 : 1));
+      if (i != j) collect(j, factor * c * x[i]);
     });
+    const auto flush = [&](int column) {
+      if (part_[column] != 0) add(column, part_[column]);
+      part_[column] = 0;
+    };
+    for (const QuadraticEntry& e : form.entries()) {
+      flush(e.first);
+      flush(e.second);
+    }
   }
+
+  std::vector<double> part_;  // of the form at hand; 0 in between
 };
 
 }  // namespace
@@ -191,7 +207,8 @@ DualCheck checkDuals(const Model& model, const std::vector<double>& x, const Act
     checkPair(check, lost, sign * dual[i], rows.value[i], model.rowBounds(i), rows.largest[i], reduced.most, tolerance);
   }
   for (size_t j = 0; j < n; ++j) {
-    const double residual = std::abs(reduced.value[j] - redcost[j]) / reduced.largest[j];
+    const double off = std::abs(reduced.value[j] - redcost[j]);
+    const double residual = std::isnan(off) ? off : std::max(0.0, off - reduced.rounding[j]) / reduced.largest[j];
     check.residual = std::isnan(residual) ? kWhole : std::max(check.residual, residual);
     if (redcost[j] == 0) continue;
     checkPair(check, lost, sign * redcost[j], x[j], relaxedBounds(model, static_cast<int>(j)), 1, reduced.most,

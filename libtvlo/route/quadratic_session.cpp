@@ -9,6 +9,11 @@ namespace tvlo {
 
 namespace {
 
+// Where the objective has gone beyond this, the problem is as good as unbounded, and waiting for the solver to say so
+// takes long.
+constexpr double kDiverged = 1e20;
+constexpr int kStopDiverged = -100;  // no reason of an interrupt
+
 LpStatus lpStatusOf(NlpStatus status) {
   switch (status) {
     case NlpStatus::optimal:
@@ -23,13 +28,15 @@ LpStatus lpStatusOf(NlpStatus status) {
   }
 }
 
-Stop stopOf(const NlpResult& result) {
+Stop stopOf(const NlpResult& result, const ControlValues& controls) {
   if (result.status != NlpStatus::unfinished) return Stop::none;
   switch (result.stop) {
     case -1:
       return Stop::timeLimit;
-    case -2:
-      return Stop::iterationLimit;
+    case -2:  // the solver has one of its own, too
+      return result.iterations >= controls.getInt(control::bariterlimit) ? Stop::iterationLimit : Stop::none;
+    case kStopDiverged:
+      return Stop::none;
     default:
       return Stop::interrupt;
   }
@@ -57,7 +64,10 @@ void QuadraticSession::solve(const Model& model, const SolveRequest& request, So
   nlp.secondsLeft = request.secondsLeft;
   nlp.controls = request.controls;
   nlp.log = request.log;
-  nlp.iteration = [&](int, double, double) { return request.interrupted ? request.interrupted() : 0; };
+  nlp.iteration = [&](int, double objective, double) {
+    if (model.sense() * objective < -kDiverged) return kStopDiverged;
+    return request.interrupted ? request.interrupted() : 0;
+  };
   NlpPoint start;
   if (nlp.warm) {
     start = {last_.x, {}, program.toProgram(last_.dual), last_.redcost};
@@ -70,8 +80,9 @@ void QuadraticSession::solve(const Model& model, const SolveRequest& request, So
   NlpResult found;
   solver_->solve(program, start, nlp, found);
 
-  result.lpStatus = lpStatusOf(found.status);
-  result.stop = stopOf(found);
+  const bool diverged = found.status == NlpStatus::unfinished && found.stop == kStopDiverged;
+  result.lpStatus = diverged ? LpStatus::unbounded : lpStatusOf(found.status);
+  result.stop = stopOf(found, *request.controls);
   result.barrierIterations = found.iterations;
   if (found.point.x.size() != columns) return;
   result.lp.available = true;

@@ -136,7 +136,9 @@ HighsInt Session::run() {
   }
   const HighsInt status = Highs_getModelStatus(highs_);
   if (status == kMemoryLimit) throw Error(TVLO_ERR_MEMORY, "Out of memory");
-  if (hasHessian_ && status == kHighsModelStatusNotset) return kHighsModelStatusUnknown;  // its method gave up
+  // The quadratic method gave up, or the limit that is there because it may cycle ended it.
+  const bool gaveUp = status == kHighsModelStatusNotset || status == kHighsModelStatusIterationLimit;
+  if (hasHessian_ && gaveUp) return kHighsModelStatusUnknown;
   if (status == kHighsModelStatusNotset || status == kHighsModelStatusLoadError ||
       status == kHighsModelStatusModelError) {
     throw Error(TVLO_ERR_ENGINE, format("HiGHS refused the model (status %d)", status));

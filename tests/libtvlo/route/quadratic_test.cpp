@@ -183,6 +183,20 @@ TEST(Quadratic, AbsenceOfAnOptimumIsProven) {
   EXPECT_EQ(unbounded.lp().lpStatus, LpStatus::infeasible);
 }
 
+// The flat direction of (x + y)^2: far out along it, terms of any size cancel out.
+TEST(Quadratic, LargeTermsThatCancelOutHideNoSlope) {
+  Prob p;
+  const int x = p.column(9, -kInf, kInf);
+  const int y = p.column(-5, -kInf, kInf);
+  p.quadratic(-1, {{x, x, 4}, {x, y, 4}, {y, y, 4}});
+  const std::vector<double> far = {-4e8, 4e8 - 0.5};
+  EXPECT_GT(checkDuals(p.model(), far, Activities(p.model(), far), {}, {0, 0}, 1e-6).residual, 0.1);
+  EXPECT_EQ(p.lp().lpStatus, LpStatus::unbounded);
+  p.bounds(x, -3, 3);
+  p.lp();
+  expectProven(p, 9 * -3 - 5 * 4.25 + 2 * 1.25 * 1.25);
+}
+
 TEST(Quadratic, UnusualModels) {
   Prob empty;  // a form that cancelled, and one of a fixed column
   const int x = empty.column(1, 3, 3);
