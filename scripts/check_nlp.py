@@ -2,8 +2,7 @@
 """Solves the Hock-Schittkowski problems of tests/data/nonlinear and prints a table.
 
 The models are built from each formula's text by the modelling layer. Objective and violations are recomputed from the
-same text with Python's floats. A local solver may end at another local optimum than the listed one; the first barrier
-parameter is 1 here, which keeps the first steps further from the bounds and so leads to fewer of those.
+same text with Python's floats. A local solver may end at another local optimum than the listed one.
 
 Fails when fewer than 95% of the problems end at the listed optimum (relative 1e-5), or when one is called optimal at a
 point that violates a bound or constraint by more than 1e-6 (scaled).
@@ -75,7 +74,6 @@ def build(entry: dict[str, Any]) -> tuple[tv.problem, list[tv.var]]:
     x = [tv.var(lb=bound(lb, -infinity), ub=bound(ub, infinity)) for lb, ub in zip(entry["lb"], entry["ub"])]
     p = tv.problem(x, name=entry["name"])
     p.setOutputEnabled(False)
-    p.controls.nlp_muinit = 1.0
     p.addConstraint(
         tv.constraint(body=value(c["expr"], x, tv), lb=bound(c["lb"], -infinity), ub=bound(c["ub"], infinity))
         for c in entry["constraints"]
