@@ -62,7 +62,13 @@ void QuadraticSession::solve(const Model& model, const SolveRequest& request, So
   NlpRequest nlp;
   nlp.warm = sized && !request.cold;
   nlp.secondsLeft = request.secondsLeft;
-  nlp.controls = request.controls;
+  // A cold solve is the second try, after an answer that was not good enough.
+  ControlValues controls = *request.controls;
+  if (request.cold) {
+    constexpr double kLeast = 1e-12;  // of that control's range
+    controls.setDouble(control::barriergaptol, std::max(kLeast, 0.01 * controls.getDouble(control::barriergaptol)));
+  }
+  nlp.controls = &controls;
   nlp.log = request.log;
   nlp.iteration = [&](int, double objective, double) {
     if (model.sense() * objective < -kDiverged) return kStopDiverged;

@@ -110,18 +110,21 @@ class Solver {
   void tryInTurn(const std::vector<Attempt>& attempts, bool search, const Basis& start) {
     const bool keep = !search && !quadratic() && problem_.controls.getInt(control::keepbasis) != 0;
     std::vector<Attempt> fromNothing;
+    bool claimed = false;  // an optimum, by the attempt before
     for (size_t i = 0; i < attempts.size(); ++i) {
       const bool last = i + 1 == attempts.size();
       const auto repeats = [&](const Attempt& done) {
         return std::string_view(done.engine) == attempts[i].engine && done.method == attempts[i].method &&
                done.withoutPresolve == attempts[i].withoutPresolve;
       };
-      if (problem_.session && std::any_of(fromNothing.begin(), fromNothing.end(), repeats)) continue;
+      // A local solver's second try asks for more exactness, which helps where it had an answer.
+      if (!(quadratic() && claimed) && problem_.session && std::any_of(fromNothing.begin(), fromNothing.end(), repeats))
+        continue;
       const bool fresh = !problem_.session || problem_.sessionEngine != attempts[i].engine;
       if (attempts[i].cold || (fresh && !(keep && !start.empty()))) fromNothing.push_back(attempts[i]);
       try {
         Solution result = ask(attempts[i], search, keep && !attempts[i].cold ? &start : nullptr);
-        const bool claimed = result.lpStatus == LpStatus::optimal || result.mipStatus == MipStatus::optimal;
+        claimed = result.lpStatus == LpStatus::optimal || result.mipStatus == MipStatus::optimal;
         const bool settled = search ? settleMip(result) : quadratic() ? settleQuadratic(result) : settleLp(result);
         accumulate(std::move(result));
         if (settled) return;
