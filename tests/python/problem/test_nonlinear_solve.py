@@ -233,3 +233,21 @@ def test_what_a_user_function_may_do_meanwhile(xy):
     q = tv.problem(x, tv.user(lambda v: q.__exit__() or v * v, x))
     with pytest.raises(tv.SolverError, match="released while it was being solved"):
         q.solve()
+
+
+def test_nonlinear_models_survive_files(xy, tmp_path):
+    p, x, y = xy
+    p.addConstraint(tv.exp(x) + y * y + x * tv.cos(y) <= 4, tv.pwl({(-5, 0): -1 * x, (0, 5): 2 * x}) + y >= 0)
+    p.setObjective(tv.sqrt(x + 6) - 2 * y + x * y, sense=tv.maximize)
+    p.solve()
+    name, again = tmp_path / "model.txt", tmp_path / "again.txt"
+    p.write(str(name))
+    q = tv.problem()
+    q.setOutputEnabled(False)
+    q.read(str(name))
+    assert [v.name for v in q.getVariable()] == [v.name for v in p.getVariable()]
+    assert q.getProbStatusString() == "nlp_unstarted"
+    q.solve()
+    assert q.getObjVal() == near(p.getObjVal())
+    q.write(str(again))
+    assert again.read_text() == name.read_text()
