@@ -88,9 +88,11 @@ AnswerCheck checkAnswer(const Model& model, ModelProgram& program, const PointVa
     raiseOutside(check, rows.value[row], program.rowLower[i], program.rowUpper[i], rows.largest[row]);
   }
   if (std::isnan(whole.objective)) check.primal = kWhole;
-  if (whole.dual.empty() && model.rows() > 0) return check;
-
   const int n = program.columns();
+  if (point.dual.size() != static_cast<size_t>(program.rows()) || point.redcost.size() != static_cast<size_t>(n)) {
+    check.dual = kWhole;
+    return check;
+  }
   std::vector<double> gradient(n);
   std::vector<double> jacobian(program.jacobian.size());
   if (!program.gradient(point.x.data(), true, gradient.data()) ||

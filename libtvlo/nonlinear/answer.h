@@ -20,7 +20,7 @@ struct AnswerCheck {
 PointValues modelPoint(const Model& model, const ModelProgram& program, const NlpPoint& point);
 NlpPoint programPoint(const ModelProgram& program, const PointValues& point);
 
-// Infinite where something can't be evaluated. Duals are checked where the point has them.
+// Infinite where something can't be evaluated, and of a point without duals.
 AnswerCheck checkAnswer(const Model& model, ModelProgram& program, const PointValues& whole, const NlpPoint& point);
 
 }  // namespace tvlo

@@ -57,6 +57,8 @@ class Component {
 
   const ControlValues& controls() const { return controls_; }
 
+  bool solving() const { return problemLives() && problem_->solving; }
+
   // Whether a solve's augmented problem stands: the status bit that tells callers to take it away before they change
   // the model. Solves build their own.
   void setConstructed(bool constructed) { constructed_ = constructed; }

@@ -44,7 +44,9 @@ int TSLPcreateprob(TSLPprob* slp, TVLOprob* prob) {
 
 int TSLPdestroyprob(TSLPprob slp) {
   return guardGlobal([&] {
-    if (!Environment::instance().forget(slp, kComponentType)) badArgument("The problem handle is not a live one");
+    if (Environment::instance().typeName(slp) != kComponentType) badArgument("The problem handle is not a live one");
+    if (slp->solving()) throw Error(TVLO_ERR_STATE, "The problem is being solved and can't be destroyed");
+    Environment::instance().forget(slp, kComponentType);
     delete slp;
   });
 }

@@ -280,7 +280,12 @@ TEST_F(NonlinearSolve, FitsACurveOfAUserFunction) {
 
 int slow(const double* x, int, double* value, double*, void* data) {
   auto& model = *static_cast<Model2*>(data);
-  if (++model.calls == 5 && model.slp != nullptr) TSLPinterrupt(model.slp, 2);
+  if (++model.calls == 5 && model.slp != nullptr) {
+    EXPECT_EQ(TSLPdestroyprob(model.slp), TVLO_ERR_STATE);
+    EXPECT_EQ(TSLPdelvars(model.slp, 0, nullptr), TVLO_ERR_STATE);
+    EXPECT_EQ(TSLPnlpoptimize(model.slp, ""), TVLO_ERR_STATE);
+    TSLPinterrupt(model.slp, 2);
+  }
   std::this_thread::sleep_for(std::chrono::milliseconds(model.slp != nullptr ? 1 : 20));
   *value = std::pow(x[0] - 1, 4) + std::sin(20 * x[0]) * 0.01;
   return 0;
