@@ -9,7 +9,7 @@ PY := $(ROOT)/.venv/bin/python
 JOBS ?= $(shell nproc)
 export PATH := $(ROOT)/.venv/bin:$(PATH)
 
-CXX_FILES = $(shell find libtvlo src tests -name '*.h' -o -name '*.cpp')
+CXX_FILES = $(shell find libtvlo src tests benchmarks -name '*.h' -o -name '*.cpp')
 PY_DIRS := python examples benchmarks scripts tests
 
 .PHONY: help setup build dev demo test test-cpp test-python check lint format bench asan wheel docs pins clean distclean

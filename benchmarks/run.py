@@ -6,7 +6,7 @@ import subprocess
 import sys
 from typing import Any
 
-from benchmarks import small, solving
+from benchmarks import nonlinear, small, solving
 from benchmarks.models import P_MEDIAN, TRANSPORT, transport_tavlo
 from benchmarks.timing import best_in_turns, ratio_line, seconds
 
@@ -54,6 +54,7 @@ PARTS = {
     "doubling": ("Doubling the model", doubling),
     "solve": ("Solving", solving.main),
     "million": ("A million variables and a million rows", million),
+    "nonlinear": ("Quadratic and nonlinear models", nonlinear.main),
     "small": ("Single operations", small.main),
 }
 

@@ -36,6 +36,11 @@ class Library:
             raise RuntimeError(f"{name}: {text.value.decode()}")
 
 
+def handle(p: tavlo.problem) -> ctypes.c_void_p:
+    """The library's problem behind one of the package: the first field of its record."""
+    return ctypes.c_void_p.from_address(id(p) + object.__basicsize__)
+
+
 @dataclass
 class StoredModel:
     sense: int

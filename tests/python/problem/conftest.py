@@ -12,15 +12,12 @@ import tavlo as tv
 sys.path.insert(0, str(Path(__file__).resolve().parents[3] / "scripts"))
 
 import stored_model
+from stored_model import handle
 
 
 @pytest.fixture(scope="session")
 def library():
     return stored_model.Library()
-
-
-def handle(p):
-    return ctypes.c_void_p.from_address(id(p) + object.__basicsize__)  # the first field of the record
 
 
 @pytest.fixture
