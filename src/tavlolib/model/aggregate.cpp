@@ -195,14 +195,27 @@ bool eachMember(PyObject* operand, Fn&& member) {
   return modelError("Invalid object in Sum or Prod operators") != nullptr;
 }
 
+// The members of a call: its arguments, or what the one argument contains.
+template <class Fn>
+bool eachArgument(PyObject* args, Fn&& member) {
+  return eachMember(PyTuple_GET_SIZE(args) == 1 ? PyTuple_GET_ITEM(args, 0) : args, member);
+}
+
 template <class Accumulator>
 PyObject* aggregate(PyObject* args) {
   Accumulator total;
-  PyObject* operand = PyTuple_GET_SIZE(args) == 1 ? PyTuple_GET_ITEM(args, 0) : args;
-  return eachMember(operand, [&](PyObject* member) { return total.add(member); }) ? total.result() : nullptr;
+  return eachArgument(args, [&](PyObject* member) { return total.add(member); }) ? total.result() : nullptr;
 }
 
 }  // namespace
+
+PyObject* collectMembers(PyObject* args) {
+  Ref list = Ref::steal(PyList_New(0));
+  if (!list) return nullptr;
+  const bool whole =
+      eachArgument(args, [&](PyObject* member) { return member == Py_None || PyList_Append(list.get(), member) == 0; });
+  return whole ? list.release() : nullptr;
+}
 
 PyObject* tavlomod_Sum(PyObject*, PyObject* args) { return aggregate<SumTotal>(args); }
 PyObject* tavlomod_Prod(PyObject*, PyObject* args) { return aggregate<ProductTotal>(args); }

@@ -22,6 +22,8 @@ PyObject* applyInPlace(Op op, int slot, const Operand& a, const Operand& b);
 
 // e += s*b for any b that is not nonlinear, an array or invalid. 0 or -1.
 int accumulate(expression_s* e, double s, const Operand& b);
+// e += f*w*x for another expression x without quadratic entries. 0 or -1.
+int accumulateProduct(expression_s* e, double f, var_s* w, const expression_s* x);
 // a + s*b where one of the two is an expression; changes and returns a when that is a.
 PyObject* addInPlace(double s, const Operand& a, const Operand& b);
 // e * f in place.

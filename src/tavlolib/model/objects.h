@@ -137,6 +137,8 @@ PyObject* tavlomod_Sum(PyObject* module, PyObject* args);
 PyObject* tavlomod_Prod(PyObject* module, PyObject* args);
 PyObject* tavlomod_And(PyObject* module, PyObject* args);
 PyObject* tavlomod_Or(PyObject* module, PyObject* args);
+// The members that Sum(*args) would add, without None: a new list.
+PyObject* collectMembers(PyObject* args);
 PyObject* tavlomod_max(PyObject* module, PyObject* args);
 PyObject* tavlomod_min(PyObject* module, PyObject* args);
 PyObject* tavlomod_user(PyObject* module, PyObject* args, PyObject* kwargs);

@@ -34,13 +34,11 @@ bool emptyQuadratic(const expression_s* e) { return quadmap_size(e->quadratic) =
 // f*w times a linear expression.
 PyObject* linearTimesExpression(double f, var_s* w, const expression_s* e) {
   auto r = BasicRef<expression_s>::steal(newExpression());
-  if (!r || expression_setLinTerm(r.get(), w, f * e->constant) != 0) return nullptr;
+  if (!r) return nullptr;
   r->quadratic = quadmap_new();
   r->quadvars = indexset_new();
   if (!r->quadratic || !r->quadvars) return modelError("Error multiplying expressions");
-  const bool whole =
-      linmap_each(e->linear, [&](var_s* v, double c) { return expression_addToQuadTerm(r.get(), w, v, f * c) == 0; });
-  return whole ? r.releaseObject() : nullptr;
+  return accumulateProduct(r.get(), f, w, e) == 0 ? r.releaseObject() : nullptr;
 }
 
 // The product of two expressions without quadratic entries.
@@ -168,6 +166,12 @@ PyObject* divideExpression(const Operand& a, const Operand& b) {
 }
 
 }  // namespace
+
+int accumulateProduct(expression_s* e, double f, var_s* w, const expression_s* x) {
+  if (expression_addToLinTerm(e, w, f * x->constant) != 0) return -1;
+  const auto add = [&](var_s* v, double c) { return expression_addToQuadTerm(e, w, v, f * c) == 0; };
+  return linmap_each(x->linear, add) ? 0 : -1;
+}
 
 PyObject* multiply(const Operand& a, const Operand& b) {
   if (refused(Op::mul, a, b)) return nullptr;

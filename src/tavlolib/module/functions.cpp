@@ -4,6 +4,7 @@
 #include "module/errors.h"
 #include "module/modelling_docs.h"
 #include "module/start.h"
+#include "numpy/dot.h"
 #include "numpy/vars.h"
 #include "problem/problem.h"
 #include "problem/solution.h"
@@ -315,6 +316,7 @@ PyMethodDef kModuleMethods[] = {
     {"min", tavlomod_min, METH_VARARGS, TAVLO_EXTREMUM_DOC("min", "Minimum")},
     {"user", TAVLO_KEYWORDS(tavlomod_user), METH_VARARGS | METH_KEYWORDS, kUserDoc},
     {"vars", TAVLO_KEYWORDS(tavlomod_vars), METH_VARARGS | METH_KEYWORDS, kVarsDoc},
+    {"Dot", TAVLO_KEYWORDS(tavlomod_Dot), METH_VARARGS | METH_KEYWORDS, kDotDoc},
     {"getlasterror", tavlomod_getlasterror, METH_NOARGS, kGetlasterrorDoc},
     {"getversion", tavlomod_getversion, METH_NOARGS, kGetversionDoc},
     {"setdefaultcontrol", TAVLO_KEYWORDS(tavlomod_setdefaultcontrol), METH_VARARGS | METH_KEYWORDS,

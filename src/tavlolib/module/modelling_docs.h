@@ -189,4 +189,35 @@ Related topics:
   tavlo.var, tavlo.Dot
 )");
 
+PyDoc_STRVAR(kDotDoc, R"(Dot($module, /, *factors, out=None)
+--
+
+Purpose:
+  Product of NumPy arrays of numbers, variables and expressions, as numpy.dot is for numbers: the last axis of the left
+  factor is summed over with the second-to-last axis of the right one, or its only one.
+
+Synopsis:
+  r = tavlo.Dot(t1, t2, ..., out=None)
+
+Argument:
+  t1, t2, ...   NumPy arrays of at least one dimension, multiplied from left to right. Numbers may be signed integers and
+                floats. A single argument is the collection of the factors: a list, a tuple, a dictionary (its values)
+                or an iterator. None is skipped.
+  out           Array that receives the last product, of its shape and type; it may be one of the factors. After an
+                exception it is as before.
+
+Return value:
+  A new array, or out. It is of type npexpr when a variable or an expression is involved, and of the wider type of
+  numbers otherwise. The product of two vectors has no dimensions: r.item() is its value. A single factor is returned
+  itself, and without any the result is None.
+
+Example:
+  x = tavlo.vars(4)
+  rows = tavlo.Dot(A, x) <= b    # A is an array of 3 by 4 numbers
+  p.setObjective(tavlo.Dot(x, Q, x).item())
+
+Related topics:
+  tavlo.Sum, tavlo.vars
+)");
+
 }  // namespace tavlo
