@@ -11,6 +11,7 @@ from functools import cache
 from typing import Any
 
 import highspy
+import numpy as np
 import pyoptinterface as poi
 from pyoptinterface import highs as poi_highs
 
@@ -109,5 +110,43 @@ def transport_poi(plants: int, customers: int) -> Any:
     return m
 
 
+# ---- dense products: the expressions of A x, and the quadratic form x' A x; no row is passed to a solver ---------
+
+
+@cache
+def dense(n: int) -> Any:
+    return np.asarray(distances(n))
+
+
+def product_tavlo(n: int) -> Any:
+    return tv.Dot(dense(n), tv.vars(n))
+
+
+def product_highspy(n: int) -> Any:
+    h = highspy.Highs()
+    h.silent()
+    x = h.addVariables(n)
+    return [h.qsum(a * x[j] for j, a in enumerate(row)) for row in distances(n)]
+
+
+def product_poi(n: int) -> Any:
+    m = poi_highs.Model()
+    x = [m.add_variable() for _ in range(n)]
+    return [poi.quicksum(a * v for a, v in zip(row, x)) for row in distances(n)]
+
+
+def form_tavlo(n: int) -> Any:
+    x = tv.vars(n)
+    return tv.Dot(x, dense(n), x).item()
+
+
+def form_poi(n: int) -> Any:
+    m = poi_highs.Model()
+    x = [m.add_variable() for _ in range(n)]
+    return poi.quicksum(a * v * w for row, v in zip(distances(n), x) for a, w in zip(row, x))
+
+
 P_MEDIAN = {"tavlo": p_median_tavlo, "highspy": p_median_highspy, "pyoptinterface": p_median_poi}
 TRANSPORT = {"tavlo": transport_tavlo, "highspy": transport_highspy, "pyoptinterface": transport_poi}
+PRODUCT = {"tavlo": product_tavlo, "highspy": product_highspy, "pyoptinterface": product_poi}
+FORM = {"tavlo": form_tavlo, "pyoptinterface": form_poi}

@@ -7,7 +7,7 @@ import sys
 from typing import Any
 
 from benchmarks import nonlinear, small, solving
-from benchmarks.models import P_MEDIAN, TRANSPORT, transport_tavlo
+from benchmarks.models import FORM, P_MEDIAN, PRODUCT, TRANSPORT, transport_tavlo
 from benchmarks.timing import best_in_turns, ratio_line, seconds
 
 
@@ -23,12 +23,20 @@ def build_p_median() -> None:
             print("  " + ratio_line(f"p-median {n} x {n}, {'binary' if binary else 'continuous'}", best))
 
 
+def per_nonzero(label: str, best: dict[str, float], nonzeros: int) -> None:
+    print("  " + ratio_line(f"{label}, {nonzeros:,} nonzeros", best))
+    print("  " + ", ".join(f"{name} {took / nonzeros * 1e9:.0f} ns" for name, took in best.items()) + " per nonzero")
+
+
 def build_transport() -> None:
     plants, customers = 500, 1000
-    nonzeros = 2 * plants * customers
-    best = best_in_turns(bound(TRANSPORT, plants, customers), rounds=3)
-    print("  " + ratio_line(f"transport, {nonzeros:,} nonzeros", best))
-    print("  " + ", ".join(f"{name} {took / nonzeros * 1e9:.0f} ns" for name, took in best.items()) + " per nonzero")
+    per_nonzero("transport", best_in_turns(bound(TRANSPORT, plants, customers), rounds=3), 2 * plants * customers)
+
+
+def products() -> None:
+    n = 1000
+    per_nonzero("A x", best_in_turns(bound(PRODUCT, n), rounds=3), n * n)
+    per_nonzero("x' A x", best_in_turns(bound(FORM, n), rounds=3), n * n)
 
 
 def doubling() -> None:
@@ -51,6 +59,7 @@ PARTS = {
         build_p_median,
     ),
     "transport": ("Building a transport model by operators", build_transport),
+    "products": ("Dense products of matrices and variables", products),
     "doubling": ("Doubling the model", doubling),
     "solve": ("Solving", solving.main),
     "million": ("A million variables and a million rows", million),

@@ -45,6 +45,19 @@ class Chunked {
     return {c, pos, chunk.at[pos].key() == key};
   }
 
+  // Adds an entry whose key is beyond the last where that takes no more than storing it; false, with nothing changed,
+  // otherwise. The common case of insert, without its calls.
+  bool append(const Entry& entry) {
+    if (count_ == 0) return false;
+    Chunk& chunk = table_[count_ - 1];
+    const Key key = entry.key();
+    if (!(chunk.last < key) || chunk.size == chunk.room) return false;
+    chunk.at[chunk.size++] = entry;
+    chunk.last = key;
+    ++total_;
+    return true;
+  }
+
   // Places the entry at a spot that locate() gave for its key. False, with nothing changed, when memory is short.
   bool insert(Spot s, const Entry& entry) {
     if (count_ == 0) {

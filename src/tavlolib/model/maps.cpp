@@ -99,6 +99,10 @@ int linmap_has(const linmap* map, var_s* v) { return hasKey(map, varIndex(v)); }
 int linmap_set(double coef, linmap* map, var_s* v) { return placeCoef(map, map->c.locate(varIndex(v)), v, coef); }
 int linmap_add(double coef, linmap* map, var_s* v) {
   if (coef == 0) return 0;
+  if (map->c.append({v, coef})) {
+    Py_INCREF(v);
+    return 0;
+  }
   const auto spot = map->c.locate(varIndex(v));
   return placeCoef(map, spot, v, spot.found ? map->c.at(spot).coef + coef : coef);
 }
