@@ -41,8 +41,8 @@ class ModelProgram final : public NlpProgram {
 
   // Whether every function is a polynomial of degree 2 or less, so that its second derivatives are constant.
   bool isQuadratic() const;
-  std::vector<int> nonlinearRows() const;  // ascending
-  bool isLinear() const { return hessian.row.empty(); }
+  std::vector<int> nonlinearRows() const;                                 // ascending
+  bool isLinear() const { return hessian.row.empty() && isQuadratic(); }  // what has kinks has no second derivatives
   size_t operations() const { return objectiveElements_.operations() + rowElements_.operations(); }
   void takeBounds(const Model& model);  // those of columns and rows once more, after a change
 

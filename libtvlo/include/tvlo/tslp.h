@@ -32,8 +32,8 @@ TVLO_API int TSLPcopycontrols(TSLPprob dest, TSLPprob src);                     
 TVLO_API int TSLPgetlasterror(TSLPprob slp, int* code, char* text);              // TVLO_ERRORTEXT_MAX bytes
 TVLO_API int TSLPsetcbmessage(TSLPprob slp, TVLOmessagefn handler, void* data);  // null removes it
 
-// Files of the optimizer, too, hold formulas: free MPS files, in the sections FORMULAS, VARIABLES and ROWSTATUS. Formulas
-// that call user functions can't be written.
+// Files of the optimizer, too, hold formulas: free MPS files, in the sections FORMULAS, VARIABLES and ROWSTATUS.
+// Formulas that call user functions can't be written.
 TVLO_API int TSLPreadprob(TSLPprob slp, const char* filename, const char* flags);
 TVLO_API int TSLPwriteprob(TSLPprob slp, const char* filename, const char* flags);
 
