@@ -12,7 +12,7 @@ export PATH := $(ROOT)/.venv/bin:$(PATH)
 CXX_FILES = $(shell find libtvlo src tests benchmarks -name '*.h' -o -name '*.cpp')
 PY_DIRS := python examples benchmarks scripts tests
 
-.PHONY: help setup build dev demo test test-cpp test-python check lint format bench asan wheel docs pins clean distclean
+.PHONY: help setup build dev demo test test-cpp test-python check lint format bench fuzz asan wheel docs pins clean distclean
 
 help:  ## lists the targets
 	@sed -n 's/^\([a-z-]*\):.*## /\1\t/p' $(ROOT)/Makefile | expand -t 14
@@ -66,6 +66,15 @@ format: setup  ## formats every source
 bench: build  ## ratios against the peers, in one run
 	@scripts/bootstrap.sh build test bench
 	@$(PY) -m benchmarks.run $(BENCH)
+
+# Rounds of 5,000 new cases for every property test, each in a process of its own, for at most 15 minutes.
+ROUNDS ?= 20
+fuzz: build  ## 100,000 random cases for every property test
+	@scripts/bootstrap.sh build test
+	@for round in $$(seq $(ROUNDS)); do \
+	  [ $$SECONDS -lt 900 ] || { echo "fuzz: out of time before round $$round"; break; }; \
+	  $(PY) -m pytest -q -p no:cacheprovider --hypothesis-profile=nightly $(shell find tests -name 'test_*properties.py'); \
+	done
 
 asan: setup build/asan/build.ninja  ## every test under the address and undefined-behaviour sanitizers
 	@scripts/bootstrap.sh build test

@@ -4,10 +4,21 @@ import gc
 import os
 import subprocess
 import sys
+from pathlib import Path
 
 import pytest
+from hypothesis import HealthCheck, settings
 
 import tavlo
+
+sys.path.insert(0, str(Path(__file__).resolve().parent))  # what the folders share
+
+# Every run of `make test` tries the same cases; `make fuzz` tries new ones.
+settings.register_profile("quick", derandomize=True, deadline=None, max_examples=300, database=None)
+settings.register_profile(
+    "nightly", deadline=None, max_examples=5000, suppress_health_check=list(HealthCheck), print_blob=True
+)
+settings.load_profile("quick")
 
 
 @pytest.fixture

@@ -25,11 +25,21 @@ int dominant(const Operand& a, const Operand& b) {
   return x > y ? x : y;
 }
 
+// Two numbers, one of them NumPy's: as doubles, since NumPy's own arithmetic would round or overflow in narrow types.
+bool goesByDoubles(Op op, const Operand& x, const Operand& y) {
+  return op != Op::land && op != Op::lor && x.kind == kConstant && y.kind == kConstant &&
+         (PyArray_IsScalar(x.o, Generic) || PyArray_IsScalar(y.o, Generic));
+}
+
 PyObject* operate(const General& g, PyObject* a, PyObject* b) {
   if (a == Py_None && g.left != None::operates) return general_copy(g.left == None::copies ? 1 : -1, b);
   if (b == Py_None && g.right) return newRef(a);
   Operand x, y;
   if (!classify(a, &x) || !classify(b, &y)) return nullptr;
+  if (goesByDoubles(g.op, x, y)) {
+    Ref left = Ref::steal(PyFloat_FromDouble(x.value)), right = Ref::steal(PyFloat_FromDouble(y.value));
+    return left && right ? g.fallback(left.get(), right.get()) : nullptr;
+  }
   const int slot = dominant(x, y);
   if (x.kind == kArray || y.kind == kArray || slot == kConstant) return g.fallback(a, b);
   return g.in_place ? applyInPlace(g.op, slot, x, y) : apply(g.op, slot, x, y);

@@ -1,11 +1,12 @@
 """The algebra against a plain reference polynomial, over random trees of operators of degree two at most."""
 
-from hypothesis import given, settings
+from hypothesis import given
 from hypothesis import strategies as st
 
 import tavlo as tv
 
 VARIABLES = [tv.var() for _ in range(4)]
+NODE = type(tv.sin(VARIABLES[0]))
 
 
 class Poly:
@@ -45,7 +46,7 @@ def combine(op, a, b):
     """(object, reference, tainted) of a op b, or None when that is of a higher degree or an error.
 
     An object that came of a product of variables may hold a quadratic part that cancelled; its products then count as
-    nonlinear. Such objects are tainted, and only their products may be refused.
+    nonlinear. Such objects are tainted; only their products may be nodes, which are left out.
     """
     (x, p, dirty), (y, q, dirty2) = a, b
     tainted = dirty or (dirty2 and op not in "n2")
@@ -53,9 +54,8 @@ def combine(op, a, b):
         y, q = (x, p) if op == "2" else (y, q)
         if p.degree + q.degree > 2:
             return None
-        try:
-            product = x**2 if op == "2" else x * y
-        except tv.ModelError:
+        product = x**2 if op == "2" else x * y
+        if isinstance(product, NODE):
             assert tainted
             return None
         return product, p.times(q), tainted or not isinstance(product, (int, float, tv.var))
@@ -76,7 +76,6 @@ def combine(op, a, b):
     return target, p.plus(q, 1 if op in "+^" else -1), tainted
 
 
-@settings(max_examples=400, deadline=None)
 @given(st.lists(leaves, min_size=2, max_size=8), steps)
 def test_the_algebra_is_that_of_polynomials(pool, program):
     for op, i, j in program:
@@ -103,7 +102,6 @@ def check(obj, reference):
     assert Poly(terms).terms == reference.terms
 
 
-@settings(max_examples=50, deadline=None)
 @given(st.data())
 def test_products_of_linear_expressions_are_quadratic(data):
     def linear():

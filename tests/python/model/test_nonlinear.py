@@ -3,6 +3,7 @@
 import gc
 import math
 import sys
+import threading
 
 import numpy as np
 import pytest
@@ -233,14 +234,31 @@ def test_trees_of_a_million_levels(name, x):
     n = x**3
     for _ in range(10**6):
         n = DEEP[name](n, x)
-    assert "[MAX RECURS LEV]" in str(n) and len(str(n)) < 10_000
-    with pytest.raises(RuntimeError, match="Evaluation of expression exceeded recursion depth limit"):
-        tv.evaluate(n, solution={x: 0.5})
-    n.extractLinear()
-    gc.collect()
-    c = n <= 1
-    del n
-    del c
+    p = tv.problem(x)
+    failures = []
+
+    def use(n):
+        try:
+            assert "[MAX RECURS LEV]" in str(n) and len(str(n)) < 10_000
+            with pytest.raises(RuntimeError, match="Evaluation of expression exceeded recursion depth limit"):
+                tv.evaluate(n, solution={x: 0.5})
+            n.extractLinear(), n.extractQuadratic(), tv.Sum([n, x, n]), n * 1, x - n
+            gc.collect()
+            c = (n <= 1).copy()
+            for pass_on in (lambda: p.addConstraint(c), lambda: p.setObjective(n)):
+                with pytest.raises(tv.ModelError, match="The expression tree depth reached the maximum limit, please"):
+                    pass_on()
+        except BaseException as failure:
+            failures.append(failure)
+
+    use(n)
+    before = threading.stack_size(128 * 1024)
+    last, n = [n], None
+    thread = threading.Thread(target=lambda: use(last.pop()))  # the tree is released there too
+    thread.start()
+    threading.stack_size(before)
+    thread.join()
+    assert failures == [] and (p.attributes.rows, p.getConstraint()) == (0, [])
 
 
 def test_depth_that_is_printed_and_evaluated(x):

@@ -144,6 +144,15 @@ def test_large_sums_in_any_order(order):
     assert {sys.getrefcount(v) for v in variables} == {3}
 
 
+def test_a_million_terms():
+    variables = [tv.var() for _ in range(1000)]
+    total = tv.Sum(i % 7 * variables[i % 1000] for i in range(10**6))
+    coefs = total.extractLinear()[1]
+    assert coefs == [sum(i % 7 for i in range(k, 10**6, 1000)) for k in range(1000)]
+    squares = tv.Sum(v * w for v in variables for w in variables)
+    assert len(squares.extractQuadratic()[2]) == 1000 * 1001 // 2
+
+
 def test_many_products(content):
     n = 60
     variables = [tv.var() for _ in range(n)]
@@ -156,3 +165,9 @@ def test_many_products(content):
     square = tv.Sum(variables) ** 2
     square -= tv.Sum(u * v for u in variables for v in variables)
     assert content(square) == (0, {}, {})
+
+
+@pytest.mark.parametrize("number", [np.int8, np.int16, np.float16, np.float32, np.float64])
+def test_numbers_of_narrow_types_are_summed_as_doubles(number, x, content):
+    assert content(tv.Sum([number(100), number(100), 0.1, x]))[0] == 200.1
+    assert content(tv.Prod([number(100), 1000, number(100), 0.1, x]))[1] == {hash(x): 1e6}

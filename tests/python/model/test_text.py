@@ -1,40 +1,52 @@
-"""The text of terms and expressions."""
+"""The text of every kind of object."""
 
+from pathlib import Path
+
+import numpy as np
 import pytest
 
 import tavlo as tv
 
-FORMS = [
-    ("x", "x"),
-    ("2*x", "2*x"),
-    ("-x", "-1*x"),
-    ("x/2", "0.5*x"),
-    ("1e20*x", "1e+20*x"),
-    ("1234567*x", "1.23457e+06*x"),
-    ("x**2", "x**2"),
-    ("3*x*y", "3*x*y"),
-    ("y*x*3", "3*x*y"),
-    ("-(x*y)", "-1*x*y"),
-    ("0*(x*y)", "0*x*y"),
-    ("x+y", "  x + y"),
-    ("y+x", "  x + y"),
-    ("5+3*x-2*x*y+y**2", "5 +3 x -2 x*y + y**2"),
-    ("-(x+y)", " - x - y"),
-    ("2*x+y-y", " 2 x"),
-    ("x+y-x-y", "0"),
-    ("x+y-x-y+2", "2"),
-    ("0*(x+y)", "0"),
-    ("(x+y)*0.5-1e-7", "-1e-07 +0.5 x +0.5 y"),
-    ("float('nan')+x", "nan + x"),
-    ("float('-inf')+x", "-inf + x"),
-    ("x*x-x*y+2*y*y-x", " - x + x**2 - x*y +2 y**2"),
+GOLDEN = [
+    line.partition(" => ")
+    for line in (Path(__file__).parent / "golden_text.txt").read_text().splitlines()
+    if line and not line.startswith("#")
 ]
 
 
-@pytest.mark.parametrize("source, text", FORMS)
-def test_forms(source, text, x, y):
-    obj = eval(source, {"x": x, "y": y})
-    assert str(obj) == repr(obj) == text
+@pytest.mark.parametrize("source, _, text", GOLDEN, ids=[source for source, _, _ in GOLDEN])
+def test_golden_text(source, _, text, x, y, z):
+    u = tv.var()
+    obj = eval(source, {"x": x, "y": y, "z": z, "u": u, "n": tv.sin(x), "m": tv.cos(y), "np": np, "tv": tv})
+    printed = "[" + str(obj).replace(f"C{hash(u)}", "C#") + "]"
+    assert printed == text
+    if not isinstance(obj, (np.ndarray, tv.problem)):
+        assert repr(obj) == str(obj)
+
+
+def test_names_made_of_indices(x):
+    first, second = x <= 1, x <= 2
+    index = int(str(first)[1:])
+    assert (repr(second), repr(first.copy())) == (f"R{index + 1}", f"R{index}_copy_R{index}")
+    second.name = "row"
+    assert str(second.copy()) == f"R{index + 1}_copy_row"
+    one = tv.sos([x], [1])
+    index = int(str(one)[3:])
+    assert (repr(one), repr(one.copy()), one.copy().name) == (f"sos{index}", *[f"sos{index}_copy_sos{index}"] * 2)
+
+
+def test_the_cut_of_deep_trees(x):
+    def nested(node, levels):
+        for _ in range(levels):
+            node = -node
+        return str(node)
+
+    assert nested(tv.sin(x), 63) == "- (" * 63 + "sin (x)" + ")" * 63
+    assert nested(tv.sin(x), 64) == "- (" * 64 + "sin ([MAX RECURS LEV])" + ")" * 64
+    assert nested(tv.sin(x), 65) == nested(tv.sin(x), 1000) == "- (" * 65 + "[MAX RECURS LEV]" + ")" * 65
+    assert nested(x / 2 & x, 64) == "- (" * 64 + "and ([MAX RECURS LEV], [MAX RECURS LEV])" + ")" * 64
+    assert nested(2.5 ** tv.sin(x), 64) == "- (" * 64 + "(2.5 ** [MAX RECURS LEV])" + ")" * 64
+    assert nested(tv.user(max, x), 64) == "- (" * 64 + "user ([MAX RECURS LEV], [MAX RECURS LEV])" + ")" * 64
 
 
 def test_text_does_not_follow_the_locale(run_python):
