@@ -4,9 +4,10 @@ from __future__ import annotations
 
 import subprocess
 import sys
+from pathlib import Path
 from typing import Any
 
-from benchmarks import nonlinear, small, solving
+from benchmarks import nonlinear, small, solving, terms
 from benchmarks.models import FORM, P_MEDIAN, PRODUCT, TRANSPORT, transport_tavlo
 from benchmarks.timing import best_in_turns, ratio_line, seconds
 
@@ -53,6 +54,10 @@ def million() -> None:
     subprocess.run([sys.executable, "-m", "benchmarks.million"], check=True)
 
 
+def maps() -> None:
+    subprocess.run([Path(__file__).resolve().parent.parent / "build/release/benchmarks/tvlo_maps"], check=True)
+
+
 PARTS = {
     "build": (
         "Building a p-median model by operators (the peers also pass it to HiGHS, tavlo does at the solve)",
@@ -60,6 +65,8 @@ PARTS = {
     ),
     "transport": ("Building a transport model by operators", build_transport),
     "products": ("Dense products of matrices and variables", products),
+    "terms": ("Writing one long sum, for each nonzero", terms.main),
+    "maps": ("The container of coefficients, for each term", maps),
     "doubling": ("Doubling the model", doubling),
     "solve": ("Solving", solving.main),
     "million": ("A million variables and a million rows", million),
