@@ -12,7 +12,8 @@ export PATH := $(ROOT)/.venv/bin:$(PATH)
 CXX_FILES = $(shell find libtvlo src tests benchmarks -name '*.h' -o -name '*.cpp')
 PY_DIRS := python examples benchmarks scripts tests
 
-.PHONY: help setup build dev demo test test-cpp test-python check lint format bench fuzz asan wheel docs pins clean distclean
+.PHONY: help setup build dev demo test test-cpp test-python test-matrix check lint format bench fuzz asan wheel docs pins \
+  clean distclean
 
 help:  ## lists the targets
 	@sed -n 's/^\([a-z-]*\):.*## /\1\t/p' $(ROOT)/Makefile | expand -t 14
@@ -80,6 +81,9 @@ asan: setup build/asan/build.ninja  ## every test under the address and undefine
 	@scripts/bootstrap.sh build test
 	@cmake --build build/asan -j $(JOBS)
 	@scripts/run_asan.sh
+
+test-matrix: setup  ## the Python tests on every CPython and NumPy at hand, as a table
+	@scripts/test_matrix.sh $(COMBINATIONS)
 
 wheel: setup  ## dist/*.whl, tried in an environment of its own
 	@scripts/make_wheel.sh

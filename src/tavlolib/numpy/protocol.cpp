@@ -56,6 +56,13 @@ bool isCallMethod(PyObject* method) {
   return PyUnicode_Check(method) && PyUnicode_Compare(method, callName) == 0;
 }
 
+bool holdsModelling(PyObject* out) {
+  if (!PyTuple_Check(out)) return isModelling(out);
+  for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(out); ++i)
+    if (isModelling(PyTuple_GET_ITEM(out, i))) return true;
+  return false;
+}
+
 // Whether it was a call on scalars that has an operator; *result is then what that gave.
 bool callDirectly(PyObject* ufunc, PyObject* const* inputs, Py_ssize_t n, PyObject** result) {
   const DirectOperator* direct = nullptr;
@@ -94,8 +101,8 @@ PyObject* arrayUfunc(PyObject*, PyObject* const* args, Py_ssize_t nargs, PyObjec
   for (Py_ssize_t i = 0; i < nkw; ++i) {
     PyObject* name = PyTuple_GET_ITEM(kwnames, i);
     PyObject* value = args[nargs + i];
-    // A bare object as `initial` or inside `out` would come back here for ever.
-    if (isModelling(value) && PyUnicode_CompareWithASCIIString(name, "out") == 0)
+    // NumPy would come back here with it for ever.
+    if (PyUnicode_CompareWithASCIIString(name, "out") == 0 && holdsModelling(value))
       return modelError("A modelling object cannot be the output of a NumPy function");
     if (PyDict_SetItem(keywords.get(), name, value) < 0) return nullptr;
   }

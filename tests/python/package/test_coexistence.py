@@ -6,6 +6,8 @@ from pathlib import Path
 
 import pytest
 
+pytest.importorskip("highspy")
+pytest.importorskip("casadi")
 INSTANCES = Path(__file__).resolve().parents[3] / "tests/data/instances"
 
 SOLVE = """
