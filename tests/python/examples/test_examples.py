@@ -8,9 +8,10 @@ import subprocess
 import sys
 from pathlib import Path
 
-import highspy
 import numpy as np
 import pytest
+
+highspy = pytest.importorskip("highspy")
 
 ROOT = Path(__file__).resolve().parents[3]
 INSTANCES = ROOT / "tests/data/instances"

@@ -3,9 +3,10 @@
 import random
 
 import pytest
-import sympy
 
 import tavlo as tv
+
+sympy = pytest.importorskip("sympy")
 
 
 class Symbolic:

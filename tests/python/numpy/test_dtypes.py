@@ -69,7 +69,7 @@ def test_operators_between_arrays_and_bare_objects(arrays):
             assert values == pytest.approx([tv.evaluate(r, solution={x: 1, y: 2}) for r in expected])
     assert (o + a).dtype == OBJECT and (o * x).dtype == OBJECT
     assert texts(a**2) == texts(np.square(a)) == ["x**2", "y**2"] and texts(-a) == [str(-x), str(-y)]
-    assert texts(2**a) == [str(2**x), str(2**y)]
+    assert texts(2**a) == [str(2.0**x), str(2.0**y)]
     for left, right in ((a, e), (a, x), (x, a), (a, o), (o, a), (np.arange(2.0), x), (x, np.arange(2.0))):
         assert (left <= right).dtype == (left >= right).dtype == C
     if NUMPY >= (1, 25):  # earlier ones swallow errors inside ==

@@ -53,7 +53,6 @@ def test_names_live_with_their_variables():
     assert (b[0].name, b[1].name) == ("b(0)", "b(1)")
     p = tv.problem(tv.vars(2, 2, name="p"))
     assert [v.name for v in p.getVariable()] == ["p(0,0)", "p(0,1)", "p(1,0)", "p(1,1)"]
-    assert p.getIndexFromName(2, "p(1,0)") == 2
 
 
 @pytest.mark.parametrize(
