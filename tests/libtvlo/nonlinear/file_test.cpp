@@ -1,4 +1,6 @@
 // Models with formulas in files: what is written reads back as the same, and bad lines are named.
+#include <unistd.h>
+
 #include <cstdio>
 #include <fstream>
 
@@ -11,7 +13,7 @@ class FormulaFile : public Nonlinear {
  protected:
   void SetUp() override {
     Nonlinear::SetUp();
-    path_ = ::testing::TempDir() + "tavlo_formula_file.mps";
+    path_ = ::testing::TempDir() + "tavlo_formula_file_" + std::to_string(getpid()) + ".mps";
   }
   void TearDown() override {
     std::remove(path_.c_str());
