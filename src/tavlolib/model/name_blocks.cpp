@@ -71,8 +71,4 @@ void releaseBlockName(uint64_t index) noexcept {
   if (block != blocks().end() && --block->second.users == 0) blocks().erase(block);
 }
 
-void dropUnusedBlock(const NameBlock* block) noexcept {
-  if (block->users == 0) blocks().erase(block->first);
-}
-
 }  // namespace tavlo

@@ -21,15 +21,14 @@ struct NameBlock {
   uint64_t first, count;
   std::string prefix;
   std::vector<NameDimension> dimensions;
-  uint64_t users = 0;  // variables of the block that live
+  uint64_t users = 1;  // variables of the block that live, and whoever is making them
 
   size_t longestName() const;  // bytes
   std::string name(uint64_t index) const;
 };
 
-NameBlock* addNameBlock(NameBlock block);        // throws std::bad_alloc
+NameBlock* addNameBlock(NameBlock block);        // throws std::bad_alloc; the caller is its first user
 PyObject* blockName(uint64_t index);             // new reference; null without an exception when there is no such block
-void releaseBlockName(uint64_t index) noexcept;  // a variable is gone; nothing when it is of no block
-void dropUnusedBlock(const NameBlock* block) noexcept;
+void releaseBlockName(uint64_t index) noexcept;  // a user of its block is gone; nothing when it is of no block
 
 }  // namespace tavlo

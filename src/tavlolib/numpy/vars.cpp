@@ -131,11 +131,12 @@ class Product {
 // Makes the variables of one call, in the order of their indices.
 class Maker {
  public:
-  Maker(const Template& t, uint64_t first, NameBlock* names) : template_(t), index_(first), names_(names) {}
+  Maker(const Template& t, uint64_t first, NameBlock* names)
+      : template_(t), first_(first), index_(first), names_(names) {}
   Maker(const Maker&) = delete;
   Maker& operator=(const Maker&) = delete;
   ~Maker() {
-    if (names_) dropUnusedBlock(names_);
+    if (names_) releaseBlockName(first_);
   }
 
   PyObject* next() {
@@ -161,8 +162,8 @@ class Maker {
 
  private:
   const Template& template_;
-  uint64_t index_;
-  NameBlock* names_;
+  uint64_t first_, index_;
+  NameBlock* names_;  // lives as long as this, which is one of its users
 };
 
 bool readTemplate(PyObject* kwargs, Template* t) {
