@@ -4,6 +4,8 @@ A program is a string of bytes: four values of variables, then steps of five byt
 the pool. Zero bytes do nothing, so a failing program shrinks to the steps that matter.
 """
 
+from __future__ import annotations
+
 import dataclasses
 import itertools
 import math
@@ -334,3 +336,9 @@ def agrees(value, known):
     if known.error == 0:
         return value == known.value
     return abs(value - float(known.value)) <= known.error
+
+
+def pairwise(items):
+    """As itertools.pairwise, which Python 3.9 lacks."""
+    items = list(items)
+    return zip(items, items[1:])

@@ -252,7 +252,7 @@ def test_trees_of_a_million_levels(name, x):
             failures.append(failure)
 
     use(n)
-    before = threading.stack_size(256 * 1024)
+    before = threading.stack_size(1024 * 1024)
     last, n = [n], None
     thread = threading.Thread(target=lambda: use(last.pop()))  # the tree is released there too
     thread.start()

@@ -1,10 +1,8 @@
 """Random programs of operators, functions and aggregates against plain Python arithmetic on the same values."""
 
-import itertools
-
 from hypothesis import given
 from hypothesis import strategies as st
-from random_objects import NODE, VALUES, VARIABLES, Program, agrees, extracted, is_number, plus
+from random_objects import NODE, VALUES, VARIABLES, Program, agrees, extracted, is_number, pairwise, plus
 
 import tavlo as tv
 
@@ -60,7 +58,7 @@ def apart(c, point):
 @given(PROGRAMS)
 def test_comparisons(code):
     program = Program(code)
-    for (a, p), (b, q) in itertools.pairwise(reversed(program.pool)):
+    for (a, p), (b, q) in pairwise(reversed(program.pool)):
         if is_number(a) and is_number(b):
             continue
         room = plus(q, p, -1)

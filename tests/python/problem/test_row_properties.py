@@ -2,11 +2,10 @@
 
 import math
 import operator
-from itertools import pairwise
 
 from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
-from random_objects import VARIABLES, Program, agrees, is_number, plus
+from random_objects import VARIABLES, Program, agrees, is_number, pairwise, plus
 
 import tavlo as tv
 
