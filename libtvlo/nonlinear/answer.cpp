@@ -46,7 +46,9 @@ PointValues modelPoint(const Model& model, const ModelProgram& program, const Nl
   PointValues whole;
   whole.available = true;
   whole.x.assign(model.columns(), 0);
-  for (int j = 0; j < program.columns(); ++j) whole.x[program.modelColumns()[j]] = point.x[j];
+  const auto columns = static_cast<int>(program.modelColumns().size());
+  const auto modelRows = static_cast<int>(program.modelRows().size());
+  for (int j = 0; j < columns; ++j) whole.x[program.modelColumns()[j]] = point.x[j];
   NonlinearActivities rows(model, whole.x);
   whole.slack.resize(model.rows());
   if (const int column = program.transferColumn(); column >= 0) {
@@ -62,28 +64,33 @@ PointValues modelPoint(const Model& model, const ModelProgram& program, const Nl
   }
   whole.dual.assign(model.rows(), 0);
   whole.redcost.assign(model.columns(), 0);
-  for (int i = 0; i < program.rows(); ++i) whole.dual[program.modelRows()[i]] = point.dual[i];
-  for (int j = 0; j < program.columns(); ++j) whole.redcost[program.modelColumns()[j]] = point.redcost[j];
+  for (int i = 0; i < modelRows; ++i) whole.dual[program.modelRows()[i]] = point.dual[i];
+  for (int j = 0; j < columns; ++j) whole.redcost[program.modelColumns()[j]] = point.redcost[j];
   if (program.transferRow() >= 0) whole.dual[program.transferRow()] = program.transferDual();
   return whole;
 }
 
-NlpPoint programPoint(const ModelProgram& program, const PointValues& whole) {
+NlpPoint programPoint(ModelProgram& program, const PointValues& whole) {
   NlpPoint point;
   for (const int j : program.modelColumns()) point.x.push_back(whole.x[j]);
-  if (whole.dual.empty() && whole.redcost.empty()) return point;
+  const bool complete = program.columns() == static_cast<int>(point.x.size());
+  if (!complete) {
+    point.x.resize(program.columns());
+    program.complete(point.x);
+  }
+  if (!complete || (whole.dual.empty() && whole.redcost.empty())) return point;
   for (const int i : program.modelRows()) point.dual.push_back(whole.dual[i]);
   for (const int j : program.modelColumns()) point.redcost.push_back(whole.redcost[j]);
   return point;
 }
 
-AnswerCheck checkAnswer(const Model& model, ModelProgram& program, const PointValues& whole, const NlpPoint& point) {
+AnswerCheck checkAnswer(const Model& model, ModelProgram& program, const PointValues& whole, NlpPoint point) {
   AnswerCheck check;
-  for (int j = 0; j < program.columns(); ++j) {
+  for (size_t j = 0; j < program.modelColumns().size(); ++j) {
     raiseOutside(check, point.x[j], program.columnLower[j], program.columnUpper[j], 1);
   }
   const NonlinearActivities rows(model, whole.x);
-  for (int i = 0; i < program.rows(); ++i) {
+  for (size_t i = 0; i < program.modelRows().size(); ++i) {
     const int row = program.modelRows()[i];
     raiseOutside(check, rows.value[row], program.rowLower[i], program.rowUpper[i], rows.largest[row]);
   }
@@ -93,9 +100,14 @@ AnswerCheck checkAnswer(const Model& model, ModelProgram& program, const PointVa
     check.dual = kWhole;
     return check;
   }
+  // With the kinks' own values in their columns, which makes the program's conditions those of the model itself.
+  const int modelRows = static_cast<int>(program.modelRows().size());
   std::vector<double> gradient(n);
   std::vector<double> jacobian(program.jacobian.size());
-  if (!program.gradient(point.x.data(), true, gradient.data()) ||
+  std::vector<double> activity(program.rows());
+  if (!program.complete(point.x) ||
+      (program.rows() > modelRows && !program.constraints(point.x.data(), true, activity.data())) ||
+      !program.gradient(point.x.data(), true, gradient.data()) ||
       !program.jacobianValues(point.x.data(), false, jacobian.data())) {
     check.dual = kWhole;
     return check;
@@ -117,8 +129,8 @@ AnswerCheck checkAnswer(const Model& model, ModelProgram& program, const PointVa
               whole.objective);
   }
   for (int i = 0; i < program.rows(); ++i) {
-    checkPair(check, sign * point.dual[i], rows.value[program.modelRows()[i]], program.rowLower[i], program.rowUpper[i],
-              most, whole.objective);
+    const double value = i < modelRows ? rows.value[program.modelRows()[i]] : activity[i];
+    checkPair(check, sign * point.dual[i], value, program.rowLower[i], program.rowUpper[i], most, whole.objective);
   }
   return check;
 }

@@ -18,9 +18,10 @@ struct AnswerCheck {
 
 // A point of the model from one of its program: the transfer column is filled in, slacks and objective are recomputed.
 PointValues modelPoint(const Model& model, const ModelProgram& program, const NlpPoint& point);
-NlpPoint programPoint(const ModelProgram& program, const PointValues& point);
+// Without duals where the program has more rows than the model, for which it knows none.
+NlpPoint programPoint(ModelProgram& program, const PointValues& point);
 
 // Infinite where something can't be evaluated, and of a point without duals.
-AnswerCheck checkAnswer(const Model& model, ModelProgram& program, const PointValues& whole, const NlpPoint& point);
+AnswerCheck checkAnswer(const Model& model, ModelProgram& program, const PointValues& whole, NlpPoint point);
 
 }  // namespace tvlo

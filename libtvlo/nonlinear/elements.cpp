@@ -7,25 +7,6 @@ namespace tvlo {
 
 namespace {
 
-// The operands of a node of an expression.
-template <class F>
-void forOperands(const Expression& expression, const ExpressionNode& node, F visit) {
-  switch (node.op) {
-    case Op::constant:
-    case Op::column:
-      return;
-    case Op::user:
-      for (int k = 0; k < node.b; ++k) visit(expression.argument(node.a + k));
-      return;
-    case Op::pwl:
-      visit(node.a);
-      return;
-    default:
-      visit(node.a);
-      if (node.b >= 0) visit(node.b);
-  }
-}
-
 constexpr int kFewest = 3;  // elements for which lanes pay
 
 // Of the value of a tape as a polynomial of its variables; 3 stands for more than 2 and for no polynomial.
@@ -81,7 +62,7 @@ void Elements::collect(const Expression& expression, int node) {
     if (seen_[k] == pass_) continue;
     seen_[k] = pass_;
     order_.push_back(k);
-    forOperands(expression, expression.node(k), [&](int operand) { open_.push_back(operand); });
+    expression.forOperands(expression.node(k), [&](int operand) { open_.push_back(operand); });
   }
   std::sort(order_.begin(), order_.end());
 }

@@ -181,6 +181,8 @@ void Expression::apply(int function) {
   const int* const operands = stack_.data() + first;
   const auto count = static_cast<int>(stack_.size() - first);
   int result;
+  kinks_ = kinks_ || function == TSLP_FUNCTION_MIN || function == TSLP_FUNCTION_MAX || function == TSLP_FUNCTION_PWL ||
+           function == TSLP_FUNCTION_ABS;
   if (function == TSLP_FUNCTION_MIN || function == TSLP_FUNCTION_MAX) {
     result = chain(function == TSLP_FUNCTION_MIN ? Op::min : Op::max, operands, count);
   } else if (function == TSLP_FUNCTION_PWL) {
@@ -199,6 +201,7 @@ void Expression::read(TokenView run) {
   arguments_.clear();
   stack_.clear();
   markers_.clear();
+  kinks_ = false;
   static constexpr Op kOperator[] = {Op::constant, Op::neg, Op::pow, Op::mul, Op::div, Op::add, Op::sub};
   for (int64_t k = 0; k < run.size; ++k) {
     switch (run.type[k]) {
@@ -284,8 +287,8 @@ bool Expression::monomial(int k, double& factor, int& c1, int& c2) const {
   return true;
 }
 
-void Expression::split(double factor, Parts& parts) {
-  open_.assign(1, {root_, factor});
+void Expression::split(int from, double factor, Parts& parts) {
+  open_.assign(1, {from, factor});
   while (!open_.empty()) {
     const auto [k, weight] = open_.back();
     open_.pop_back();

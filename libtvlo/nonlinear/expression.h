@@ -73,6 +73,27 @@ class Expression {
   const ExpressionNode& node(int k) const { return nodes_[k]; }
   int argument(int k) const { return arguments_[k]; }
   int root() const { return root_; }
+  bool hasKinks() const { return kinks_; }  // whether abs, max, min or pwl stood in the formula
+  int add(const ExpressionNode& node) { return push(node); }
+
+  // The operands of a node.
+  template <class F>
+  void forOperands(const ExpressionNode& node, F visit) const {
+    switch (node.op) {
+      case Op::constant:
+      case Op::column:
+        return;
+      case Op::user:
+        for (int k = 0; k < node.b; ++k) visit(arguments_[node.a + k]);
+        return;
+      case Op::pwl:
+        visit(node.a);
+        return;
+      default:
+        visit(node.a);
+        if (node.b >= 0) visit(node.b);
+    }
+  }
 
   struct Parts {
     double constant = 0;
@@ -98,7 +119,7 @@ class Expression {
       elements.clear();
     }
   };
-  void split(double factor, Parts& parts);  // factor * the formula; adds to what is there
+  void split(int from, double factor, Parts& parts);  // factor * that node; adds to what is there
 
  private:
   int constant(double value) { return push({Op::constant, -1, -1, value}); }
@@ -122,6 +143,7 @@ class Expression {
   std::vector<size_t> markers_;
   std::vector<Parts::Element> open_;
   int root_ = -1;
+  bool kinks_ = false;
 };
 
 }  // namespace tvlo

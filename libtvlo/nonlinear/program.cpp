@@ -8,8 +8,11 @@
 
 namespace tvlo {
 
-ModelProgram::ModelProgram(const Model& model)
-    : objectiveElements_(tables_, sites_, shared_, columnOf_), rowElements_(tables_, sites_, shared_, columnOf_) {
+ModelProgram::ModelProgram(const Model& model, Kinks kinks)
+    : objectiveElements_(tables_, sites_, shared_, columnOf_),
+      rowElements_(tables_, sites_, shared_, columnOf_),
+      kinkElements_(tables_, sites_, shared_, columnOf_),
+      kinks_(kinks) {
   shared_.functions = model.formulas().functions;
   sense = model.sense();
   findTransfer(model);
@@ -18,10 +21,10 @@ ModelProgram::ModelProgram(const Model& model)
   readObjective(model);
   readRows(model);
   readFormulas(model);
-  objectiveElements_.prepare();
-  rowElements_.prepare();
-  objectiveElements_.setBounds(columnLower, columnUpper);
-  rowElements_.setBounds(columnLower, columnUpper);
+  for (Elements* const elements : {&objectiveElements_, &rowElements_, &kinkElements_}) {
+    elements->prepare();
+    elements->setBounds(columnLower, columnUpper);
+  }
   buildJacobian();
   buildHessian();
   linearRows = rowElements_.empty() && rowQuadratics_.empty();
@@ -75,14 +78,10 @@ void ModelProgram::number(const Model& model) {
 }
 
 void ModelProgram::takeBounds(const Model& model) {
-  columnLower.clear();
-  columnUpper.clear();
   for (const int j : modelColumns_) {
     columnLower.push_back(model.lower()[j]);
     columnUpper.push_back(model.upper()[j]);
   }
-  rowLower.clear();
-  rowUpper.clear();
   for (const int i : modelRows_) {
     const Bounds bounds = model.rowBounds(i);
     rowLower.push_back(bounds.lower);
@@ -90,11 +89,11 @@ void ModelProgram::takeBounds(const Model& model) {
   }
 }
 
-void ModelProgram::addLinear(int target, int modelColumn, double value) {
+void ModelProgram::addLinear(int target, int column, double value) {
   if (target == kObjective) {
-    cost_[columnOf_[modelColumn]] += value;
+    cost_[columnOf_[column]] += value;
   } else {
-    linear_.push_back({target, columnOf_[modelColumn], value});
+    linear_.push_back({target, columnOf_[column], value});
   }
 }
 
@@ -136,28 +135,79 @@ void ModelProgram::readQuadratic(const QuadraticForm& form, double scale, double
 }
 
 void ModelProgram::readFormulas(const Model& model) {
-  const Formulas& formulas = model.formulas();
-  Expression expression(tables_);
-  Expression::Parts parts;
-  for (const Formulas::Coefficient& coef : formulas.coefficients()) {
-    if (!Formulas::isLive(coef)) continue;
-    const bool transfer = coef.row == transfer_.row;
-    if (!transfer && rowOf_[coef.row] < 0) continue;
-    const int target = transfer ? kObjective : rowOf_[coef.row];
-    expression.read(formulas.tokens(coef));
-    if (coef.column != kConstantColumn) expression.multiplyByColumn(coef.column);
-    parts.clear();
-    expression.split(transfer ? -transferDual() * coef.factor : coef.factor, parts);
-    (transfer ? constant_ : rowConstant_[target]) += parts.constant;
-    for (const auto& [column, value] : parts.linear) addLinear(target, column, value);
-    auto& quadratics = transfer ? objectiveQuadratics_ : rowQuadratics_;
-    for (const auto& [c1, c2, value] : parts.quadratic) {
-      quadratics.push_back({std::max(target, 0), columnOf_[c1], columnOf_[c2], value});
-    }
-    for (const auto& [node, weight] : parts.elements) {
-      (transfer ? objectiveElements_ : rowElements_).add(expression, node, weight, std::max(target, 0));
-    }
+  for (const Formulas::Coefficient& coef : model.formulas().coefficients()) {
+    if (Formulas::isLive(coef)) readFormula(model, coef);
   }
+}
+
+void ModelProgram::readFormula(const Model& model, const Formulas::Coefficient& coef) {
+  const bool transfer = coef.row == transfer_.row;
+  if (!transfer && rowOf_[coef.row] < 0) return;
+  const int target = transfer ? kObjective : rowOf_[coef.row];
+  const double factor = transfer ? -transferDual() * coef.factor : coef.factor;
+  expression_.read(model.formulas().tokens(coef));
+  if (coef.column != kConstantColumn) expression_.multiplyByColumn(coef.column);
+  const int place = kinks_ == Kinks::lifted ? kinkPlace(target, factor) : 0;
+  const int root = finder_.lift(expression_, place, static_cast<int>(columnOf_.size()), epigraphs_);
+  for (const Epigraph& epigraph : epigraphs_) addEpigraph(epigraph);
+  addParts(root, factor, target);
+}
+
+// Whether a target asks factor * something to be small there: 1; large: -1; neither alone: 0.
+int ModelProgram::kinkPlace(int target, double factor) const {
+  const int sign = (factor > 0) - (factor < 0);
+  if (target == kObjective) return sense * sign;
+  const bool fromBelow = rowLower[target] > -TVLO_INFINITY;
+  const bool fromAbove = rowUpper[target] < TVLO_INFINITY;
+  return (static_cast<int>(fromAbove) - static_cast<int>(fromBelow)) * sign;
+}
+
+void ModelProgram::addParts(int node, double factor, int target) {
+  const bool objective = target == kObjective;
+  const int row = std::max(target, 0);
+  parts_.clear();
+  expression_.split(node, factor, parts_);
+  (objective ? constant_ : rowConstant_[row]) += parts_.constant;
+  for (const auto& [column, value] : parts_.linear) addLinear(target, column, value);
+  auto& quadratics = objective ? objectiveQuadratics_ : rowQuadratics_;
+  for (const auto& [c1, c2, value] : parts_.quadratic) {
+    quadratics.push_back({row, columnOf_[c1], columnOf_[c2], value});
+  }
+  for (const auto& [element, weight] : parts_.elements) {
+    (objective ? objectiveElements_ : rowElements_).add(expression_, element, weight, row);
+  }
+}
+
+// A column t with a bound from the constant pieces and a row t - piece for each other one.
+void ModelProgram::addEpigraph(const Epigraph& epigraph) {
+  const bool atLeast = epigraph.side > 0;
+  kinkElements_.add(expression_, epigraph.node, 1, columns());
+  columnOf_.push_back(columns());
+  cost_.push_back(0);
+  columnLower.push_back(-TVLO_INFINITY);
+  columnUpper.push_back(TVLO_INFINITY);
+  for (const EpigraphPiece& piece : epigraph.pieces) {
+    if (piece.node < 0) {
+      if (atLeast) columnLower.back() = std::max(columnLower.back(), piece.offset);
+      if (!atLeast) columnUpper.back() = std::min(columnUpper.back(), piece.offset);
+      continue;
+    }
+    const int row = rows();
+    rowLower.push_back(atLeast ? 0 : -TVLO_INFINITY);
+    rowUpper.push_back(atLeast ? TVLO_INFINITY : 0);
+    rowConstant_.push_back(-piece.offset);
+    addLinear(row, epigraph.column, 1);
+    addParts(piece.node, -piece.scale, row);
+  }
+}
+
+bool ModelProgram::complete(std::vector<double>& x) {
+  if (kinkElements_.empty()) return true;
+  std::vector<double> values(columns());
+  if (!kinkElements_.addValues(x.data(), values.data())) return false;
+  std::copy(values.begin() + static_cast<ptrdiff_t>(modelColumns_.size()), values.end(),
+            x.begin() + static_cast<ptrdiff_t>(modelColumns_.size()));
+  return true;
 }
 
 namespace {

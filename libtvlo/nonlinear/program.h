@@ -3,6 +3,7 @@
 // - free rows, which constrain nothing;
 // - the transfer row and column of the objective: where an equality row with that status defines a free column that
 //   stands nowhere else but in the linear objective, the objective takes the row's content in that column's place.
+// After them come the columns and rows that stand for kinks (epigraph.h), of which the model knows nothing.
 // Binary and integer columns count as continuous here; whoever builds a program decides whether that will do.
 //
 // It holds what it needs of the model but the formulas' user functions, which it shares.
@@ -13,12 +14,15 @@
 #include "core/model.h"
 #include "engines/nlp.h"
 #include "nonlinear/elements.h"
+#include "nonlinear/epigraph.h"
 
 namespace tvlo {
 
+enum class Kinks { lifted, kept };
+
 class ModelProgram final : public NlpProgram {
  public:
-  explicit ModelProgram(const Model& model);  // throws Error
+  explicit ModelProgram(const Model& model, Kinks kinks = Kinks::lifted);  // throws Error
   ModelProgram(const ModelProgram&) = delete;
   ModelProgram& operator=(const ModelProgram&) = delete;
 
@@ -29,10 +33,14 @@ class ModelProgram final : public NlpProgram {
   bool hessianValues(const double* x, bool fresh, double objectiveFactor, const double* multipliers,
                      double* values) override;
 
-  const std::vector<int>& modelColumns() const { return modelColumns_; }  // of each column: that of the model
+  // Of each column and row that the model knows of: the model's own.
+  const std::vector<int>& modelColumns() const { return modelColumns_; }
   const std::vector<int>& modelRows() const { return modelRows_; }
-  const std::vector<int>& columnOf() const { return columnOf_; }  // of each column of the model; -1: taken out
-  const std::vector<int>& rowOf() const { return rowOf_; }
+  // Of each column of the model: the one here, -1 when it is taken out; then those that stand for kinks.
+  const std::vector<int>& columnOf() const { return columnOf_; }
+
+  // Sets the columns that stand for kinks to the kinks' values at a point; false when they have none.
+  bool complete(std::vector<double>& x);
 
   // The column that the objective took the place of, and its row; -1: none.
   int transferColumn() const { return transfer_.column; }
@@ -44,7 +52,6 @@ class ModelProgram final : public NlpProgram {
   std::vector<int> nonlinearRows() const;                                 // ascending
   bool isLinear() const { return hessian.row.empty() && isQuadratic(); }  // what has kinks has no second derivatives
   size_t operations() const { return objectiveElements_.operations() + rowElements_.operations(); }
-  void takeBounds(const Model& model);  // those of columns and rows once more, after a change
 
  private:
   struct Quadratic {  // value * c1 * c2 in a row; in the objective: row 0
@@ -58,14 +65,19 @@ class ModelProgram final : public NlpProgram {
     bool any() const { return column >= 0; }
   };
 
+  void takeBounds(const Model& model);
   void findTransfer(const Model& model);
   bool transferable(const Model& model, int row, int column) const;
   void number(const Model& model);
   void readObjective(const Model& model);
   void readRows(const Model& model);
   void readFormulas(const Model& model);
+  void readFormula(const Model& model, const Formulas::Coefficient& coef);
+  int kinkPlace(int target, double factor) const;
+  void addParts(int node, double factor, int target);
+  void addEpigraph(const Epigraph& epigraph);
   void readQuadratic(const QuadraticForm& form, double scale, double diagonal, double mixed, int target);
-  void addLinear(int target, int modelColumn, double value);
+  void addLinear(int target, int column, double value);
   void buildJacobian();
   void buildHessian();
   int jacobianPlace(int row, int column) const;
@@ -76,8 +88,8 @@ class ModelProgram final : public NlpProgram {
   Transfer transfer_;
   std::vector<PwlTable> tables_;
   UserSites sites_;
-  Formulas shared_;  // the user functions
-  Elements objectiveElements_, rowElements_;
+  Formulas shared_;                                          // the user functions
+  Elements objectiveElements_, rowElements_, kinkElements_;  // the last ones: values of columns that stand for kinks
 
   double constant_ = 0;
   std::vector<double> cost_, rowConstant_;
@@ -89,6 +101,13 @@ class ModelProgram final : public NlpProgram {
   std::vector<Quadratic> objectiveQuadratics_, rowQuadratics_;
   std::vector<int> jacobianStart_;
   std::vector<double> jacobianBase_;  // the linear part
+
+  Kinks kinks_;
+  // Scratch of reading.
+  Expression expression_{tables_};
+  Expression::Parts parts_;
+  EpigraphFinder finder_{tables_};
+  std::vector<Epigraph> epigraphs_;
 };
 
 }  // namespace tvlo

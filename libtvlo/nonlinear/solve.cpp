@@ -11,6 +11,7 @@
 #include "nonlinear/answer.h"
 #include "nonlinear/component.h"
 #include "nonlinear/proof.h"
+#include "nonlinear/ray.h"
 #include "nonlinear/slp.h"
 #include "route/route.h"
 
@@ -22,8 +23,10 @@ using Clock = std::chrono::steady_clock;
 
 // Relative, of stationarity and of complementary slackness.
 constexpr double kOptimal = 1e-5;
-// An objective that grows without bound must at least come to this.
+// An objective that grows without bound must at least come to this where the engine says that it does.
 constexpr double kUnbounded = 1e8;
+// What lies so many times farther out than the start, or the origin, may be no optimum but a way to infinity.
+constexpr double kFar = 1e6;
 
 class NonlinearSolver {
  public:
@@ -99,7 +102,7 @@ class NonlinearSolver {
     std::mt19937 random(static_cast<uint32_t>(problem_.controls.getInt(control::randomseed) + attempt));
     const auto& variables = model_.formulas().variables;
     std::vector<double> x(program_->columns());
-    for (size_t j = 0; j < x.size(); ++j) {
+    for (size_t j = 0; j < program_->modelColumns().size(); ++j) {
       const auto known = variables.find(program_->modelColumns()[j]);
       if (known != variables.end() && known->second.initial) x[j] = *known->second.initial;
       if (attempt == 1) x[j] += 1;
@@ -132,11 +135,13 @@ class NonlinearSolver {
     }
   }
 
-  bool hasValue(const std::vector<double>& x) {
+  // Sets the columns that stand for kinks, too.
+  bool hasValue(std::vector<double>& x) {
     double value;
     std::vector<double> space(std::max({x.size(), program_->jacobian.size(), program_->rowLower.size()}));
-    return program_->objective(x.data(), true, value) && program_->constraints(x.data(), false, space.data()) &&
-           program_->gradient(x.data(), false, space.data()) && program_->jacobianValues(x.data(), false, space.data());
+    return program_->complete(x) && program_->objective(x.data(), true, value) &&
+           program_->constraints(x.data(), false, space.data()) && program_->gradient(x.data(), false, space.data()) &&
+           program_->jacobianValues(x.data(), false, space.data());
   }
 
   void tryInTurn(bool warm) {
@@ -154,6 +159,7 @@ class NonlinearSolver {
         start.x = startOf(attempt);
       }
       NlpResult result = ask(start, attempt);
+      start_ = std::move(start.x);
       if (attempt == 0 && result.status == NlpStatus::optimal && result.iterations == 0 && !convex_) {
         leaveStationaryStart(result);
       }
@@ -205,16 +211,48 @@ class NonlinearSolver {
   // A start that is stationary may be a saddle or a maximum, which no solver leaves by itself.
   void leaveStationaryStart(NlpResult& result) {
     std::mt19937 random(1);
-    NlpPoint start;
-    start.x = result.point.x;
-    for (double& x : start.x) {
-      x += std::uniform_real_distribution<double>(-1, 1)(random) * 1e-2 * std::max(1.0, std::abs(x));
+    std::vector<double> step(result.point.x.size());
+    for (double& s : step) s = std::uniform_real_distribution<double>(-1, 1)(random) * 1e-2;
+    for (const int sign : {1, -1}) {
+      NlpPoint start;
+      start.x = result.point.x;
+      for (size_t j = 0; j < step.size(); ++j) start.x[j] += sign * step[j] * std::max(1.0, std::abs(start.x[j]));
+      moveInside(start.x);
+      program_->complete(start.x);
+      NlpResult other = ask(start, 0);
+      const double gain = model_.sense() * (result.objective - other.objective);
+      const bool optimal = other.status == NlpStatus::optimal;
+      const bool better =
+          optimal ? gain > 1e-9 * std::abs(result.objective) : isFinite(other) && leadsAway(start.x, other.point.x);
+      if (better || other.stop > 0 || other.stop == -1) {
+        result = std::move(other);
+        start_ = std::move(start.x);
+        return;
+      }
     }
-    moveInside(start.x);
-    NlpResult other = ask(start, 0);
-    const bool better = other.status == NlpStatus::optimal &&
-                        model_.sense() * (result.objective - other.objective) > 1e-9 * std::abs(result.objective);
-    if (better || other.stop != 0) result = std::move(other);
+  }
+
+  bool isFinite(const NlpResult& result) const {
+    const std::vector<double>& x = result.point.x;
+    return x.size() == static_cast<size_t>(program_->columns()) &&
+           std::all_of(x.begin(), x.end(), [](double v) { return std::isfinite(v); });
+  }
+
+  // Not with users' functions, which needn't be able to take points far off.
+  bool leadsAway(const std::vector<double>& from, const std::vector<double>& to) {
+    const Stop stop = solution().stop;
+    if (stop == Stop::interrupt || stop == Stop::user || model_.formulas().functions.size() > 0) return false;
+    return fallsForever(model_, *program_, from, to);
+  }
+
+  // Farther from the start than an optimum of a well-scaled problem would be.
+  bool isFar(const std::vector<double>& x) const {
+    double start = 1, farthest = 0;
+    for (size_t j = 0; j < x.size(); ++j) {
+      start = std::max(start, std::abs(start_[j]));
+      farthest = std::max(farthest, std::abs(x[j]));
+    }
+    return farthest > kFar * start;
   }
 
   NlpResult ask(const NlpPoint& start, int attempt) {
@@ -241,9 +279,7 @@ class NonlinearSolver {
 
   // Takes over what a solve left. Whether there is nothing more to ask.
   bool settle(const NlpResult& result, int& infeasible) {
-    const bool sized = result.point.x.size() == static_cast<size_t>(program_->columns());
-    const bool finite =
-        sized && std::all_of(result.point.x.begin(), result.point.x.end(), [](double v) { return std::isfinite(v); });
+    const bool finite = isFinite(result);
     if (result.stop != 0) {
       solution().stop = result.stop == -1   ? Stop::timeLimit
                         : result.stop == -2 ? Stop::iterationLimit
@@ -256,10 +292,18 @@ class NonlinearSolver {
       check = checkAnswer(model_, *program_, whole, result.point);
     }
     const bool feasible = check.primal <= controls_.getDouble(slpcontrol::nlp_feastol);
+    const bool claimed = result.status == NlpStatus::optimal || result.status == NlpStatus::acceptable;
+    const bool optimal = claimed && feasible && check.dual <= kOptimal && check.complementarity <= kOptimal;
+    const bool suspect = optimal ? !convex_ && isFar(result.point.x) : feasible;
+    if (suspect && leadsAway(start_, result.point.x)) {
+      solution().stop = Stop::none;
+      keep(NonlinearStatus::unbounded, std::move(whole), check);
+      return true;
+    }
     switch (result.status) {
       case NlpStatus::optimal:
       case NlpStatus::acceptable:
-        if (!feasible || check.dual > kOptimal || check.complementarity > kOptimal) {
+        if (!optimal) {
           problem_.say(format("The answer fails its check: violation %.1e, dual %.1e, complementarity %.1e",
                               check.primal, check.dual, check.complementarity),
                        MessageType::warning);
@@ -319,7 +363,8 @@ class NonlinearSolver {
   const ControlValues& controls_;
   const NlpOpener& open_;
   bool relaxation_ = false;
-  bool convex_ = false;  // proven
+  bool convex_ = false;        // proven
+  std::vector<double> start_;  // of the last result
   std::optional<ModelProgram> program_;
   PointValues old_;
   const Clock::time_point begin_ = Clock::now();

@@ -56,8 +56,13 @@ bool constraints(int, double* x, bool fresh, int, double* values, void* data) {
 
 bool jacobian(int, double* x, bool fresh, int, int, int* row, int* column, double* values, void* data) {
   return evaluate(data, [&](Solve& solve) {
-    if (values != nullptr) return solve.program.jacobianValues(x, fresh, values);
     const SparsePattern& pattern = solve.program.jacobian;
+    const bool empty = pattern.size() == 0;
+    if (values != nullptr) {
+      if (empty) *values = 0;
+      return empty || solve.program.jacobianValues(x, fresh, values);
+    }
+    if (empty) *row = *column = 0;
     std::copy(pattern.row.begin(), pattern.row.end(), row);
     std::copy(pattern.column.begin(), pattern.column.end(), column);
     return true;
@@ -118,10 +123,12 @@ IpoptProblem createProblem(Solve& solve) {
   lower.resize(solve.columns(), -TVLO_INFINITY);
   upper.resize(solve.columns(), TVLO_INFINITY);
   const size_t hessianEntries = program.hessian.size() + solve.padding;
+  // Ipopt takes no rows without any derivative: their first one is then a zero.
+  const size_t jacobianEntries = std::max<size_t>(program.jacobian.size(), program.rows() > 0);
   const IpoptProblem problem =
       CreateIpoptProblem(solve.columns(), lower.data(), upper.data(), program.rows(), program.rowLower.data(),
-                         program.rowUpper.data(), static_cast<int>(program.jacobian.size()),
-                         static_cast<int>(hessianEntries), 0, objective, constraints, gradient, jacobian, hessian);
+                         program.rowUpper.data(), static_cast<int>(jacobianEntries), static_cast<int>(hessianEntries),
+                         0, objective, constraints, gradient, jacobian, hessian);
   if (problem != nullptr) SetIntermediateCallback(problem, iterated);
   return problem;
 }

@@ -97,6 +97,47 @@ class DerivativesTest : public Nonlinear {
           << what;
     }
   }
+
+  // A program without its kinks is the same one where its further columns have the kinks' values, and rows, which have
+  // upper bounds only, never gain by other values that those columns may take. Answers how many of them there are.
+  int expectLifted(const std::vector<double>& x, const std::string& what) {
+    ModelProgram program(model());
+    const NonlinearActivities plain(model(), x);
+    const int n = static_cast<int>(x.size()), rows = static_cast<int>(plain.value.size());
+    std::vector<double> whole = x;
+    whole.resize(program.columns());
+    EXPECT_TRUE(program.complete(whole)) << what;
+    const Jet here = at(program, whole);
+    EXPECT_TRUE(here.sound) << what;
+    std::vector<int> side(program.columns());
+    std::vector<double> room(program.columns());  // to the nearest piece
+    for (int j = n; j < program.columns(); ++j) {
+      side[j] = program.columnLower[j] > -1e20 ? 1 : program.columnUpper[j] < 1e20 ? -1 : 0;
+      room[j] =
+          side[j] == 0 ? INFINITY : side[j] * (whole[j] - (side[j] > 0 ? program.columnLower : program.columnUpper)[j]);
+    }
+    std::vector<int> own(program.rows());  // the last column of a row: that of the kink that it stands for
+    for (size_t k = 0; k < program.jacobian.size(); ++k) own[program.jacobian.row[k]] = program.jacobian.column[k];
+    for (int i = rows; i < program.rows(); ++i) {
+      side[own[i]] = program.rowLower[i] == 0 ? 1 : -1;
+      room[own[i]] = std::min(room[own[i]], side[own[i]] * here.rows[i]);
+    }
+    for (int i = 0; i < rows; ++i) {
+      EXPECT_NEAR(here.rows[i], plain.value[i], 1e-11 * std::max(1.0, std::abs(here.rows[i]))) << what;
+    }
+    for (int j = n; j < program.columns(); ++j) {
+      EXPECT_NEAR(room[j], 0, 1e-11 * std::max(1.0, std::abs(whole[j]))) << what;
+      std::vector<double> moved = whole;
+      moved[j] += side[j] * 0.3;
+      const Jet there = at(program, moved);
+      for (int i = 0; i < program.rows() && there.sound; ++i) {
+        if (i >= rows && own[i] == j) continue;
+        const double loss = program.rowLower[i] == 0 ? here.rows[i] - there.rows[i] : there.rows[i] - here.rows[i];
+        EXPECT_GE(loss, -1e-12 * std::max(1.0, std::abs(here.rows[i]))) << what;
+      }
+    }
+    return program.columns() - n;
+  }
 };
 
 TEST_F(DerivativesTest, OfEveryOperation) {
@@ -144,7 +185,7 @@ TEST_F(DerivativesTest, OfEveryOperation) {
   const int count = static_cast<int>(std::size(formulas));
   addLines(count, 3);
   for (int i = 0; i < count; ++i) ASSERT_EQ(add(i, i % 3 - 1, 1.5 - i % 4, formulas[i]), 0) << slpError();
-  ModelProgram program(model());
+  ModelProgram program(model(), Kinks::kept);
   for (const std::vector<double>& x : {std::vector<double>{0.4, 1.3, 0.7}, {0.83, 0.2, 0.6}}) {
     expectValues(program, x, "operations");
     expectDerivatives(program, x, "operations");
@@ -153,7 +194,7 @@ TEST_F(DerivativesTest, OfEveryOperation) {
   const std::vector<double> negative{-0.6, 1.1, 0.4};
   model().formulas() = Formulas();
   ASSERT_EQ(add(0, -1, 1, "x0 3 ** x0 -2 ** + x0 7 ** * x0 2 ** +"), 0);
-  ModelProgram whole(model());
+  ModelProgram whole(model(), Kinks::kept);
   expectValues(whole, negative, "whole powers");
   expectDerivatives(whole, negative, "whole powers");
 }
@@ -193,6 +234,7 @@ class RandomRuns {
 TEST_F(DerivativesTest, OfRandomFormulas) {
   RandomRuns random(20261123);
   int checked = 0;
+  int lifted = 0;
   for (int round = 0; round < 40; ++round) {
     const int columns = 2 + random.pick(5);
     ASSERT_EQ(TVLOloadlp(prob_, "", 0, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
@@ -208,7 +250,7 @@ TEST_F(DerivativesTest, OfRandomFormulas) {
         ASSERT_EQ(add(random.pick(4), random.pick(2) ? -1 : random.pick(columns), random.real(), text), 0) << text;
       }
     }
-    ModelProgram program(model());
+    ModelProgram program(model(), Kinks::kept);
     std::vector<double> x(columns);
     for (double& v : x) v = random.real();
     const Jet here = at(program, x);
@@ -217,9 +259,11 @@ TEST_F(DerivativesTest, OfRandomFormulas) {
       continue;
     expectValues(program, x, all);
     expectDerivatives(program, x, all);
+    lifted += expectLifted(x, all);
     ++checked;
   }
   EXPECT_GT(checked, 15);
+  EXPECT_GT(lifted, 100);
 }
 
 TEST_F(DerivativesTest, AreOneSidedAtKinks) {
@@ -228,7 +272,7 @@ TEST_F(DerivativesTest, AreOneSidedAtKinks) {
   for (int i = 0; i < 4; ++i) ASSERT_EQ(add(i, -1, 1, formulas[i]), 0) << slpError();
   // A jump: the segment that starts at a breakpoint counts there.
   ASSERT_EQ(add(4, -1, 1, "( 5 2 1 0 7 0 0 -1 x0 pwl"), 0) << slpError();
-  ModelProgram program(model());
+  ModelProgram program(model(), Kinks::kept);
   const Jet here = at(program, {0, 0});
   EXPECT_EQ(here.rows, (std::vector<double>{0, 0, 0, 0, 1}));
   std::vector<double> dense(10);
@@ -247,7 +291,7 @@ TEST_F(DerivativesTest, AnswerFalseWhereThereIsNoValue) {
                                  "x0 0.3 **", "( -1 sqrt", "( 1 x0 1 + / neg exp"}) {
     model().formulas() = Formulas();
     ASSERT_EQ(add(0, -1, 1, text), 0);
-    ModelProgram program(model());
+    ModelProgram program(model(), Kinks::kept);
     double row;
     EXPECT_FALSE(program.constraints(std::vector<double>{-1, 0}.data(), true, &row)) << text;
   }
@@ -263,7 +307,7 @@ TEST_F(DerivativesTest, CostOfASumIsThatOfItsTerms) {
   }
   text += " x" + std::to_string(n) + " *";
   ASSERT_EQ(add(0, -1, 1, text), 0);
-  ModelProgram program(model());
+  ModelProgram program(model(), Kinks::kept);
   EXPECT_EQ(program.hessian.size(), 3U * n - 1);
   std::vector<double> x(n + 1, 0.5);
   x[7] = -0.3;
@@ -297,7 +341,7 @@ TEST_F(DerivativesTest, OfUserFunctions) {
     const std::string call = "( x0 x1 x2 0.5 * u" + std::to_string(id[i]);
     ASSERT_EQ(add(i, -1, 1, call + " 2 **"), 0) << slpError();
   }
-  ModelProgram program(model());
+  ModelProgram program(model(), Kinks::kept);
   const std::vector<double> x{0.3, 1.2, -0.7};
   double rows[2];
   ASSERT_TRUE(program.constraints(x.data(), true, rows));
@@ -335,7 +379,7 @@ TEST_F(DerivativesTest, OfAnObjectiveThroughItsTransferRow) {
   ASSERT_EQ(TSLPchgrowstatus(slp_, transfer, &status), 0);
   ASSERT_EQ(add(transfer, -1, 2, "( x0 sin x1 x2 * +"), 0);
   ASSERT_EQ(add(0, 1, 1, "( x0 exp"), 0);
-  ModelProgram program(model());
+  ModelProgram program(model(), Kinks::kept);
   EXPECT_EQ(program.columns(), 3);
   EXPECT_EQ(program.rows(), 1);
   EXPECT_EQ(program.transferColumn(), z);
@@ -345,7 +389,7 @@ TEST_F(DerivativesTest, OfAnObjectiveThroughItsTransferRow) {
   expectDerivatives(program, x, "objective");
   // A column that stands elsewhere, too, stays.
   ASSERT_EQ(TVLOchgcoef(prob_, 0, z, minusOne), 0);
-  ModelProgram whole(model());
+  ModelProgram whole(model(), Kinks::kept);
   EXPECT_EQ(whole.columns(), 4);
   EXPECT_EQ(whole.rows(), 2);
 }

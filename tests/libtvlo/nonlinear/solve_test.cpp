@@ -7,54 +7,8 @@
 namespace tvlo::test {
 namespace {
 
-class NonlinearSolve : public Nonlinear {
+class NonlinearSolve : public NonlinearSolving {
  protected:
-  // Rows of type and right-hand side without linear coefficients; columns with bounds and start.
-  void build(const std::string& types, const std::vector<double>& rhs, const std::vector<double>& lower,
-             const std::vector<double>& upper, const std::vector<double>& start) {
-    const auto n = static_cast<int>(lower.size());
-    ASSERT_EQ(TVLOaddcols64(prob_, n, 0, nullptr, nullptr, nullptr, nullptr, lower.data(), upper.data()), 0);
-    ASSERT_EQ(TVLOaddrows64(prob_, static_cast<int>(types.size()), 0, types.c_str(), rhs.data(), nullptr, nullptr,
-                            nullptr, nullptr),
-              0);
-    for (int j = 0; j < static_cast<int>(start.size()); ++j) setStart(j, start[j]);
-  }
-  void setStart(int column, double value) {
-    ASSERT_EQ(TSLPchgvar(slp_, column, nullptr, nullptr, nullptr, nullptr, nullptr, &value, nullptr, nullptr, nullptr,
-                         nullptr, nullptr),
-              0);
-  }
-  // The formula as the objective, by a transfer row and column at the end.
-  void minimise(const std::string& formula, int sense = 1) {
-    const int row = attribute(1001), column = attribute(1018), status = 2048;
-    const double zero = 0, one = 1, minus = -1, low = -1e20, high = 1e20;
-    const int64_t start = 0;
-    ASSERT_EQ(TVLOaddrows64(prob_, 1, 0, "E", &zero, nullptr, nullptr, nullptr, nullptr), 0);
-    ASSERT_EQ(TVLOaddcols64(prob_, 1, 1, &one, &start, &row, &minus, &low, &high), 0);
-    ASSERT_EQ(TSLPchgvar(slp_, column, &row, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                         nullptr, nullptr),
-              0);
-    ASSERT_EQ(TSLPchgrowstatus(slp_, row, &status), 0);
-    ASSERT_EQ(add(row, -1, 1, formula), 0) << slpError();
-    ASSERT_EQ(TVLOchgobjsense(prob_, sense), 0);
-  }
-  int solve(const char* flags = "") {
-    EXPECT_EQ(TSLPnlpoptimize(slp_, flags), 0) << slpError();
-    const int rows = attribute(1001), columns = attribute(1018);
-    x_.assign(columns, NAN);
-    redcost_ = x_;
-    slack_.assign(rows, NAN);
-    dual_ = slack_;
-    if (slpAttribute(12044) != 4) {
-      EXPECT_EQ(TSLPgetslpsol(slp_, x_.data(), slack_.data(), dual_.data(), redcost_.data()), 0) << slpError();
-    }
-    return slpAttribute(12044);
-  }
-  double value(int id = 12179) {
-    double v = NAN;
-    EXPECT_EQ(TSLPgetdblattrib(slp_, id, &v), 0);
-    return v;
-  }
   // min x0 x3 (x0 + x1 + x2) + x2 with a product of at least 25 and a sum of squares of 40.
   void hs071(int sense = 1) {
     build("GE", {25, 40}, {1, 1, 1, 1}, {5, 5, 5, 5}, {1, 5, 5, 1});
@@ -62,8 +16,6 @@ class NonlinearSolve : public Nonlinear {
     ASSERT_EQ(add(1, -1, 1, "x0 2 ** x1 2 ** + x2 2 ** + x3 x3 * +"), 0);
     minimise(std::string("x0 x3 * x0 x1 + x2 + * x2 +") + (sense < 0 ? " neg" : ""), sense);
   }
-
-  std::vector<double> x_, slack_, dual_, redcost_;
 };
 
 TEST_F(NonlinearSolve, FindsAKnownOptimumWithItsDuals) {

@@ -88,11 +88,8 @@ def test_infeasible_and_unbounded_problems_are_told(xy):
     p.addConstraint(tv.sin(x) >= 2)
     p.solve()
     assert p.getProbStatusString() in ("nlp_locally_infeasible", "nlp_infeasible")
-    z = tv.var(lb=-tv.infinity)
-    q = tv.problem(z, 2 * z + tv.sin(z))
-    q.setOutputEnabled(False)
-    q.solve()
-    assert q.getProbStatusString() in ("nlp_unbounded", "nlp_unfinished")
+    assert statusOf(x, tv.max(x * 0 + 1, 2) <= 1) == "nlp_infeasible"
+    assert statusOf(x, tv.max(x * 0 + 1, 2) <= 3) == "nlp_globally_optimal"
 
 
 def test_flags_of_nonlinear_solves(xy):
@@ -251,3 +248,48 @@ def test_nonlinear_models_survive_files(xy, tmp_path):
     assert q.getObjVal() == near(p.getObjVal())
     q.write(str(again))
     assert again.read_text() == name.read_text()
+
+
+# ---- kinks ----
+def test_optima_at_kinks(xy):
+    p, x, y = xy
+    u = tv.var(lb=-10, ub=20)
+    parts = tv.pwl({(-10, 1): -u, (1, 3): u - 2, (3, 20): 3 * u - 8})
+    for model, point in [
+        ((x, y, tv.max(x, y) <= 1, tv.min(x, y) >= 0, -x - y), [1, 1]),
+        ((x, y, tv.abs(x) + tv.abs(y) <= 1, -x - 2 * y), [0, 1]),
+        ((u, u <= 8, parts), [1]),
+    ]:
+        p = tv.problem(*model)
+        p.setOutputEnabled(False)
+        p.solve()
+        assert p.getProbStatusString() == "nlp_globally_optimal"
+        assert p.getSolution()[: len(point)] == near(point)
+        assert (p.attributes.cols, p.attributes.rows) == (len(p.getVariable()), len(p.getConstraint()))
+    assert p.getObjVal() == near(-1) and p.getDual(0) == near(0)
+
+
+def statusOf(*model):
+    p = tv.problem(*model)
+    p.setOutputEnabled(False)
+    p.solve()
+    return p.getProbStatusString()
+
+
+def test_objectives_without_bound(xy):
+    z = tv.var()
+    for objective in (-z * z * z, -tv.exp(z), tv.abs(z - 5) - z**2, -tv.log(z + 1), -(z**4)):
+        assert statusOf(z, objective) == "nlp_unbounded"
+    z = tv.var(lb=-tv.infinity)
+    for objective in (z**3, 2 * z + tv.sin(z), tv.min(z, 5)):
+        assert statusOf(z, objective) == "nlp_unbounded"
+    y = tv.var()
+    assert statusOf(y, z, -tv.exp(z) - y, y >= z) == "nlp_unbounded"
+    # Not those that level off, that a row holds far out, or that have no value there.
+    w = tv.var()
+    for model in [(1 / (w + 1),), (tv.exp(-w),), (-(w**9), tv.sqrt(w) <= 100), (-tv.exp(w) - tv.log(400 - w),)]:
+        assert statusOf(w, *model) != "nlp_unbounded"
+    p, x, _ = xy
+    p.setObjective(-1e22 * tv.exp(x))  # large, but bounded
+    p.solve()
+    assert p.getProbStatus() == tv.nlp_solution and p.getSolution(x) == near(5)
