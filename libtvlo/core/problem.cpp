@@ -45,6 +45,10 @@ void Problem::say(std::string_view text, MessageType type) const {
   environmentMessages().send(self, text, type);
 }
 
+bool Problem::isHeard() const {
+  return controls.getInt(control::outputlog) != 0 && !(messages.empty() && environmentMessages().empty());
+}
+
 void Problem::rowsAdded(int n) noexcept {
   orForget(solution, [&] {
     fit(solution.lp, model.rows(), model.columns());

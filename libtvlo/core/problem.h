@@ -37,6 +37,7 @@ class Problem {
   // A line of the log, without its newline: to this problem's handlers, then to the environment's, unless
   // control `outputlog` is off.
   void say(std::string_view text, MessageType type = MessageType::information) const;
+  bool isHeard() const;  // whether a line of the log would reach anyone
 
   // Asks a running solve to stop; any thread. A request while nothing runs is forgotten at the next start.
   void interrupt(int reason) { interruptReason.store(reason ? reason : 9, std::memory_order_relaxed); }

@@ -9,6 +9,7 @@
 // It holds what it needs of the model but the formulas' user functions, which it shares.
 #pragma once
 
+#include <algorithm>
 #include <vector>
 
 #include "core/model.h"
@@ -108,6 +109,31 @@ class ModelProgram final : public NlpProgram {
   Expression::Parts parts_;
   EpigraphFinder finder_{tables_};
   std::vector<Epigraph> epigraphs_;
+};
+
+// The rows of a program alone: its points are the feasible ones.
+class WithoutObjective final : public NlpProgram {
+ public:
+  explicit WithoutObjective(NlpProgram& program) : NlpProgram(program), program_(program) { sense = 1; }
+  bool objective(const double*, bool, double& value) override {
+    value = 0;
+    return true;
+  }
+  bool gradient(const double*, bool, double* values) override {
+    std::fill_n(values, columns(), 0.0);
+    return true;
+  }
+  // What is fresh to these may not be to the program, which saw other calls.
+  bool constraints(const double* x, bool, double* values) override { return program_.constraints(x, true, values); }
+  bool jacobianValues(const double* x, bool, double* values) override {
+    return program_.jacobianValues(x, true, values);
+  }
+  bool hessianValues(const double* x, bool, double, const double* multipliers, double* values) override {
+    return program_.hessianValues(x, true, 0, multipliers, values);
+  }
+
+ private:
+  NlpProgram& program_;
 };
 
 }  // namespace tvlo

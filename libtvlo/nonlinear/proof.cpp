@@ -56,6 +56,7 @@ bool isConvex(ModelProgram& program) {
 bool linearPartInfeasible(const Problem& problem, double secondsLeft) {
   Problem linear;
   linear.controls.copyFrom(problem.controls);
+  linear.controls.setInt(control::outputlog, 0);  // handlers would take it for a handle
   if (secondsLeft < TVLO_INFINITY) linear.controls.setDouble(control::timelimit, std::max(secondsLeft, 0.0));
   Model& model = linear.model;
   model = problem.model;

@@ -1,5 +1,6 @@
 #include "nonlinear/ray.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "nonlinear/answer.h"
@@ -23,7 +24,11 @@ bool fallsForever(const Model& model, ModelProgram& program, const std::vector<d
   for (int k = 0; k <= kSteps; ++k, distance *= 10) {
     NlpPoint point;
     point.x.resize(through.size());
-    for (size_t j = 0; j < through.size(); ++j) point.x[j] = from[j] + distance * (through[j] - from[j]);
+    for (size_t j = 0; j < through.size(); ++j) {
+      double& x = point.x[j] = from[j] + distance * (through[j] - from[j]);
+      if (program.columnLower[j] > -TVLO_INFINITY) x = std::max(x, program.columnLower[j]);
+      if (program.columnUpper[j] < TVLO_INFINITY) x = std::min(x, program.columnUpper[j]);
+    }
     const PointValues whole = modelPoint(model, program, point);
     const double value = model.sense() * whole.objective;
     if (!(checkAnswer(model, program, whole, point).primal <= kFeasible)) return false;

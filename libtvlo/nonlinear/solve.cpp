@@ -9,6 +9,7 @@
 #include "core/error.h"
 #include "engines/loader.h"
 #include "nonlinear/answer.h"
+#include "nonlinear/by_optimizer.h"
 #include "nonlinear/component.h"
 #include "nonlinear/proof.h"
 #include "nonlinear/ray.h"
@@ -49,7 +50,9 @@ class NonlinearSolver {
     if (crossed()) {
       solution().status = NonlinearStatus::infeasible;
     } else {
-      tryInTurn(warm);
+      const bool lifted = program_->columns() > static_cast<int>(program_->modelColumns().size());
+      const bool simple = program_->isLinear() || (program_->quadratic && lifted);
+      if (!simple || controls_.getInt(slpcontrol::nlp_method) != 0 || !settledByOptimizer()) tryInTurn(warm);
     }
     finish();
   }
@@ -142,6 +145,19 @@ class NonlinearSolver {
     return program_->complete(x) && program_->objective(x.data(), true, value) &&
            program_->constraints(x.data(), false, space.data()) && program_->gradient(x.data(), false, space.data()) &&
            program_->jacobianValues(x.data(), false, space.data());
+  }
+
+  // Whether there is nothing more to ask after that.
+  bool settledByOptimizer() {
+    const NlpResult result = solveByOptimizer(problem_, *program_, secondsLeft());
+    solution().iterations += result.iterations;
+    if (result.status == NlpStatus::unbounded) {  // with a proof
+      solution().status = NonlinearStatus::unbounded;
+      return true;
+    }
+    start_.assign(program_->columns(), 0);
+    int infeasible = 0;
+    return settle(result, infeasible) || solution().stop != Stop::none;
   }
 
   void tryInTurn(bool warm) {
@@ -255,15 +271,16 @@ class NonlinearSolver {
     return farthest > kFar * start;
   }
 
-  NlpResult ask(const NlpPoint& start, int attempt) {
+  NlpResult ask(const NlpPoint& start, int attempt) { return ask(*program_, start, attempt); }
+
+  NlpResult ask(NlpProgram& program, const NlpPoint& start, int attempt) {
     NlpRequest request;
     request.warm = attempt < 0;
     request.secondsLeft = secondsLeft();
     ControlValues controls = controls_;
     if (attempt > 0) controls.setInt(slpcontrol::nlp_mustrategy, 1);
     request.controls = &controls;
-    const bool heard = !(problem_.messages.empty() && environmentMessages().empty());
-    if (problem_.controls.getInt(control::outputlog) != 0 && heard) {
+    if (problem_.isHeard()) {
       request.log = [this](std::string_view line) { problem_.say(line); };
     }
     request.iteration = [this](int, double, double) {
@@ -271,7 +288,7 @@ class NonlinearSolver {
     };
     NlpResult result;
     const char* const method = controls_.getInt(slpcontrol::nlp_method) == 1 ? "slp" : "ipopt";
-    open_(method)->solve(*program_, start, request, result);
+    open_(method)->solve(program, start, request, result);
     solution().iterations += result.iterations;
     solution().evaluation += result.evaluation;
     return result;
@@ -295,10 +312,9 @@ class NonlinearSolver {
     const bool claimed = result.status == NlpStatus::optimal || result.status == NlpStatus::acceptable;
     const bool optimal = claimed && feasible && check.dual <= kOptimal && check.complementarity <= kOptimal;
     const bool suspect = optimal ? !convex_ && isFar(result.point.x) : feasible;
-    if (suspect && leadsAway(start_, result.point.x)) {
-      solution().stop = Stop::none;
-      keep(NonlinearStatus::unbounded, std::move(whole), check);
-      return true;
+    const bool away = suspect && leadsAway(start_, result.point.x);
+    if (away || (result.status == NlpStatus::unbounded && model_.sense() * whole.objective < -kUnbounded)) {
+      return settleUnbounded(std::move(whole), check, infeasible);
     }
     switch (result.status) {
       case NlpStatus::optimal:
@@ -314,24 +330,44 @@ class NonlinearSolver {
         solution().warm = true;
         return true;
       case NlpStatus::infeasible:
-        ++infeasible;
-        keep(NonlinearStatus::locallyInfeasible, std::move(whole), check);
-        if (convex_ || linearPartInfeasible(problem_, secondsLeft())) {
-          solution().status = NonlinearStatus::infeasible;
-          return true;
-        }
-        return false;
-      case NlpStatus::unbounded:
-        if (whole.available && model_.sense() * whole.objective < -kUnbounded) {
-          keep(NonlinearStatus::unbounded, std::move(whole), check);
-          return true;
-        }
-        keep(NonlinearStatus::unfinished, std::move(whole), check);
-        return false;
+        return settleInfeasible(std::move(whole), check, infeasible);
       default:
         keep(NonlinearStatus::unfinished, std::move(whole), check);
         return result.status == NlpStatus::unfinished && solution().stop != Stop::none;
     }
+  }
+
+  bool settleInfeasible(PointValues whole, const AnswerCheck& check, int& infeasible) {
+    ++infeasible;
+    keep(NonlinearStatus::locallyInfeasible, std::move(whole), check);
+    if (!convex_ && !linearPartInfeasible(problem_, secondsLeft())) return false;
+    solution().status = NonlinearStatus::infeasible;
+    return true;
+  }
+
+  // Rows hold only relative to the size of a point far out: there must be a feasible one nearer by, too.
+  bool settleUnbounded(PointValues whole, const AnswerCheck& check, int& infeasible) {
+    NlpPoint near;
+    near.x = start_;
+    PointValues nearby = modelPoint(model_, *program_, near);
+    AnswerCheck nearCheck = checkAnswer(model_, *program_, nearby, near);
+    const double tolerance = controls_.getDouble(slpcontrol::nlp_feastol);
+    if (nearCheck.primal > tolerance) {
+      WithoutObjective rows(*program_);
+      NlpResult found = ask(rows, near, 0);
+      if (!isFinite(found)) found.point.x = start_;
+      near.x = found.point.x;
+      nearby = modelPoint(model_, *program_, near);
+      nearCheck = checkAnswer(model_, *program_, nearby, near);
+      if (found.status == NlpStatus::infeasible) return settleInfeasible(std::move(nearby), nearCheck, infeasible);
+    }
+    if (nearCheck.primal > tolerance) {
+      keep(NonlinearStatus::unfinished, std::move(nearby), nearCheck);
+      return false;
+    }
+    solution().stop = Stop::none;
+    keep(NonlinearStatus::unbounded, std::move(whole), check);
+    return true;
   }
 
   // Of several answers that are none the most feasible point stays.

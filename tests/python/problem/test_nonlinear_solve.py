@@ -285,6 +285,11 @@ def test_objectives_without_bound(xy):
         assert statusOf(z, objective) == "nlp_unbounded"
     y = tv.var()
     assert statusOf(y, z, -tv.exp(z) - y, y >= z) == "nlp_unbounded"
+    # Only where there is a feasible point.
+    x, _ = u = tv.var(lb=-tv.infinity), tv.var(ub=5)
+    assert statusOf(*u, tv.max(3 - 4 * x, 7 - 9 * x)) == "nlp_unbounded"
+    assert statusOf(*u, tv.max(3 - 4 * x, 7 - 9 * x), u[1] >= 6) == "nlp_infeasible"
+    assert statusOf(*u, x**3, x + tv.exp(u[1]) <= x - 1) in ("nlp_infeasible", "nlp_locally_infeasible")
     # Not those that level off, that a row holds far out, or that have no value there.
     w = tv.var()
     for model in [(1 / (w + 1),), (tv.exp(-w),), (-(w**9), tv.sqrt(w) <= 100), (-tv.exp(w) - tv.log(400 - w),)]:

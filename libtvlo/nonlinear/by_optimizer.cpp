@@ -1,0 +1,126 @@
+#include "nonlinear/by_optimizer.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "route/route.h"
+#include "route/solve.h"
+
+namespace tvlo {
+
+namespace {
+
+// An engine that listens to and speaks for another problem than the one that it solves.
+class Deputy final : public EngineSession {
+ public:
+  Deputy(const Problem& problem, std::unique_ptr<EngineSession> engine)
+      : problem_(problem), engine_(std::move(engine)) {}
+
+  void solve(const Model& model, const SolveRequest& request, Solution& result) override {
+    SolveRequest own = request;
+    own.interrupted = [this] { return problem_.interruptReason.load(std::memory_order_relaxed); };
+    if (problem_.isHeard()) {
+      own.log = [this](std::string_view line) { problem_.say(line); };
+    }
+    engine_->solve(model, own, result);
+  }
+
+ private:
+  const Problem& problem_;
+  std::unique_ptr<EngineSession> engine_;
+};
+
+char typeOf(double lower, double upper) {
+  if (lower <= -TVLO_INFINITY) return upper >= TVLO_INFINITY ? 'N' : 'L';
+  if (upper >= TVLO_INFINITY) return 'G';
+  return lower == upper ? 'E' : 'R';
+}
+
+// False where a function has no value at the origin.
+bool build(ModelProgram& program, Model& model) {
+  const int columns = program.columns(), rows = program.rows();
+  const std::vector<double> origin(columns, 0);
+  double constant = 0;
+  std::vector<double> cost(columns), activity(rows), value(program.jacobian.size()), curvature(program.hessian.size());
+  const std::vector<double> multipliers(rows, 0);
+  if (!program.objective(origin.data(), true, constant) || !program.gradient(origin.data(), false, cost.data()) ||
+      !program.constraints(origin.data(), false, activity.data()) ||
+      !program.jacobianValues(origin.data(), false, value.data()) ||
+      !program.hessianValues(origin.data(), false, 1, multipliers.data(), curvature.data())) {
+    return false;
+  }
+  ColumnBatch variables;
+  variables.count = columns;
+  variables.obj = cost.data();
+  variables.lb = program.columnLower.data();
+  variables.ub = program.columnUpper.data();
+  model.addColumns(variables);
+  const int none = -1;
+  const double minus = -constant;
+  model.setObjective(1, &none, &minus);
+  model.setQuadraticObjective(static_cast<int64_t>(curvature.size()), program.hessian.row.data(),
+                              program.hessian.column.data(), curvature.data());
+  model.setSense(program.sense);
+
+  std::vector<char> type(rows);
+  std::vector<double> rhs(rows), range(rows);
+  for (int i = 0; i < rows; ++i) {
+    type[i] = typeOf(program.rowLower[i], program.rowUpper[i]);
+    if (type[i] == 'R') range[i] = program.rowUpper[i] - program.rowLower[i];
+    if (type[i] != 'N') rhs[i] = (type[i] == 'G' ? program.rowLower[i] : program.rowUpper[i]) - activity[i];
+  }
+  const std::vector<int64_t> start(rows, 0);
+  RowBatch batch;
+  batch.count = rows;
+  batch.type = type.data();
+  batch.rhs = rhs.data();
+  batch.range = range.data();
+  batch.start = start.data();
+  model.addRows(batch);
+  model.setCoefficients(static_cast<int64_t>(value.size()), program.jacobian.row.data(), program.jacobian.column.data(),
+                        value.data());
+  return true;
+}
+
+NlpStatus statusOf(LpStatus status) {
+  switch (status) {
+    case LpStatus::optimal:
+      return NlpStatus::optimal;
+    case LpStatus::infeasible:
+      return NlpStatus::infeasible;
+    case LpStatus::unbounded:
+      return NlpStatus::unbounded;
+    default:
+      return NlpStatus::failed;
+  }
+}
+
+}  // namespace
+
+NlpResult solveByOptimizer(const Problem& problem, ModelProgram& program, double secondsLeft) {
+  NlpResult result;
+  result.reason = "no answer of the optimizer";
+  Problem linear;
+  linear.controls.copyFrom(problem.controls);
+  linear.controls.setInt(control::outputlog, 0);  // handlers would take it for a handle; the engine's lines go on
+  if (secondsLeft < TVLO_INFINITY) linear.controls.setDouble(control::timelimit, std::max(secondsLeft, 0.0));
+  if (!build(program, linear.model)) return result;
+  solveWith(linear, "", false,
+            [&](const std::string& engine) { return std::make_unique<Deputy>(problem, openForRoute(engine)); });
+
+  Solution& solution = linear.solution;
+  result.status = statusOf(solution.lpStatus);
+  result.iterations = static_cast<int>(solution.simplexIterations + solution.barrierIterations);
+  result.stop = solution.stop == Stop::timeLimit        ? -1
+                : solution.stop == Stop::iterationLimit ? -2
+                                                        : static_cast<int>(solution.stop);
+  if (result.stop != 0) result.status = NlpStatus::unfinished;
+  if (!solution.lp.available) return result;
+  result.objective = solution.lp.objective;
+  result.point.x = std::move(solution.lp.x);
+  result.point.dual = std::move(solution.lp.dual);
+  result.point.redcost = std::move(solution.lp.redcost);
+  return result;
+}
+
+}  // namespace tvlo
