@@ -13,6 +13,11 @@ PLAIN = [operator.add, operator.sub, operator.mul]
 RELATIONS = [operator.le, operator.ge, operator.eq]
 
 
+# Before 1.25, NumPy hides what == and != raise behind this warning and leaves the answer to the other operand.
+HIDES = tuple(map(int, np.__version__.split(".")[:2])) < (1, 25)
+pytestmark = pytest.mark.filterwarnings("ignore:elementwise comparison failed:DeprecationWarning")
+
+
 def described(obj):
     if isinstance(obj, tv.constraint):
         return obj.lb, obj.ub, str(obj.body)
@@ -48,6 +53,8 @@ def test_other_scalars_are_refused(number, x, y):
     for obj in objects(x, y):
         for op in [*PLAIN, operator.truediv, operator.pow, *RELATIONS, operator.ne]:
             for a, b in ((obj, number(3)), (number(3), obj)):
+                if HIDES and op is operator.eq and b is obj:
+                    continue  # the other operand is then asked about an array
                 with pytest.raises(tv.ModelError):
                     op(a, b)
 

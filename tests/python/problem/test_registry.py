@@ -274,8 +274,10 @@ def test_collections_in_the_middle_of_calls(agrees):
         lambda: p.getVariable([0, 1]),
         lambda: p.copy(),
     ]
-    gc.collect()
+    before = gc.get_threshold()
     for i in range(200):
+        gc.collect()  # what is left shan't be collected while the stored model is read
+        agrees(p)
         Finalized()
         gc.set_threshold(1, 1, 1)
         try:
@@ -283,8 +285,9 @@ def test_collections_in_the_middle_of_calls(agrees):
         except tv.ModelError:
             pass
         finally:
-            gc.set_threshold(700, 10, 10)
-        agrees(p)
+            gc.set_threshold(*before)
+    gc.collect()
+    agrees(p)
 
 
 # ---- columns and rows as they are sent ----
