@@ -201,10 +201,18 @@ bool eachArgument(PyObject* args, Fn&& member) {
   return eachMember(PyTuple_GET_SIZE(args) == 1 ? PyTuple_GET_ITEM(args, 0) : args, member);
 }
 
+// A list as the first member would else be its own total; arrays add up element by element.
 template <class Accumulator>
 PyObject* aggregate(PyObject* args) {
   Accumulator total;
-  return eachArgument(args, [&](PyObject* member) { return total.add(member); }) ? total.result() : nullptr;
+  bool any = false;
+  const auto add = [&](PyObject* member) {
+    if (!any && PySequence_Check(member) && !PyArray_Check(member))
+      return modelError("Invalid object in Sum or Prod operators") != nullptr;
+    any = true;
+    return total.add(member);
+  };
+  return eachArgument(args, add) ? total.result() : nullptr;
 }
 
 }  // namespace

@@ -62,6 +62,8 @@ def test_refused_operands(x):
         (None, "Invalid object in Sum or Prod operators"),
         ("text", "Invalid object in Sum or Prod operators"),
         (2j, "Invalid object in Sum or Prod operators"),
+        ([[x, x]], "Invalid object in Sum or Prod operators"),
+        (["text"], "Invalid object in Sum or Prod operators"),
         ([object()], "Invalid object being copied"),
         ([x, x + 1, np.uint8(3)], "Invalid object in operation"),
         ([x, x + 1, object()], "Invalid object in operation"),
