@@ -50,7 +50,7 @@ struct EngineTable {
   EngineSession* (*open)();  // null: the engine solves no linear problems
   NlpSession* (*openNlp)();  // null: it solves no nonlinear programs
 };
-inline constexpr int kEngineAbi = 2;
+inline constexpr int kEngineAbi = 3;
 
 }  // namespace tvlo
 

@@ -79,6 +79,7 @@ struct NlpResult {
   NlpPoint point;
   double objective = 0;
   int iterations = 0;
+  bool bent = false;        // the last step had to bend the Lagrangian, which was not convex along the rows
   int stop = 0;             // what `iteration` answered; -1 the time limit, -2 the iteration limit
   double evaluation = 0;    // seconds spent in the program's functions
   double seconds = 0;       // seconds in all

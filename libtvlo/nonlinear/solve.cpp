@@ -13,6 +13,7 @@
 #include "nonlinear/component.h"
 #include "nonlinear/proof.h"
 #include "nonlinear/ray.h"
+#include "nonlinear/second_order.h"
 #include "nonlinear/slp.h"
 #include "route/route.h"
 
@@ -176,9 +177,7 @@ class NonlinearSolver {
       }
       NlpResult result = ask(start, attempt);
       start_ = std::move(start.x);
-      if (attempt == 0 && result.status == NlpStatus::optimal && result.iterations == 0 && !convex_) {
-        leaveStationaryStart(result);
-      }
+      if (result.status == NlpStatus::optimal && !convex_ && mayDescend(result)) leaveStationary(result);
       const bool settled = settle(result, infeasible);
       if (settled && solution().status == NonlinearStatus::locallyOptimal) {
         takeBetter(best);
@@ -224,8 +223,20 @@ class NonlinearSolver {
     now.stop = stop;
   }
 
-  // A start that is stationary may be a saddle or a maximum, which no solver leaves by itself.
-  void leaveStationaryStart(NlpResult& result) {
+  // Whether a stationary point may be a saddle or an extremum of the wrong kind, which no solver leaves by itself:
+  // where the solve never moved, or had to bend what is not convex to the end.
+  bool mayDescend(const NlpResult& result) {
+    if (!isFinite(result)) return false;
+    const std::vector<double>& x = result.point.x;
+    const bool stayed = std::equal(x.begin(), x.end(), start_.begin(), start_.end(), [](double a, double b) {
+      return std::abs(a - b) <= 1e-8 * std::max(1.0, std::abs(b));
+    });
+    if (!stayed && !result.bent) return false;
+    const SecondOrder found = secondOrder(*program_, result.point);
+    return found == SecondOrder::descends || (found == SecondOrder::degenerate && stayed);
+  }
+
+  void leaveStationary(NlpResult& result) {
     std::mt19937 random(1);
     std::vector<double> step(result.point.x.size());
     for (double& s : step) s = std::uniform_real_distribution<double>(-1, 1)(random) * 1e-2;
@@ -237,9 +248,7 @@ class NonlinearSolver {
       program_->complete(start.x);
       NlpResult other = ask(start, 0);
       const double gain = model_.sense() * (result.objective - other.objective);
-      const bool optimal = other.status == NlpStatus::optimal;
-      const bool better =
-          optimal ? gain > 1e-9 * std::abs(result.objective) : isFinite(other) && leadsAway(start.x, other.point.x);
+      const bool better = gain > 1e-9 * std::abs(result.objective) && isFeasible(other);
       if (better || other.stop > 0 || other.stop == -1) {
         result = std::move(other);
         start_ = std::move(start.x);
@@ -252,6 +261,13 @@ class NonlinearSolver {
     const std::vector<double>& x = result.point.x;
     return x.size() == static_cast<size_t>(program_->columns()) &&
            std::all_of(x.begin(), x.end(), [](double v) { return std::isfinite(v); });
+  }
+
+  bool isFeasible(const NlpResult& result) {
+    if (!isFinite(result)) return false;
+    const PointValues whole = modelPoint(model_, *program_, result.point);
+    const AnswerCheck check = checkAnswer(model_, *program_, whole, result.point);
+    return check.primal <= controls_.getDouble(slpcontrol::nlp_feastol);
   }
 
   // Not with users' functions, which needn't be able to take points far off.
@@ -309,26 +325,28 @@ class NonlinearSolver {
       check = checkAnswer(model_, *program_, whole, result.point);
     }
     const bool feasible = check.primal <= controls_.getDouble(slpcontrol::nlp_feastol);
-    const bool claimed = result.status == NlpStatus::optimal || result.status == NlpStatus::acceptable;
+    // An engine that failed may have done so at an optimum that its own tolerances miss.
+    const bool claimed = result.status == NlpStatus::optimal || result.status == NlpStatus::acceptable ||
+                         result.status == NlpStatus::failed;
     const bool optimal = claimed && feasible && check.dual <= kOptimal && check.complementarity <= kOptimal;
     const bool suspect = optimal ? !convex_ && isFar(result.point.x) : feasible;
     const bool away = suspect && leadsAway(start_, result.point.x);
     if (away || (result.status == NlpStatus::unbounded && model_.sense() * whole.objective < -kUnbounded)) {
       return settleUnbounded(std::move(whole), check, infeasible);
     }
+    if (optimal) {
+      keep(convex_ ? NonlinearStatus::globallyOptimal : NonlinearStatus::locallyOptimal, std::move(whole), check);
+      solution().warm = true;
+      return true;
+    }
     switch (result.status) {
       case NlpStatus::optimal:
       case NlpStatus::acceptable:
-        if (!optimal) {
-          problem_.say(format("The answer fails its check: violation %.1e, dual %.1e, complementarity %.1e",
-                              check.primal, check.dual, check.complementarity),
-                       MessageType::warning);
-          keep(NonlinearStatus::unfinished, std::move(whole), check);
-          return false;
-        }
-        keep(convex_ ? NonlinearStatus::globallyOptimal : NonlinearStatus::locallyOptimal, std::move(whole), check);
-        solution().warm = true;
-        return true;
+        problem_.say(format("The answer fails its check: violation %.1e, dual %.1e, complementarity %.1e", check.primal,
+                            check.dual, check.complementarity),
+                     MessageType::warning);
+        keep(NonlinearStatus::unfinished, std::move(whole), check);
+        return false;
       case NlpStatus::infeasible:
         return settleInfeasible(std::move(whole), check, infeasible);
       default:

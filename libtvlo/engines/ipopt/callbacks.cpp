@@ -98,13 +98,14 @@ void logIteration(const Solve& solve, int iteration, bool restoring, double valu
 }
 
 bool iterated(int mode, int iteration, double value, double infeasibility, double dualInfeasibility, double barrier,
-              double step, double, double dualLength, double primalLength, int, void* data) {
+              double step, double regularisation, double dualLength, double primalLength, int, void* data) {
   Solve& solve = solveOf(data);
   if (solve.failure) return false;
   iteration += solve.before;
   solve.iterations = iteration;
   solve.infeasibility = infeasibility;
   solve.dualInfeasibility = dualInfeasibility;
+  solve.bent = regularisation > 0;
   try {
     value *= solve.program.sense;
     if (solve.request.log) logIteration(solve, iteration, mode == 1, value, barrier, step, dualLength, primalLength);

@@ -276,6 +276,24 @@ def statusOf(*model):
     return p.getProbStatusString()
 
 
+def test_stationary_points_of_the_wrong_kind_are_left():
+    y, z = tv.var(lb=-5, ub=5), tv.var(lb=-5, ub=5)
+    p = tv.problem(y, z, tv.cos(y) + tv.cos(z))  # starts at the maximum
+    p.setOutputEnabled(False)
+    p.solve()
+    assert p.getObjVal() == near(-2)
+    for objective, most in [((y * y + z * z) ** 2, 2500), (tv.exp(y * y / 5) + z * z, math.exp(5) + 25)]:
+        p.setObjective(objective, sense=tv.minimize)
+        p.solve()
+        p.setObjective(objective, sense=tv.maximize)  # starts at the minimum, warm
+        p.solve()
+        assert (p.getProbStatusString(), p.getObjVal()) == ("nlp_solution", near(most))
+    p = tv.problem(y, z, tv.sin(y) * tv.sin(z), y + z == 0)  # a maximum along the row
+    p.setOutputEnabled(False)
+    p.solve()
+    assert p.getObjVal() == near(-1)
+
+
 def test_objectives_without_bound(xy):
     z = tv.var()
     for objective in (-z * z * z, -tv.exp(z), tv.abs(z - 5) - z**2, -tv.log(z + 1), -(z**4)):
