@@ -54,15 +54,20 @@ bool constraints(int, double* x, bool fresh, int, double* values, void* data) {
   return evaluate(data, [&](Solve& solve) { return solve.program.constraints(x, fresh, values); });
 }
 
+// Ipopt takes no rows without any derivative: their first one is then a zero.
+size_t jacobianEntries(const NlpProgram& program) {
+  return std::max<size_t>(program.jacobian.size(), program.rows() > 0);
+}
+
 bool jacobian(int, double* x, bool fresh, int, int, int* row, int* column, double* values, void* data) {
   return evaluate(data, [&](Solve& solve) {
     const SparsePattern& pattern = solve.program.jacobian;
-    const bool empty = pattern.size() == 0;
+    const bool zero = jacobianEntries(solve.program) > pattern.size();
     if (values != nullptr) {
-      if (empty) *values = 0;
-      return empty || solve.program.jacobianValues(x, fresh, values);
+      if (zero) *values = 0;
+      return zero || solve.program.jacobianValues(x, fresh, values);
     }
-    if (empty) *row = *column = 0;
+    if (zero) *row = *column = 0;
     std::copy(pattern.row.begin(), pattern.row.end(), row);
     std::copy(pattern.column.begin(), pattern.column.end(), column);
     return true;
@@ -124,12 +129,10 @@ IpoptProblem createProblem(Solve& solve) {
   lower.resize(solve.columns(), -TVLO_INFINITY);
   upper.resize(solve.columns(), TVLO_INFINITY);
   const size_t hessianEntries = program.hessian.size() + solve.padding;
-  // Ipopt takes no rows without any derivative: their first one is then a zero.
-  const size_t jacobianEntries = std::max<size_t>(program.jacobian.size(), program.rows() > 0);
   const IpoptProblem problem =
       CreateIpoptProblem(solve.columns(), lower.data(), upper.data(), program.rows(), program.rowLower.data(),
-                         program.rowUpper.data(), static_cast<int>(jacobianEntries), static_cast<int>(hessianEntries),
-                         0, objective, constraints, gradient, jacobian, hessian);
+                         program.rowUpper.data(), static_cast<int>(jacobianEntries(program)),
+                         static_cast<int>(hessianEntries), 0, objective, constraints, gradient, jacobian, hessian);
   if (problem != nullptr) SetIntermediateCallback(problem, iterated);
   return problem;
 }
