@@ -15,6 +15,7 @@
 #include "nonlinear/ray.h"
 #include "nonlinear/second_order.h"
 #include "nonlinear/slp.h"
+#include "nonlinear/start.h"
 #include "route/route.h"
 
 namespace tvlo {
@@ -100,54 +101,6 @@ class NonlinearSolver {
     return false;
   }
 
-  // Where to start in turn: as documented, then off that point, then anywhere near. Where the functions have no value
-  // there, the first of some other points where they have.
-  std::vector<double> startOf(int attempt) {
-    std::mt19937 random(static_cast<uint32_t>(problem_.controls.getInt(control::randomseed) + attempt));
-    const auto& variables = model_.formulas().variables;
-    std::vector<double> x(program_->columns());
-    for (size_t j = 0; j < program_->modelColumns().size(); ++j) {
-      const auto known = variables.find(program_->modelColumns()[j]);
-      if (known != variables.end() && known->second.initial) x[j] = *known->second.initial;
-      if (attempt == 1) x[j] += 1;
-      if (attempt > 1) x[j] += std::uniform_real_distribution<double>(-10, 10)(random);
-    }
-    moveInside(x);
-    if (hasValue(x)) return x;
-    std::vector<double> other(x.size());
-    for (const double value : {1.0, 0.5, 2.0, 0.1, -1.0, 10.0, -0.5}) {
-      std::fill(other.begin(), other.end(), value);
-      moveInside(other);
-      if (hasValue(other)) return other;
-    }
-    std::uniform_real_distribution<double> exponent(-2, 1.5);
-    for (int k = 0; k < 50; ++k) {
-      for (double& value : other) value = std::pow(10, exponent(random)) * (random() % 4 == 0 ? -1 : 1);
-      moveInside(other);
-      if (hasValue(other)) return other;
-    }
-    return x;
-  }
-
-  // Within the bounds, and off them by a little, where functions often have no derivative.
-  void moveInside(std::vector<double>& x) const {
-    for (size_t j = 0; j < x.size(); ++j) {
-      const double lower = program_->columnLower[j];
-      const double upper = program_->columnUpper[j];
-      const double room = lower < upper ? std::min(1e-2, (upper - lower) / 100) : 0;
-      x[j] = lower <= upper ? std::clamp(x[j], lower + room, upper - room) : lower;
-    }
-  }
-
-  // Sets the columns that stand for kinks, too.
-  bool hasValue(std::vector<double>& x) {
-    double value;
-    std::vector<double> space(std::max({x.size(), program_->jacobian.size(), program_->rowLower.size()}));
-    return program_->complete(x) && program_->objective(x.data(), true, value) &&
-           program_->constraints(x.data(), false, space.data()) && program_->gradient(x.data(), false, space.data()) &&
-           program_->jacobianValues(x.data(), false, space.data());
-  }
-
   // Whether there is nothing more to ask after that.
   bool settledByOptimizer() {
     const NlpResult result = solveByOptimizer(problem_, *program_, secondsLeft());
@@ -173,7 +126,7 @@ class NonlinearSolver {
       if (attempt < 0) {
         start = programPoint(*program_, old_);
       } else {
-        start.x = startOf(attempt);
+        start.x = startPoint(model_, *program_, problem_.controls.getInt(control::randomseed), attempt);
       }
       NlpResult result = ask(start, attempt);
       start_ = std::move(start.x);
@@ -244,7 +197,7 @@ class NonlinearSolver {
       NlpPoint start;
       start.x = result.point.x;
       for (size_t j = 0; j < step.size(); ++j) start.x[j] += sign * step[j] * std::max(1.0, std::abs(start.x[j]));
-      moveInside(start.x);
+      moveInside(*program_, start.x);
       program_->complete(start.x);
       NlpResult other = ask(start, 0);
       const double gain = model_.sense() * (result.objective - other.objective);
