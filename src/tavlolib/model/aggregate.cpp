@@ -8,6 +8,8 @@ namespace tavlo {
 
 namespace {
 
+PyObject* invalidObject() { return modelError("Invalid object in Sum or Prod operators"); }
+
 // Tells the kind of a member, trying first what the members so far were: sums are mostly uniform.
 class AdaptiveOrder {
  public:
@@ -56,7 +58,6 @@ PyObject* asExpression(Ref total, double empty) {
 class SumTotal {
  public:
   bool add(PyObject* member) {
-    if (member == Py_None) return true;
     Operand b;
     if (sum_) return classify(member, &b) && (takes(b) ? addTo(b) : addGeneral(member));
     if (!fast_) return addGeneral(member);
@@ -91,7 +92,6 @@ class SumTotal {
 class ProductTotal {
  public:
   bool add(PyObject* member) {
-    if (member == Py_None) return true;
     Operand b;
     if (!classify(member, &b)) return false;
     if (total_ && isListNode(total_.get(), kNodeProduct) && b.kind >= kConstant && b.kind <= kNonlinear &&
@@ -113,7 +113,6 @@ template <int32_t code, PyObject* (*general)(PyObject*, PyObject*)>
 class LogicalTotal {
  public:
   bool add(PyObject* member) {
-    if (member == Py_None) return true;
     const bool plain = total_ && getExprTypeQuiet(total_.get()) >= 0 && getExprTypeQuiet(member) >= 0;
     total_ = Ref::steal(plain ? nonlin_inplace_generic(code, total_.get(), member)
                               : general(total_ ? total_.get() : Py_None, member));
@@ -184,15 +183,16 @@ bool eachMember(PyObject* operand, Fn&& member) {
   if (!classify(operand, &a)) return false;
   if (a.kind != kInvalid && a.kind != kArray) return member(operand);
   if (PyUnicode_Check(operand) || PyBytes_Check(operand) || PyByteArray_Check(operand))
-    return modelError("Invalid object in Sum or Prod operators") != nullptr;
+    return invalidObject() != nullptr;
   if (a.kind == kArray) {
-    Ref fast = Ref::steal(PySequence_Fast(operand, "Invalid sequence of objects"));
+    Ref fast =
+        Ref::steal(PySequence_Size(operand) < 0 ? nullptr : PySequence_Fast(operand, "Invalid sequence of objects"));
     if (fast) return eachMember(fast.get(), member);
     if (PyErr_ExceptionMatches(PyExc_TypeError)) modelError("Invalid sequence of objects");
     return false;
   }
   if (Py_TYPE(operand)->tp_iter) return eachOfIterator(operand, member);
-  return modelError("Invalid object in Sum or Prod operators") != nullptr;
+  return invalidObject() != nullptr;
 }
 
 // The members of a call: its arguments, or what the one argument contains.
@@ -201,14 +201,14 @@ bool eachArgument(PyObject* args, Fn&& member) {
   return eachMember(PyTuple_GET_SIZE(args) == 1 ? PyTuple_GET_ITEM(args, 0) : args, member);
 }
 
-// A list as the first member would else be its own total; arrays add up element by element.
+// None is skipped. A list as the first member would else be its own total; arrays add up element by element.
 template <class Accumulator>
 PyObject* aggregate(PyObject* args) {
   Accumulator total;
   bool any = false;
   const auto add = [&](PyObject* member) {
-    if (!any && PySequence_Check(member) && !PyArray_Check(member))
-      return modelError("Invalid object in Sum or Prod operators") != nullptr;
+    if (member == Py_None) return true;
+    if (!any && isArrayLike(member) && !PyArray_Check(member)) return invalidObject() != nullptr;
     any = true;
     return total.add(member);
   };
@@ -218,6 +218,12 @@ PyObject* aggregate(PyObject* args) {
 }  // namespace
 
 PyObject* collectMembers(PyObject* args) {
+  PyObject* operand = PyTuple_GET_SIZE(args) == 1 ? PyTuple_GET_ITEM(args, 0) : args;
+  if (PyArray_Check(operand)) {
+    auto* array = reinterpret_cast<PyArrayObject*>(operand);
+    const int type = PyArray_TYPE(array);
+    if (type != NPY_DOUBLE && type != NPY_INT && type != NPY_BOOL && !holdsObjects(array)) return incorrectObjects();
+  }
   Ref list = Ref::steal(PyList_New(0));
   if (!list) return nullptr;
   const bool whole =

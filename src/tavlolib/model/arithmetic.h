@@ -42,6 +42,19 @@ PyObject* varlinterm_extractQuadratic(PyObject*, PyObject*);  // ([], [], [])
 // ---- arrays (arrays.cpp) ----
 // A modelling object as an array of no dimensions, of our element types.
 Ref wrapInArray(PyObject* o);
+// Counts how deeply operations on arrays of arrays are nested: an array may be an element of itself, and NumPy has no
+// limit.
+class Nested {
+ public:
+  Nested() { ++depth_; }
+  Nested(const Nested&) = delete;
+  Nested& operator=(const Nested&) = delete;
+  ~Nested() { --depth_; }
+  bool tooDeep() const;  // true, with RecursionError, beyond the limit
+
+ private:
+  static thread_local int depth_;
+};
 // a op b for an array or sequence b, with the operands exchanged where that is the same.
 PyObject* handBack(Op op, PyObject* a, PyObject* b);
 // a op b, and the comparisons <=, >= and ==, for a NumPy array a and a modelling object b, element by element.

@@ -48,6 +48,15 @@ PyObject* exchanged(Op op, PyObject* a, PyObject* b) {
 
 }  // namespace
 
+thread_local int Nested::depth_ = 0;
+
+bool Nested::tooDeep() const {
+  constexpr int kLimit = 100;
+  if (depth_ <= kLimit) return false;
+  PyErr_SetString(PyExc_RecursionError, "Arrays are nested too deeply");
+  return true;
+}
+
 Ref wrapInArray(PyObject* o) {
   PyArray_Descr* d = var_Check(o) ? tvl_py_env.npvar_descr : tvl_py_env.npexpr_descr;
   Py_INCREF(d);  // PyArray_Zeros takes it

@@ -39,19 +39,17 @@ constexpr char kBothRhsAndBounds[] = "Cannot create constraint by specifying bot
 
 // The body that an argument stands for: an array's first element, any other expression itself.
 Ref bodyOf(PyObject* given) {
-  if (!PyArray_Check(given)) {
-    if (getExprType(given) >= 0) return Ref::borrow(given);
-    PyErr_Clear();
-    modelError("Invalid expression passed as body of constraint");
-    return {};
+  Ref body = Ref::borrow(given);
+  if (PyArray_Check(given)) {
+    auto* array = reinterpret_cast<PyArrayObject*>(given);
+    body =
+        PyArray_SIZE(array) == 0 ? Ref() : Ref::steal(PyArray_GETITEM(array, static_cast<char*>(PyArray_DATA(array))));
+    if (!body && PyErr_Occurred()) return body;
   }
-  auto* array = reinterpret_cast<PyArrayObject*>(given);
-  if (PyArray_SIZE(array) == 0) {
-    modelError("Invalid expression passed as body of constraint");
-    return {};
-  }
-  Ref first = Ref::steal(PyArray_GETITEM(array, static_cast<char*>(PyArray_DATA(array))));
-  return first ? bodyOf(first.get()) : Ref();
+  if (body && getExprType(body.get()) >= 0) return body;
+  PyErr_Clear();
+  modelError("Invalid expression passed as body of constraint");
+  return {};
 }
 
 int copyFrom(constraint_s* self, PyObject* other) {

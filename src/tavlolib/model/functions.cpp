@@ -46,6 +46,8 @@ double fold(int32_t code, double v) {
 // A copy of the array with the function applied to each element. Integers become doubles, which can hold the results.
 PyObject* vector_compose_op(PyObject* module, PyObject* array, PyCFunction function) {
   if (!PyArray_CheckExact(array)) return modelError("Cannot iterate on sequence of arguments");
+  const Nested nested;
+  if (nested.tooDeep()) return nullptr;
   auto* in = reinterpret_cast<PyArrayObject*>(array);
   const bool whole = PyArray_ISINTEGER(in) || PyArray_ISBOOL(in);
   Ref copy = Ref::steal(whole ? PyArray_CastToType(in, PyArray_DescrFromType(NPY_DOUBLE), PyArray_ISFORTRAN(in))

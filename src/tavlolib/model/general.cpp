@@ -31,6 +31,12 @@ bool goesByDoubles(Op op, const Operand& x, const Operand& y) {
          (PyArray_IsScalar(x.o, Generic) || PyArray_IsScalar(y.o, Generic));
 }
 
+// What the interpreter makes of arrays and other sequences, whose elements may be such again.
+PyObject* fallBack(const General& g, PyObject* a, PyObject* b) {
+  const Nested nested;
+  return nested.tooDeep() ? nullptr : g.fallback(a, b);
+}
+
 PyObject* operate(const General& g, PyObject* a, PyObject* b) {
   if (a == Py_None && g.left != None::operates) return general_copy(g.left == None::copies ? 1 : -1, b);
   if (b == Py_None && g.right) return newRef(a);
@@ -41,7 +47,8 @@ PyObject* operate(const General& g, PyObject* a, PyObject* b) {
     return left && right ? g.fallback(left.get(), right.get()) : nullptr;
   }
   const int slot = dominant(x, y);
-  if (x.kind == kArray || y.kind == kArray || slot == kConstant) return g.fallback(a, b);
+  if (x.kind == kArray || y.kind == kArray) return fallBack(g, a, b);
+  if (slot == kConstant) return g.fallback(a, b);
   return g.in_place ? applyInPlace(g.op, slot, x, y) : apply(g.op, slot, x, y);
 }
 

@@ -1,5 +1,6 @@
 #include "model/name_blocks.h"
 
+#include <algorithm>
 #include <map>
 
 namespace tavlo {
@@ -27,11 +28,15 @@ void appendIndex(const NameDimension& dimension, uint64_t i, std::string* name) 
 
 }  // namespace
 
+size_t characters(const std::string& utf8) {
+  return static_cast<size_t>(std::count_if(utf8.begin(), utf8.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+}
+
 size_t NameBlock::longestName() const {
-  size_t length = prefix.size() + 1 + dimensions.size();
+  size_t length = characters(prefix) + 1 + dimensions.size();
   for (const NameDimension& d : dimensions) {
     size_t longest = d.texts.empty() ? std::to_string(d.count - 1).size() : 0;
-    for (const std::string& text : d.texts) longest = text.size() > longest ? text.size() : longest;
+    for (const std::string& text : d.texts) longest = std::max(longest, characters(text));
     length += longest;
   }
   return length;

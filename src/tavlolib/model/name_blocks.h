@@ -11,6 +11,8 @@
 
 namespace tavlo {
 
+size_t characters(const std::string& utf8);
+
 struct NameDimension {
   uint64_t count;
   std::vector<std::string> texts;  // one for each index; empty: the numbers 0 to count - 1
@@ -23,7 +25,7 @@ struct NameBlock {
   std::vector<NameDimension> dimensions;
   uint64_t users = 1;  // variables of the block that live, and whoever is making them
 
-  size_t longestName() const;  // bytes
+  size_t longestName() const;  // in characters
   std::string name(uint64_t index) const;
 };
 

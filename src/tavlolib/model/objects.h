@@ -63,9 +63,10 @@ int getExprTypeQuiet(PyObject* obj);  // the same without an exception
 // Whether obj is of the number class, and its value. Never raises: an int too large for a double is not a constant
 // here, and the arithmetic reports it with the interpreter's OverflowError.
 bool readConstant(PyObject* obj, double* value);
-bool isArrayLike(PyObject* obj);                      // a NumPy array, or anything that passes the sequence check
-bool holdsObjects(PyArrayObject* array);              // an array of objects, npvar or npexpr
-bool isSignedInteger(PyObject* obj, int64_t* value);  // Python int or signed NumPy integer; false, quietly, otherwise
+bool isArrayLike(PyObject* obj);          // a NumPy array, or anything that passes the sequence check
+bool holdsObjects(PyArrayObject* array);  // an array of objects, npvar or npexpr
+// Python int or signed NumPy integer; false, quietly, otherwise. An int beyond 64 bits is none, with the nearest value.
+bool isSignedInteger(PyObject* obj, int64_t* value);
 
 inline bool var_Check(PyObject* o);
 inline bool linterm_Check(PyObject* o);

@@ -149,7 +149,7 @@ bool isSignedInteger(PyObject* obj, int64_t* value) {
   if (PyLong_Check(obj)) {
     int overflow = 0;
     const long long v = PyLong_AsLongLongAndOverflow(obj, &overflow);
-    *value = v;
+    *value = overflow > 0 ? INT64_MAX : overflow < 0 ? INT64_MIN : v;
     return overflow == 0;
   }
   return readNumpyInteger(obj, value);

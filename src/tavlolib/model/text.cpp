@@ -80,33 +80,47 @@ PyObject* expressionText(PyObject* self) {
   return whole ? pieces.join() : nullptr;
 }
 
-Ref treeText(PyObject* o, int budget);
+// Where in a tree the text is being made: the nodes above, and how many levels may follow. A node that &= or the
+// caller's list made a part of itself is cut where it comes again: the levels of the budget would hold it 2**64 times.
+struct Place {
+  PyObject* node;
+  const Place* above;
+  int budget;
 
-Ref unaryText(const PrintTool& tool, PyObject* operand, int budget) {
+  bool below(const PyObject* o) const {
+    for (const Place* p = this; p; p = p->above)
+      if (p->node == o) return true;
+    return false;
+  }
+};
+
+Ref treeText(PyObject* o, const Place& at);
+
+Ref unaryText(const PrintTool& tool, PyObject* operand, const Place& at) {
   if (PyList_Check(operand) || PyTuple_Check(operand)) {
     modelError("Invalid unary nonlinear expression");
     return {};
   }
-  Ref text = treeText(operand, budget);
+  Ref text = treeText(operand, at);
   if (!text) return {};
   return Ref::steal(tool.position < 0 ? PyUnicode_FromFormat("%s (%U)", tool.symbol, text.get())
                                       : PyUnicode_FromFormat("(%U) %s", text.get(), tool.symbol));
 }
 
-Ref binaryText(const PrintTool& tool, PyObject* args, int budget) {
+Ref binaryText(const PrintTool& tool, PyObject* args, const Place& at) {
   if (!PyTuple_Check(args) || PyTuple_GET_SIZE(args) != 2) {
     modelError("Invalid binary nonlinear expression");
     return {};
   }
-  Ref a = treeText(PyTuple_GET_ITEM(args, 0), budget);
-  Ref b = a ? treeText(PyTuple_GET_ITEM(args, 1), budget) : Ref();
+  Ref a = treeText(PyTuple_GET_ITEM(args, 0), at);
+  Ref b = a ? treeText(PyTuple_GET_ITEM(args, 1), at) : Ref();
   if (!b) return {};
   if (tool.position < 0) return Ref::steal(PyUnicode_FromFormat("%s (%U, %U)", tool.symbol, a.get(), b.get()));
   if (tool.position == 0) return Ref::steal(PyUnicode_FromFormat("(%U %s %U)", a.get(), tool.symbol, b.get()));
   return Ref::steal(PyUnicode_FromFormat("(%U, %U) %s", a.get(), b.get(), tool.symbol));
 }
 
-Ref naryText(const PrintTool& tool, PyObject* args, int budget) {
+Ref naryText(const PrintTool& tool, PyObject* args, const Place& at) {
   Pieces pieces;
   const auto fixed = [](const char* format, const char* symbol) {
     return Ref::steal(PyUnicode_FromFormat(format, symbol));
@@ -114,17 +128,17 @@ Ref naryText(const PrintTool& tool, PyObject* args, int budget) {
   if (!pieces.add(tool.position < 0 ? fixed("%s (", tool.symbol) : fixed("(", ""))) return {};
   Ref between = tool.position == 0 ? fixed(" %s ", tool.symbol) : fixed(", ", "");
   for (Py_ssize_t i = 0; Ref item = operandAt(args, i); ++i)
-    if ((i > 0 && !pieces.add(Ref::borrow(between.get()))) || !pieces.add(treeText(item.get(), budget))) return {};
+    if ((i > 0 && !pieces.add(Ref::borrow(between.get()))) || !pieces.add(treeText(item.get(), at))) return {};
   return pieces.add(tool.position > 0 ? fixed(") %s", tool.symbol) : fixed(")", "")) ? Ref::steal(pieces.join())
                                                                                      : Ref();
 }
 
 // Numbers are never cut by the budget.
-Ref treeText(PyObject* o, int budget) {
+Ref treeText(PyObject* o, const Place& at) {
   Operand a;
   if (!classify(o, &a)) return {};
   if (a.kind == kConstant) return Ref::steal(PyObject_Str(o));
-  if (budget < 0) return Ref::steal(PyUnicode_FromString("[MAX RECURS LEV]"));
+  if (at.budget < 0 || at.below(o)) return Ref::steal(PyUnicode_FromString("[MAX RECURS LEV]"));
   if (a.isModelling() && a.kind != kNonlinear) return Ref::steal(modelling_str(o));
   if (a.kind != kNonlinear && PyCallable_Check(o)) return Ref::steal(PyUnicode_FromString("user"));
   const int32_t code = a.kind == kNonlinear ? asNode(o)->code : -1;
@@ -132,9 +146,12 @@ Ref treeText(PyObject* o, int budget) {
     modelError("Invalid object in nonlinear expression");
     return {};
   }
+  if (PyErr_CheckSignals() != 0) return {};  // shared subtrees can make the text long
   const PrintTool& tool = printToolArray[code];
   Ref args = Ref::borrow(asNode(o)->args);
-  return (tool.arity == 1 ? unaryText : tool.arity == 2 ? binaryText : naryText)(tool, args.get(), budget - 1);
+  return (tool.arity == 1   ? unaryText
+          : tool.arity == 2 ? binaryText
+                            : naryText)(tool, args.get(), {o, &at, at.budget - 1});
 }
 
 }  // namespace
@@ -158,7 +175,7 @@ PyObject* modelling_str(PyObject* self) {
     PyObject* name = reinterpret_cast<sos_s*>(self)->name;
     return name ? textOf(Ref::borrow(name)).release() : PyUnicode_FromString("?");
   }
-  if (nonlinear_Check(self) && asNode(self)->args) return treeText(self, kDepthBudget).release();
+  if (nonlinear_Check(self) && asNode(self)->args) return treeText(self, {nullptr, nullptr, kDepthBudget}).release();
   return PyUnicode_FromString("?");  // a node that was never filled
 }
 

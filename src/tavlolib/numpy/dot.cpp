@@ -28,14 +28,17 @@ size_t classOf(PyArrayObject* array) {
 
 PyArrayObject* asArray(PyObject* o) { return reinterpret_cast<PyArrayObject*>(o); }
 
-bool checkOutput(PyObject* out, PyArray_Descr* wanted, int nd, const npy_intp* shape) {
+bool checkOutputType(PyObject* out, PyArray_Descr* wanted) {
   const PyTypeObject* const type = PyArray_Check(out) ? PyArray_DESCR(asArray(out))->typeobj : nullptr;
   const bool objects = wanted == tvl_py_env.npexpr_descr;
   if (!type || (type != wanted->typeobj && !(objects && type == &tavlo_nonlinearType)))
     return modelError(
                "Output argument set with wrong type: must be float/int for products of floats/ints and "
                "expression/nonlin for products of variables/expressions/nonlinear") != nullptr;
-  if (PyArray_FailUnlessWriteable(asArray(out), "output array") < 0) return false;
+  return PyArray_FailUnlessWriteable(asArray(out), "output array") == 0;
+}
+
+bool checkOutputShape(PyObject* out, int nd, const npy_intp* shape) {
   if (PyArray_NDIM(asArray(out)) == nd && PyArray_CompareLists(PyArray_DIMS(asArray(out)), shape, nd)) return true;
   Ref has = Ref::steal(PyArray_IntTupleFromIntp(PyArray_NDIM(asArray(out)), PyArray_DIMS(asArray(out))));
   Ref needs = Ref::steal(PyArray_IntTupleFromIntp(nd, shape));
@@ -70,10 +73,11 @@ PyObject* multiplyArrays(PyArrayObject* left, size_t left_class, PyArrayObject* 
                   : Ref::borrow(reinterpret_cast<PyObject*>(tvl_py_env.npexpr_descr));
   if (!descr) return nullptr;
   auto* wanted = reinterpret_cast<PyArray_Descr*>(descr.get());
-  if (out != Py_None && !checkOutput(out, wanted, nd, shape)) return nullptr;
+  if (out != Py_None && !checkOutputType(out, wanted)) return nullptr;
   if (PyArray_DIM(left, PyArray_NDIM(left) - 1) !=
       PyArray_DIM(right, PyArray_NDIM(right) > 1 ? PyArray_NDIM(right) - 2 : 0))
     return modelError("Dot product must occur between NumPy vectors with matching sizes in the multiplying dimension");
+  if (out != Py_None && !checkOutputShape(out, nd, shape)) return nullptr;
   Ref a = native(left), b = native(right);
   if (!a || !b) return nullptr;
   Ref result = Ref::steal(PyArray_NewFromDescr(&PyArray_Type, reinterpret_cast<PyArray_Descr*>(descr.release()), nd,

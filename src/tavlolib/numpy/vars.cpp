@@ -32,7 +32,7 @@ struct Template {
 
 bool readIndexSet(PyObject* arg, int position, IndexSet* out, bool* isCount) {
   int64_t k;
-  if (isSignedInteger(arg, &k)) {
+  if (isSignedInteger(arg, &k) || PyLong_Check(arg)) {
     if (k <= 0) {
       modelError("Invalid index: integer argument to tavlo.vars() must be positive (it is equivalent to range(k))");
       return false;
@@ -180,7 +180,7 @@ bool readTemplate(PyObject* kwargs, Template* t) {
   }
   t->prefix = prefix ? prefix : "x";
   t->named = !prefix || *prefix;  // an empty prefix asks for the default names, which cost nothing
-  if (t->prefix.size() > kNameLimit) {
+  if (characters(t->prefix) > kNameLimit) {
     modelError("Variable names cannot exceed %d characters", static_cast<int>(kNameLimit));
     return false;
   }
@@ -192,45 +192,48 @@ bool readTemplate(PyObject* kwargs, Template* t) {
   return true;
 }
 
-uint64_t reserveIndices(uint64_t n) {
-  Locked lock(tvl_py_env.var_mutex);
-  const uint64_t first = tvl_py_env.next_var_index;
-  tvl_py_env.next_var_index += n;
-  return first;
+PyObject* noMemoryForAll() {
+  return modelError(
+      "No memory to create variables. Consider restricting one or more index sets/lists/ranges in the index argument "
+      "to tavlo.vars()");
 }
 
-PyObject* makeArray(const std::vector<IndexSet>& sets, Py_ssize_t total, Maker& maker) {
+// False, with an exception, when there are not as many indices left.
+bool reserveIndices(uint64_t n, uint64_t* first) {
+  Locked lock(tvl_py_env.var_mutex);
+  *first = tvl_py_env.next_var_index;
+  if (n > kVarIndexMask || *first > kVarIndexMask - n) return noMemoryForAll() != nullptr;
+  tvl_py_env.next_var_index += n;
+  return true;
+}
+
+// What is returned, before it is filled.
+Ref newArray(const std::vector<IndexSet>& sets) {
   std::vector<npy_intp> shape;
   for (const IndexSet& s : sets) shape.push_back(s.count);
-  if (shape.size() > kMaxDimensions) return modelError("Could not initialize result of tavlo.vars()");
+  if (shape.size() > kMaxDimensions) return {};
   Py_INCREF(tvl_py_env.npvar_descr);  // PyArray_Zeros takes it
-  Ref array = Ref::steal(PyArray_Zeros(static_cast<int>(shape.size()), shape.data(), tvl_py_env.npvar_descr, 0));
-  if (!array) {
-    PyErr_Clear();
-    return modelError("Could not initialize result of tavlo.vars()");
-  }
-  char* item = PyArray_BYTES(reinterpret_cast<PyArrayObject*>(array.get()));
-  for (Py_ssize_t i = 0; i < total; ++i, item += sizeof(PyObject*)) {
-    PyObject* v = maker.next();
-    if (!v) return nullptr;
-    replaceElement(item, v);
-  }
-  return array.release();
+  return Ref::steal(PyArray_Zeros(static_cast<int>(shape.size()), shape.data(), tvl_py_env.npvar_descr, 0));
 }
 
-PyObject* makeDict(const std::vector<IndexSet>& sets, Py_ssize_t total, Maker& maker) {
-  Ref dict = Ref::steal(PyDict_New());
-  if (!dict) {
-    PyErr_Clear();
-    return modelError("Could not initialize result of tavlo.vars()");
+bool fillArray(PyObject* array, Py_ssize_t total, Maker& maker) {
+  char* item = PyArray_BYTES(reinterpret_cast<PyArrayObject*>(array));
+  for (Py_ssize_t i = 0; i < total; ++i, item += sizeof(PyObject*)) {
+    PyObject* v = maker.next();
+    if (!v) return false;
+    replaceElement(item, v);
   }
+  return true;
+}
+
+bool fillDict(PyObject* dict, const std::vector<IndexSet>& sets, Py_ssize_t total, Maker& maker) {
   Product product(sets);
   for (Py_ssize_t i = 0; i < total; ++i, product.advance()) {
     Ref v = Ref::steal(maker.next());
     Ref key = Ref::steal(v ? product.key() : nullptr);
-    if (!key || PyDict_SetItem(dict.get(), key.get(), v.get()) < 0) return nullptr;
+    if (!key || PyDict_SetItem(dict, key.get(), v.get()) < 0) return false;
   }
-  return dict.release();
+  return true;
 }
 
 // The names, or nothing with an exception. The texts of the indices are taken at once: str() may fail or run anything.
@@ -259,17 +262,21 @@ PyObject* makeVariables(PyObject* args, const Template& t) {
     IndexSet& s = sets[static_cast<size_t>(i)];
     if (!readIndexSet(PyTuple_GET_ITEM(args, i), static_cast<int>(i) + 1, &s, &isCount)) return nullptr;
     allCounts = allCounts && isCount;
-    if (__builtin_mul_overflow(total, s.count, &total) || total > PY_SSIZE_T_MAX / 64)
-      return modelError(
-          "No memory to create variables. Consider restricting one or more index sets/lists/ranges in the index "
-          "argument to tavlo.vars()");
+    if (__builtin_mul_overflow(total, s.count, &total) || total > PY_SSIZE_T_MAX / 64) return noMemoryForAll();
   }
   NameBlock names{0, static_cast<uint64_t>(total), t.prefix, {}};
   if (t.named && !makeNames(sets, &names)) return nullptr;
-  names.first = reserveIndices(static_cast<uint64_t>(total));
+  // Before indices are taken: what can't be had uses up none.
+  Ref result = allCounts ? newArray(sets) : Ref::steal(PyDict_New());
+  if (!result) {
+    PyErr_Clear();
+    return modelError("Could not initialize result of tavlo.vars()");
+  }
+  if (!reserveIndices(static_cast<uint64_t>(total), &names.first)) return nullptr;
   const uint64_t first = names.first;
   Maker maker(t, first, t.named ? addNameBlock(std::move(names)) : nullptr);
-  return allCounts ? makeArray(sets, total, maker) : makeDict(sets, total, maker);
+  const bool whole = allCounts ? fillArray(result.get(), total, maker) : fillDict(result.get(), sets, total, maker);
+  return whole ? result.release() : nullptr;
 }
 
 }  // namespace

@@ -166,6 +166,15 @@ def test_subclasses_of_arrays_and_sequences_with_operators(x):
         x * Row()
 
 
+def test_an_array_within_itself(x):
+    array = np.empty(1, object)
+    array[0] = array
+    for use in (lambda: x + array, lambda: x - array, lambda: array / x, lambda: x & array, lambda: tv.sin(array)):
+        with pytest.raises(RecursionError):
+            use()
+    array[0] = None
+
+
 def test_scalars_and_arrays_leave_no_references(x, reference_growth):
     array, number = np.array([1.0, 2.0]), np.float32(3)
 

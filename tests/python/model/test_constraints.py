@@ -2,6 +2,7 @@
 
 import sys
 
+import numpy as np
 import pytest
 
 import tavlo as tv
@@ -113,6 +114,14 @@ def test_refused_construction(kwargs, text, x):
     with pytest.raises(tv.ModelError) as failure:
         tv.constraint(**kwargs)
     assert str(failure.value) == text
+
+
+def test_only_the_first_element_of_an_array_is_a_body(x):
+    assert tv.constraint(body=np.array([[x, 1]], object), lb=1).body is x
+    array = np.empty(1, object)
+    array[0] = array
+    with pytest.raises(tv.ModelError, match="Invalid expression passed as body of constraint"):
+        tv.constraint(body=array, lb=1)
 
 
 def test_attributes(x, y):

@@ -58,7 +58,13 @@ def test_members_stay_as_they_are(x, y, content):
 
 
 def test_refused_operands(x):
+    class Endless:
+        def __getitem__(self, i):
+            return x
+
     for operand, text in [
+        (Endless(), "Invalid sequence of objects"),
+        ([None, "text"], "Invalid object in Sum or Prod operators"),
         (None, "Invalid object in Sum or Prod operators"),
         ("text", "Invalid object in Sum or Prod operators"),
         (2j, "Invalid object in Sum or Prod operators"),

@@ -147,6 +147,8 @@ def test_output_array():
         tv.Dot(a, a.T, out=np.zeros((3, 3), np.float32))
     with pytest.raises(ValueError, match="shape"):
         tv.Dot(a, x, out=np.empty((2, 3), tv.npexpr))
+    with pytest.raises(tv.ModelError, match="matching sizes"):
+        tv.Dot(a, x[:3], out=np.empty((2, 3), tv.npexpr))
     out.flags.writeable = False
     with pytest.raises(ValueError, match="read-only"):
         tv.Dot(a, x, out=out)
@@ -167,6 +169,8 @@ def test_output_array():
         (lambda x: (np.ones(2, complex), x), "Dot product must be between long, double, and expressions/variables"),
         (lambda x: (np.ones((2, 3)), np.ones((4, 5))), "Dot product must occur between NumPy vectors with matching"),
         (lambda x: ("ab",), "Invalid object in Sum or Prod operators"),
+        (lambda x: (np.ones(2),), "Dot product should only be on NumPy arrays"),
+        (lambda x: (np.ones(2, int),), "Incorrect objects used in Sum, Dot, Prod, or aggregate functions"),
         (lambda x: (np.array(["a", 1], object), x), "Invalid object in operation: <a>"),
         (lambda x: (np.ones(2), np.empty(2, tv.npvar)), "Invalid object in operation: <None>"),
         (lambda x: (np.array([None, 1]), x), "Invalid object in operation: <None>"),

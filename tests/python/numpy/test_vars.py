@@ -61,6 +61,7 @@ def test_names_live_with_their_variables():
     [
         ((), {}, "must be invoked with"),
         ((0,), {}, "must be positive"),
+        ((-(10**30),), {}, "must be positive"),
         (([],), {}, "empty dimension"),
         ((["a", "b", "a"],), {}, "Duplicate item in argument 1"),
         ((2, [1, 1]), {}, "Duplicate item in argument 2"),
@@ -69,11 +70,26 @@ def test_names_live_with_their_variables():
         ((3,), {"name": "n" * 2500}, "cannot exceed 2499 characters"),
         ((["k" * 1300], ["l" * 1300]), {}, "cannot exceed 2499 characters"),
         ((10**9, 10**9, 10**9), {}, "No memory to create variables"),
+        ((10**30,), {}, "No memory to create variables"),
     ],
 )
 def test_errors(args, options, text):
     with pytest.raises(tv.ModelError, match=text):
         tv.vars(*args, **options)
+
+
+def test_too_many_variables_use_up_no_indices():
+    before = hash(tv.var())
+    for counts, text in (((2**56,), "Could not initialize"), (([1], 2**53), "No memory to create variables")):
+        with pytest.raises(tv.ModelError, match=text):
+            tv.vars(*counts)
+    assert hash(tv.var()) == before + 1
+
+
+def test_names_are_limited_in_characters():
+    assert len(tv.vars(["\u00e9" * 1200], name="\u4e2d" * 1297)[("\u00e9" * 1200,)].name) == 2499
+    with pytest.raises(tv.ModelError, match="cannot exceed 2499 characters"):
+        tv.vars(["\u00e9" * 1200], name="\u4e2d" * 1298)
 
 
 def test_indices_that_have_no_text():
