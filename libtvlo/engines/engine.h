@@ -21,6 +21,7 @@ enum class Method { automatic, primalSimplex, dualSimplex, barrier, barrierWitho
 struct SolveRequest {
   bool mip = false;              // tree search; false: the continuous relaxation
   bool cold = false;             // forget what the engine remembers of earlier solves
+  int again = 0;                 // how many tries with this engine just failed, or were not exact enough
   bool withoutPresolve = false;  // whatever control `presolve` says
   Method method = Method::automatic;
   double secondsLeft = TVLO_INFINITY;  // of the solve's time limit

@@ -67,6 +67,9 @@ struct NlpPoint {
 
 struct NlpRequest {
   bool warm = false;  // start is a primal-dual point near the solution
+  // Relative, of bounds and right-hand sides, which makes room where there is none inside them. Negative: as usual.
+  double relaxation = -1;
+  bool exactDuals = false;  // their errors count in full, however large the duals are
   double secondsLeft = TVLO_INFINITY;
   const ControlValues* controls = nullptr;    // those whose engine option begins with "ipopt:"
   std::function<void(std::string_view)> log;  // one line, without its newline; empty: no log wanted

@@ -8,6 +8,8 @@ namespace tvlo {
 
 namespace {
 
+constexpr double kMostRounding = 1e-5;  // relative to the objective's gradient
+constexpr double kRounding = 4 * std::numeric_limits<double>::epsilon();
 constexpr double kWhole = std::numeric_limits<double>::infinity();
 
 // A sum that keeps the rounding errors of its additions apart.
@@ -85,8 +87,8 @@ void checkPair(DualCheck& check, Sum& lost, double d, double value, Bounds bound
 bool sized(const Model& model, const std::vector<double>& x) { return x.size() == model.columnTypes().size(); }
 
 // The gradient of the objective minus the duals times those of the rows. `largest` is of each column the largest
-// coefficient that a function has there, where a quadratic one counts with the sum of its terms: terms that cancel
-// out must not hide what is left. Their rounding errors are in `rounding`.
+// derivative that a function has there, a quadratic one's as a whole: terms that cancel out must not hide what is
+// left. Their rounding errors are in `rounding`.
 struct Gradient {
   Gradient(const Model& model, const std::vector<double>& x, const std::vector<double>& dual)
       : value(model.objective()), largest(value.size()), rounding(value.size()), part_(value.size()) {
@@ -94,12 +96,19 @@ struct Gradient {
     addForm(model.quadraticObjective(), true, 1, x);
     for (size_t j = 0; j < value.size(); ++j) most = std::max(most, std::abs(value[j]));
     const SparseMatrix& matrix = model.byRows();
+    const auto linear = [&](int i, auto take) {
+      for (int64_t k = matrix.start[i]; k < matrix.start[i + 1]; ++k) take(matrix.index[k], -dual[i] * matrix.value[k]);
+    };
+    auto quadratic = model.quadraticRows().begin();  // ascending by row
     for (int i = 0; i < model.rows(); ++i) {
-      if (dual[i] == 0) continue;
-      for (int64_t k = matrix.start[i]; k < matrix.start[i + 1]; ++k) add(matrix.index[k], -dual[i] * matrix.value[k]);
-    }
-    for (const RowQuadratic& row : model.quadraticRows()) {
-      if (dual[row.row] != 0) addForm(row.form, false, -dual[row.row], x);
+      const bool curved = quadratic != model.quadraticRows().end() && quadratic->row == i;
+      if (dual[i] != 0 && !curved) linear(i, [&](int column, double part) { add(column, part); });
+      if (dual[i] != 0 && curved) {
+        linear(i, [&](int column, double part) { collect(column, part); });
+        addForm(quadratic->form, false, -dual[i], x);
+        linear(i, [&](int column, double) { flush(column); });
+      }
+      if (curved) ++quadratic;
     }
   }
 
@@ -109,22 +118,22 @@ struct Gradient {
  private:
   void add(int column, double part) {
     value[column] += part;
+    rounding[column] += kRounding * std::abs(part);
     largest[column] = std::max(largest[column], std::abs(part));
   }
+  void collect(int column, double term) {
+    part_[column] += term;
+    rounding[column] += kRounding * std::abs(term);
+  }
+  void flush(int column) {
+    if (part_[column] != 0) add(column, part_[column]);
+    part_[column] = 0;
+  }
   void addForm(const QuadraticForm& form, bool objective, double factor, const std::vector<double>& x) {
-    constexpr double kRounding = 4 * std::numeric_limits<double>::epsilon();
-    const auto collect = [&](int column, double term) {
-      part_[column] += term;
-      rounding[column] += kRounding * std::abs(term);
-    };
     forEachTerm(form, objective, [&](int i, int j, double c) {
       collect(i, factor * c * x[j] * (i == j ? 2 : 1));
       if (i != j) collect(j, factor * c * x[i]);
     });
-    const auto flush = [&](int column) {
-      if (part_[column] != 0) add(column, part_[column]);
-      part_[column] = 0;
-    };
     for (const QuadraticEntry& e : form.entries()) {
       flush(e.first);
       flush(e.second);
@@ -208,8 +217,10 @@ DualCheck checkDuals(const Model& model, const std::vector<double>& x, const Act
   }
   for (size_t j = 0; j < n; ++j) {
     const double off = std::abs(reduced.value[j] - redcost[j]);
-    const double residual = std::isnan(off) ? off : std::max(0.0, off - reduced.rounding[j]) / reduced.largest[j];
-    check.residual = std::isnan(residual) ? kWhole : std::max(check.residual, residual);
+    // Where rounding errors are large, be it of terms or of duals that cancel out, the point says nothing.
+    const bool vague = !(reduced.rounding[j] <= kMostRounding * reduced.most);
+    const double residual = std::max(0.0, off - reduced.rounding[j]) / reduced.largest[j];
+    check.residual = vague || std::isnan(off) ? kWhole : std::max(check.residual, residual);
     if (redcost[j] == 0) continue;
     checkPair(check, lost, sign * redcost[j], x[j], relaxedBounds(model, static_cast<int>(j)), 1, reduced.most,
               tolerance);

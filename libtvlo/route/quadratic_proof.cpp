@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <numeric>
 
 #include "route/check.h"
+#include "route/convexity.h"
 
 namespace tvlo {
 
@@ -108,6 +110,45 @@ Model recessionDirections(const Model& model) {
   }
   rows.moveTo(cone);
   return cone;
+}
+
+Model leastViolation(const Model& model) {
+  Model least = model;
+  const auto& entries = model.quadraticObjective().entries();
+  std::vector<int> first, second;
+  for (const QuadraticEntry& e : entries) {
+    first.push_back(e.first);
+    second.push_back(e.second);
+  }
+  least.setQuadraticObjective(static_cast<int64_t>(first.size()), first.data(), second.data(),
+                              std::vector<double>(first.size(), 0).data());
+  const int n = model.columns();
+  std::vector<int> columns(n + 1);
+  std::iota(columns.begin(), columns.end(), 0);
+  const double lower = -1, upper = TVLO_INFINITY;
+  ColumnBatch column;
+  column.count = 1;
+  column.lb = &lower;
+  column.ub = &upper;
+  least.addColumns(column);
+  std::vector<double> cost(n + 1, 0);
+  cost[n] = 1;
+  least.setObjective(n + 1, columns.data(), cost.data());
+  least.setSense(1);
+  std::vector<int> rows, last;
+  std::vector<double> by;
+  for (int i = 0; i < model.rows(); ++i) {
+    const char type = model.rowTypes()[i];
+    const QuadraticForm* const form = model.rowQuadratic(i);
+    const bool convex = form == nullptr || curvatureOf(*form) == (type == 'L' ? Curvature::convex : Curvature::concave);
+    if ((type != 'L' && type != 'G') || !convex) continue;
+    const double size = std::max(1.0, std::abs(model.rhs()[i]));
+    rows.push_back(i);
+    last.push_back(n);
+    by.push_back(type == 'L' ? -size : size);
+  }
+  least.setCoefficients(static_cast<int64_t>(rows.size()), rows.data(), last.data(), by.data());
+  return least;
 }
 
 }  // namespace tvlo

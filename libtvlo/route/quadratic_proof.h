@@ -13,4 +13,9 @@ Model linearRows(const Model& model);
 // [-1, 1]: a feasible problem is unbounded where one improves the objective.
 Model recessionDirections(const Model& model);
 
+// The rows and bounds with one more column, the last, which every inequality may be violated by, relative to its size;
+// to be minimised. Where that is positive at the optimum, `model` is infeasible. Equations, ranges and second-order
+// cones have to hold.
+Model leastViolation(const Model& model);
+
 }  // namespace tvlo

@@ -1,6 +1,7 @@
 #include "route/quadratic_session.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "route/check.h"
 #include "route/quadratic_program.h"
@@ -13,6 +14,16 @@ namespace {
 // takes long.
 constexpr double kDiverged = 1e20;
 constexpr int kStopDiverged = -100;  // no reason of an interrupt
+constexpr int kStopLong = -101;
+constexpr int kMostIterations = 1000;  // of a convex problem's some 20
+
+// Sets without an inside have no bounded duals; the more they are relaxed, the smaller are those that are found, and
+// the farther from the optimum are they.
+struct Try {
+  bool exact;
+  double relaxation;  // where rows are quadratic
+};
+constexpr Try kTries[] = {{false, 0}, {true, 1e-12}, {true, 1e-8}};
 
 LpStatus lpStatusOf(NlpStatus status) {
   switch (status) {
@@ -36,6 +47,7 @@ Stop stopOf(const NlpResult& result, const ControlValues& controls) {
     case -2:  // the solver has one of its own, too
       return result.iterations >= controls.getInt(control::bariterlimit) ? Stop::iterationLimit : Stop::none;
     case kStopDiverged:
+    case kStopLong:
       return Stop::none;
     default:
       return Stop::interrupt;
@@ -62,16 +74,19 @@ void QuadraticSession::solve(const Model& model, const SolveRequest& request, So
   NlpRequest nlp;
   nlp.warm = sized && !request.cold;
   nlp.secondsLeft = request.secondsLeft;
-  // A cold solve is the second try, after an answer that was not good enough.
+  const Try& how = kTries[std::min<size_t>(request.again, std::size(kTries) - 1)];
   ControlValues controls = *request.controls;
-  if (request.cold) {
+  if (how.exact) {
     constexpr double kLeast = 1e-12;  // of that control's range
     controls.setDouble(control::barriergaptol, std::max(kLeast, 0.01 * controls.getDouble(control::barriergaptol)));
   }
+  nlp.exactDuals = how.exact;
+  if (!program.quadratic) nlp.relaxation = how.relaxation;
   nlp.controls = &controls;
   nlp.log = request.log;
-  nlp.iteration = [&](int, double objective, double) {
-    if (model.sense() * objective < -kDiverged) return kStopDiverged;
+  nlp.iteration = [&](int iteration, double objective, double) {
+    if (iteration > kMostIterations) return kStopLong;
+    if (!(std::abs(objective) < kDiverged)) return kStopDiverged;
     return request.interrupted ? request.interrupted() : 0;
   };
   NlpPoint start;

@@ -54,7 +54,22 @@ constexpr Row kRoutes[] = {
     {Class::quadratic, {"ipopt", Method::barrier, true, false}},
     {Class::quadraticRows, {"ipopt", Method::barrier, false, false}},
     {Class::quadraticRows, {"ipopt", Method::barrier, true, false}},
+    {Class::quadraticRows, {"ipopt", Method::barrier, true, false}},
 };
+
+constexpr int kMostWithoutRows = 1000;
+
+// Of a quadratic objective over linear rows. The active-set method takes a step for each column that leaves its bound,
+// often cycles where there are many rows, and factorises the whole Hessian where there are none. It is the faster one
+// on small problems, and on dense ones with few rows, whose factors are dense. The limits are measured.
+bool suitsActiveSet(const Model& model) {
+  constexpr int kSmall = 300;  // columns and rows
+  constexpr int kMostColumns = 3000, kFewRows = 10, kDense = 30;
+  const int64_t lines = static_cast<int64_t>(model.columns()) + model.rows();
+  if (lines <= kSmall) return true;
+  const auto products = static_cast<int64_t>(model.quadraticObjective().entries().size());
+  return model.rows() > 0 && model.rows() <= kFewRows && model.columns() <= kMostColumns && products > kDense * lines;
+}
 
 }  // namespace
 
@@ -105,12 +120,11 @@ std::vector<Attempt> routeOf(const Model& model, bool mip, Method method) {
     const bool open = of == Class::lp || of == Class::mip;
     if (open && row.attempt.method == Method::automatic) attempts.back().method = method;
   }
-  // Where the interior-point method is asked for, it comes first; so it does on a size that the other one is too slow
-  // for.
-  constexpr int kManyColumns = 10000;
-  if (of == Class::quadratic &&
-      (method == Method::barrier || method == Method::barrierWithoutCrossover || model.columns() > kManyColumns)) {
+  const bool barrier = method == Method::barrier || method == Method::barrierWithoutCrossover;
+  if (of == Class::quadratic && (barrier || !suitsActiveSet(model))) {
     std::rotate(attempts.begin(), attempts.begin() + 1, attempts.end());
+    // Without rows the other method heeds no time limit.
+    if (model.rows() == 0 && model.columns() > kMostWithoutRows) attempts.pop_back();
   }
   return attempts;
 }

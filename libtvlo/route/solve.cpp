@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <limits>
 #include <numeric>
 
 #include "core/error.h"
+#include "route/active_set.h"
 #include "route/check.h"
 #include "route/convexity.h"
 #include "route/quadratic_proof.h"
@@ -20,6 +22,8 @@ using Clock = std::chrono::steady_clock;
 // Engines measure in scaled spaces and absolutely: an answer is wrong when it is off by more than this many times
 // what was asked for.
 constexpr double kSlack = 10;
+constexpr double kExact = 1e-9;     // of quadratic problems' answers, which needs no improvement
+constexpr double kAccurate = 1e-6;  // which is as good as was asked for
 
 class Solver {
  public:
@@ -31,6 +35,7 @@ class Solver {
     std::vector<Attempt> attempts = routeOf(model_, search, flags_.method);
     class_ = classOf(model_, search);
     Basis start = std::move(problem_.solution.basis);
+    PointValues last = std::move(problem_.solution.lp);
     problem_.solution = Solution();
     announce();
     if (quadratic()) {
@@ -42,11 +47,13 @@ class Solver {
         if (same != attempts.end()) std::rotate(attempts.begin(), same, same + 1);
       }
     }
-    if (!solveTrivially(search)) tryInTurn(attempts, search, start);
+    if (!solveTrivially(search) && !solveFrom(std::move(last))) tryInTurn(attempts, search, start);
     finish(search);
   }
 
  private:
+  enum class Existence { no, unknown, yes };
+
   double seconds() const { return std::chrono::duration<double>(Clock::now() - begin_).count(); }
   double secondsLeft() const {
     const double limit = problem_.controls.getDouble(control::timelimit);
@@ -107,6 +114,20 @@ class Solver {
     return true;
   }
 
+  // A quadratic problem that was changed a little since it was solved: the last answer may lead to the new one.
+  bool solveFrom(PointValues last) {
+    if (!quadratic() || !last.available || problem_.controls.getInt(control::keepbasis) == 0 || secondsLeft() <= 0) {
+      return false;
+    }
+    if (!sharpen(model_, last) || !(inexactness(model_, last) <= kExact)) return false;
+    Solution result;
+    result.lpStatus = LpStatus::optimal;
+    result.lp = std::move(last);
+    if (!settleLp(result)) return false;
+    accumulate(std::move(result));
+    return true;
+  }
+
   void tryInTurn(const std::vector<Attempt>& attempts, bool search, const Basis& start) {
     const bool keep = !search && !quadratic() && problem_.controls.getInt(control::keepbasis) != 0;
     std::vector<Attempt> fromNothing;
@@ -117,13 +138,17 @@ class Solver {
         return std::string_view(done.engine) == attempts[i].engine && done.method == attempts[i].method &&
                done.withoutPresolve == attempts[i].withoutPresolve;
       };
-      // A local solver's second try asks for more exactness, which helps where it had an answer.
-      if (!(quadratic() && claimed) && problem_.session && std::any_of(fromNothing.begin(), fromNothing.end(), repeats))
-        continue;
+      // A local solver's next try is another one: it asks for more exactness, or relaxes quadratic rows more.
+      const bool other = class_ == ProblemClass::quadraticRows || (quadratic() && claimed);
+      if (!other && problem_.session && std::any_of(fromNothing.begin(), fromNothing.end(), repeats)) continue;
       const bool fresh = !problem_.session || problem_.sessionEngine != attempts[i].engine;
       if (attempts[i].cold || (fresh && !(keep && !start.empty()))) fromNothing.push_back(attempts[i]);
       try {
-        Solution result = ask(attempts[i], search, keep && !attempts[i].cold ? &start : nullptr);
+        const auto again =
+            std::count_if(attempts.begin(), attempts.begin() + static_cast<std::ptrdiff_t>(i),
+                          [&](const Attempt& a) { return std::string_view(a.engine) == attempts[i].engine; });
+        Solution result =
+            ask(attempts[i], search, static_cast<int>(again), keep && !attempts[i].cold ? &start : nullptr);
         claimed = result.lpStatus == LpStatus::optimal || result.mipStatus == MipStatus::optimal;
         const bool settled = search ? settleMip(result) : quadratic() ? settleQuadratic(result) : settleLp(result);
         accumulate(std::move(result));
@@ -140,19 +165,17 @@ class Solver {
         problem_.session.reset();
         throw;
       }
-      if (stopped()) return;
+      if (stopped()) break;
     }
-    if (quadratic()) {
-      Solution result;
-      result.lpStatus = LpStatus::unfinished;
-      const bool settled = settleClaim(result, LpStatus::unfinished);
-      accumulate(std::move(result));
-      if (settled || stopped()) return;
+    if (quadratic() && inexact_.lp.available) {
+      accumulate(std::move(inexact_));
+      return;
     }
+    if (stopped()) return;
     problem_.say("No answer passed its check; the problem is left unfinished", MessageType::warning);
   }
 
-  Solution ask(const Attempt& attempt, bool search, const Basis* start) {
+  Solution ask(const Attempt& attempt, bool search, int again, const Basis* start) {
     if (!problem_.session || problem_.sessionEngine != attempt.engine) {
       problem_.session = open_(attempt.engine);
       problem_.sessionEngine = attempt.engine;
@@ -160,6 +183,7 @@ class Solver {
     }
     SolveRequest request;
     request.mip = search;
+    request.again = again;
     request.cold = attempt.cold || problem_.controls.getInt(control::keepbasis) == 0;
     request.withoutPresolve = attempt.withoutPresolve;
     request.method = attempt.method;
@@ -178,8 +202,13 @@ class Solver {
     return result;
   }
 
+  double optimality() const { return kSlack * problem_.controls.getDouble(control::optimalitytol); }
+  double feasibility() const { return kSlack * problem_.controls.getDouble(control::feastol); }
+
   // Whether the duals prove the point optimal. Fills the slacks.
-  bool proven(PointValues& point, double feasible, double optimal) const {
+  bool proven(PointValues& point) const {
+    const double feasible = feasibility();
+    const double optimal = optimality();
     if (static_cast<int>(point.x.size()) != model_.columns()) return false;
     const Activities rows(model_, point.x);
     if (!(primalViolation(model_, point.x, rows, false).relative <= feasible)) return false;
@@ -196,10 +225,8 @@ class Solver {
   // Whether there is nothing more to ask.
   bool settleLp(Solution& result) const {
     PointValues& point = result.lp;
-    const double feasible = kSlack * problem_.controls.getDouble(control::feastol);
-    const double optimal = kSlack * problem_.controls.getDouble(control::optimalitytol);
     if (result.lpStatus == LpStatus::optimal) {
-      if (proven(point, feasible, optimal)) return true;
+      if (proven(point)) return true;
       result.lpStatus = LpStatus::unfinished;
       point = PointValues();
       result.basis = Basis();
@@ -210,38 +237,64 @@ class Solver {
       return true;
     }
     // The point of a solve that was stopped counts where it is feasible.
-    if (point.available && !(primalViolation(model_, point.x, false).relative <= feasible)) point = PointValues();
+    if (point.available && !(primalViolation(model_, point.x, false).relative <= feasibility())) point = PointValues();
     return result.stop != Stop::none;
   }
 
-  // The same for a convex quadratic problem, where what an engine says of the absence of an optimum needs a proof.
+  // The same for a convex quadratic problem, where what an engine says of the absence of an optimum needs a proof, and
+  // what is proven within the tolerances only is kept in case that nothing better comes.
   bool settleQuadratic(Solution& result) {
     const LpStatus claim = result.lpStatus;
-    if (claim != LpStatus::infeasible && claim != LpStatus::unbounded) return settleLp(result);
-    return settleClaim(result, claim);
+    if (claim == LpStatus::infeasible || claim == LpStatus::unbounded) return settleClaim(result, claim);
+    if (result.lp.available && result.stop == Stop::none) {
+      // An interior-point method ends near its answer, also where it doubts that, or another one off by its tolerances.
+      PointValues sharp = result.lp;
+      const bool near = result.barrierIterations > 0 || inexactness(model_, sharp) > kExact;
+      if (near && sharpen(model_, sharp) && proven(sharp)) {
+        result.lp = std::move(sharp);
+        result.lpStatus = LpStatus::optimal;
+      }
+    }
+    if (result.stop != Stop::none) return settleLp(result);
+    if (result.lpStatus != LpStatus::optimal || !settleLp(result)) return settleClaim(result, LpStatus::unfinished);
+    const double off = inexactness(model_, result.lp);
+    if (class_ == ProblemClass::quadratic || off <= kAccurate) return true;
+    if (off < inexactnessOf_) {
+      inexact_ = result;
+      inexactnessOf_ = off;
+    }
+    result.lpStatus = LpStatus::unfinished;
+    result.lp = PointValues();
+    return false;
   }
 
   // `result` has the point that the engine ended with, if any.
   bool settleClaim(Solution& result, LpStatus claim) {
-    const double feasible = kSlack * problem_.controls.getDouble(control::feastol);
+    const double feasible = feasibility();
     const bool away = result.lp.available && primalViolation(model_, result.lp.x, false).relative > feasible;
     result.lp = PointValues();
     result.basis = Basis();
     result.lpStatus = LpStatus::unfinished;
-    const bool linear = class_ == ProblemClass::quadratic;
+    if (claim == LpStatus::unfinished && searched_) return false;
+    searched_ = true;
     const LpStatus rows = solveAside(linearRows(model_), "highs", result).lpStatus;
+    if (rows == LpStatus::infeasible) result.lpStatus = LpStatus::infeasible;
+    if (rows != LpStatus::optimal) return result.lpStatus != LpStatus::unfinished;
+    Existence points = Existence::yes;
+    if (class_ == ProblemClass::quadraticRows) points = feasiblePoints(result);
     // Where the rows are convex functions, a point where the violation is least proves that there is none without.
-    if (rows == LpStatus::infeasible || (claim == LpStatus::infeasible && !linear && !cones_ && away)) {
+    const bool none =
+        points == Existence::no || (points == Existence::unknown && claim == LpStatus::infeasible && away);
+    if (none && !cones_) {
       result.lpStatus = LpStatus::infeasible;
-    } else if (rows == LpStatus::optimal && claim != LpStatus::infeasible && improvesForEver(result) &&
-               (linear || feasiblePointExists(result))) {
+    } else if (points == Existence::yes && improvesForEver(result)) {
       result.lpStatus = LpStatus::unbounded;
     }
     return result.lpStatus != LpStatus::unfinished;
   }
 
   // A problem that helps to settle this one, by an engine of its own. Only a point that holds its rows counts.
-  Solution solveAside(Model aside, const char* engine, Solution& result) {
+  Solution solveAside(const Model& aside, const char* engine, Solution& result) {
     Solution found;
     if (result.stop != Stop::none) return found;
     SolveRequest request;
@@ -250,7 +303,7 @@ class Solver {
     request.interrupted = [this] { return problem_.interruptReason.load(std::memory_order_relaxed); };
     open_(engine)->solve(aside, request, found);
     result.stop = found.stop;
-    const double feasible = kSlack * problem_.controls.getDouble(control::feastol);
+    const double feasible = feasibility();
     const bool sound = found.lp.available && primalViolation(aside, found.lp.x, false).relative <= feasible;
     if (found.lpStatus == LpStatus::optimal && !sound) found.lpStatus = LpStatus::unfinished;
     found.lp.available = sound;
@@ -265,20 +318,22 @@ class Solver {
     return ray.lp.available && cone.sense() * objectiveValue(cone, ray.lp.x) < -1e-6 * largest;
   }
 
-  bool feasiblePointExists(Solution& result) {
-    Model rows = model_;
-    const auto& entries = rows.quadraticObjective().entries();
-    std::vector<int> first, second;
-    for (const QuadraticEntry& e : entries) {
-      first.push_back(e.first);
-      second.push_back(e.second);
-    }
-    rows.setQuadraticObjective(static_cast<int64_t>(first.size()), first.data(), second.data(),
-                               std::vector<double>(first.size(), 0).data());
-    std::vector<int> columns(rows.columns());
-    std::iota(columns.begin(), columns.end(), 0);
-    rows.setObjective(rows.columns(), columns.data(), std::vector<double>(columns.size(), 0).data());
-    return solveAside(rows, "ipopt", result).lp.available;
+  Existence feasiblePoints(Solution& result) {
+    if (existence_ != Existence::unknown || result.stop != Stop::none) return existence_;
+    const Model model = leastViolation(model_);
+    const Solution least = solveAside(model, "ipopt", result);
+    if (!least.lp.available) return Existence::unknown;
+    PointValues point = least.lp;
+    point.x.resize(model_.columns());
+    if (primalViolation(model_, point.x, false).relative <= feasibility()) return existence_ = Existence::yes;
+    // What complementarity leaves open may be less than the violation.
+    const double optimal = optimality();
+    const DualCheck check =
+        checkDuals(model, least.lp.x, Activities(model, least.lp.x), least.lp.dual, least.lp.redcost, 0);
+    const double violation = least.lp.x.back();
+    const bool sound = check.residual <= optimal && check.infeasibility <= optimal;
+    if (sound && violation - check.gap * std::max(1.0, violation) > feasibility()) existence_ = Existence::no;
+    return existence_;
   }
 
   bool settleMip(Solution& result) const {
@@ -416,6 +471,10 @@ class Solver {
   const Flags flags_;
   ProblemClass class_ = ProblemClass::lp;
   bool cones_ = false;
+  Existence existence_ = Existence::unknown;  // of points that hold quadratic rows
+  Solution inexact_;                          // proven within the tolerances; the one of the least inexactness
+  double inexactnessOf_ = std::numeric_limits<double>::infinity();
+  bool searched_ = false;  // for a proof that there is no optimum, whatever an engine says
   const EngineOpener& open_;
   const Clock::time_point begin_ = Clock::now();
 };

@@ -189,8 +189,8 @@ void Session::passHessian(const Model& model) {
   must(Highs_passHessian(highs_, model.columns(), static_cast<HighsInt>(index.size()), kHighsHessianFormatTriangular,
                          start.data(), index.data(), value.data()),
        "take the quadratic objective over");
-  // It may cycle for ever; where it does not, it needs a fraction of this.
-  const int64_t most = 1000 + 10 * (static_cast<int64_t>(model.columns()) + model.rows());
+  // It may cycle for ever; where it does not, it needs a third of this.
+  const int64_t most = 500 + 4 * (static_cast<int64_t>(model.columns()) + model.rows());
   must(Highs_setIntOptionValue(highs_, "qp_iteration_limit", static_cast<HighsInt>(std::min<int64_t>(most, INT_MAX))),
        "limit its iterations");
   hasHessian_ = true;

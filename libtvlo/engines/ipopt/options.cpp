@@ -72,7 +72,7 @@ void setOption(IpoptProblem problem, const char* option, int value) {
   must(AddIpoptIntOption(problem, text(option), value), option);
 }
 
-Settings applyOptions(IpoptProblem problem, const NlpProgram& program, const ControlValues* controls,
+Settings applyOptions(IpoptProblem problem, const NlpProgram& program, const NlpRequest& request,
                       const Approach& approach) {
   setOption(problem, "print_level", 0);
   setOption(problem, "sb", "yes");
@@ -83,7 +83,7 @@ Settings applyOptions(IpoptProblem problem, const NlpProgram& program, const Con
   setOption(problem, "nlp_upper_bound_inf", TVLO_INFINITY);
 
   Settings settings;
-  if (controls != nullptr) applyControls(problem, *controls, settings);
+  if (request.controls != nullptr) applyControls(problem, *request.controls, settings);
   if (program.linearRows || program.quadratic) {
     setOption(problem, "jac_c_constant", "yes");
     setOption(problem, "jac_d_constant", "yes");
@@ -92,16 +92,21 @@ Settings applyOptions(IpoptProblem problem, const NlpProgram& program, const Con
     setOption(problem, "hessian_constant", "yes");
     setOption(problem, "bound_relax_factor", 0.0);
   }
+  if (request.relaxation >= 0) setOption(problem, "bound_relax_factor", request.relaxation);
+  if (request.exactDuals) setOption(problem, "s_max", 1e10);  // the size from which on larger duals allow larger errors
   if (approach.predictor) {
     setOption(problem, "mu_strategy", "adaptive");  // the only one that it goes with
     setOption(problem, "mehrotra_algorithm", "yes");
   }
   if (approach.warm) {
     setOption(problem, "warm_start_init_point", "yes");
+    // A quadratic program's steps are long: from a little farther inside, an adaptive barrier takes a third of them.
+    if (program.quadratic) setOption(problem, "mu_strategy", "adaptive");
+    const double push = program.quadratic ? 1e-6 : 1e-9;
     setOption(problem, "mu_init", 1e-6);
     for (const char* const option : {"warm_start_bound_push", "warm_start_bound_frac", "warm_start_slack_bound_push",
                                      "warm_start_slack_bound_frac", "warm_start_mult_bound_push"}) {
-      setOption(problem, option, 1e-9);
+      setOption(problem, option, push);
     }
   }
   return settings;

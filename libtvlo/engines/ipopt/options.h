@@ -19,7 +19,7 @@ struct Approach {
 };
 
 // Sets everything but the time limit and tells what of it the adapter needs itself. Throws Error when Ipopt refuses.
-Settings applyOptions(IpoptProblem problem, const NlpProgram& program, const ControlValues* controls,
+Settings applyOptions(IpoptProblem problem, const NlpProgram& program, const NlpRequest& request,
                       const Approach& approach);
 
 void setOption(IpoptProblem problem, const char* option, const char* value);

@@ -16,8 +16,10 @@ using Clock = std::chrono::steady_clock;
 
 double secondsSince(Clock::time_point begin) { return std::chrono::duration<double>(Clock::now() - begin).count(); }
 
-// Of attempts with predictor-corrector steps, which do not notice that there is no feasible point.
+// Of attempts with predictor-corrector steps, which do not notice that there is no feasible point, and of those from
+// the last point of a quadratic program, which a start from nothing often overtakes.
 constexpr int kPredictorLimit = 200;
+constexpr int kWarmLimit = 10;
 
 int paddingOf(const NlpProgram& program) {
   int equations = 0, free = 0;
@@ -93,9 +95,10 @@ void runIpopt(Solve& solve, const NlpPoint& start, const Approach& approach, dou
   };
   const std::unique_ptr<IpoptProblemInfo, Free> problem(createProblem(solve));
   if (problem == nullptr) throw Error(TVLO_ERR_ENGINE, "Ipopt could not take the problem");
-  solve.settings = applyOptions(problem.get(), program, solve.request.controls, approach);
+  solve.settings = applyOptions(problem.get(), program, solve.request, approach);
   int limit = std::max(0, solve.settings.iterationLimit - solve.before);
   if (approach.predictor) limit = std::min(limit, kPredictorLimit);
+  if (approach.warm && program.quadratic) limit = std::min(limit, kWarmLimit);
   setOption(problem.get(), "max_iter", limit);
   if (secondsLeft < TVLO_INFINITY) setOption(problem.get(), "max_wall_time", std::max(secondsLeft, 1e-6));
 
@@ -195,7 +198,8 @@ void Session::solve(NlpProgram& program, const NlpPoint& start, const NlpRequest
                     start.redcost.size() == start.x.size();
   std::vector<Approach> approaches;
   if (warm) approaches.push_back({true, false});
-  if (program.quadratic) approaches.push_back({false, true});
+  // Predictor-corrector steps may let duals grow that are not unique.
+  if (program.quadratic && !request.exactDuals) approaches.push_back({false, true});
   approaches.push_back({false, false});
   for (const Approach& approach : approaches) {
     const bool limited = request.secondsLeft < TVLO_INFINITY;
