@@ -1,6 +1,7 @@
 // Constraints: the type, its constructor, and the conversion of a comparison into a constraint.
 #include "model/nonlinear.h"
 #include "model/packed_word.h"
+#include "model/release.h"
 #include "model/text.h"
 #include "module/errors.h"
 
@@ -23,9 +24,10 @@ constraint_s* indexed(PyObject* o) {
 }
 
 void setBody(constraint_s* c, PyObject* body) {  // null: none
-  Ref old = Ref::steal(c->body);
+  PyObject* old = c->body;
   c->body = body;
   Py_XINCREF(body);
+  releaseChained(old);
 }
 
 int setBounds(constraint_s* c, double lb, double ub) {
@@ -140,7 +142,8 @@ PyGetSetDef constraintAttributes[] = {
 PyObject* constraint_copy(PyObject* self, PyObject*) {
   constraint_s* c = self_(self);
   if (!c->body) return modelError("Constraint has no body");
-  Ref copy = Ref::steal(constraint_base()), body = Ref::steal(general_copy(1, c->body)),
+  const Ref original = Ref::borrow(c->body);  // a sequence's own copy may set another body
+  Ref copy = Ref::steal(constraint_base()), body = Ref::steal(general_copy(1, original.get())),
       name = Ref::steal(modelling_str(self));
   if (!copy || !body || !name) return nullptr;
   name = Ref::steal(PyUnicode_FromFormat("R%llu_copy_%U", static_cast<unsigned long long>(conIndex(c)), name.get()));

@@ -2,6 +2,8 @@
 
 #include <new>
 
+#include "model/release.h"
+
 namespace tavlo {
 
 namespace {
@@ -298,7 +300,7 @@ int namemap_del(namemap* map, uint64_t key) {
   if (!spot.found) return 0;
   PyObject* object = map->c.at(spot).value;
   map->c.erase(spot);
-  Py_DECREF(object);
+  releaseChained(object);
   return 0;
 }
 void namemap_free(namemap** map) {

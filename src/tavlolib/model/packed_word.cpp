@@ -1,5 +1,6 @@
 #include "model/packed_word.h"
 
+#include "model/release.h"
 #include "module/errors.h"
 #include "pyutil/locks.h"
 #include "pyutil/ref.h"
@@ -72,13 +73,11 @@ PyObject* readName(const NameField& field, uint64_t word) {
 int writeName(const NameField& field, uint64_t* word, PyObject* name) {
   namemap* map = tvl_py_env.*field.map;
   const uint64_t index = *word & field.index_mask;
-  Ref previous = Ref::steal(*word & field.flag ? namemap_get(map, index) : nullptr);
-  if (namemap_set(map, index, name) != 0) {
-    previous.release();  // still the map's
-    return outOfMemory();
-  }
+  PyObject* previous = *word & field.flag ? namemap_get(map, index) : nullptr;
+  if (namemap_set(map, index, name) != 0) return outOfMemory();
   Py_INCREF(name);
   *word |= field.flag;
+  releaseChained(previous);
   return 0;
 }
 

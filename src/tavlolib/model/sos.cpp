@@ -1,6 +1,7 @@
 // Special ordered sets.
 #include "model/objects.h"
 #include "model/packed_word.h"
+#include "model/release.h"
 #include "model/text.h"
 #include "module/errors.h"
 #include "pyutil/ref.h"
@@ -40,9 +41,9 @@ int sos_init(PyObject* self, PyObject* args, PyObject* kwargs) {
 }
 
 void sos_dealloc(PyObject* self) {
-  Py_XDECREF(self_(self)->name);
-  Py_XDECREF(self_(self)->indices);
-  Py_XDECREF(self_(self)->weights);
+  releaseChained(self_(self)->name);
+  releaseChained(self_(self)->indices);
+  releaseChained(self_(self)->weights);
   Py_TYPE(self)->tp_free(self);
 }
 

@@ -3,6 +3,7 @@
 import gc
 import os
 import sys
+import threading
 
 import pytest
 
@@ -98,3 +99,20 @@ def test_memory_stays_flat():
     for _ in range(500):
         cycle()
     assert rss() - start < 4 << 20
+
+
+@pytest.mark.parametrize("attribute", ["name", "body"])
+def test_long_chains_are_released_within_a_small_stack(attribute, x):
+    before, last = sys.getrefcount(x), x
+    for _ in range(50_000):
+        c = tv.constraint(body=x, lb=1)
+        setattr(c, attribute, last)
+        last = c
+    del c
+    chain, last = [last], None
+    size = threading.stack_size(256 * 1024)
+    thread = threading.Thread(target=chain.clear)
+    thread.start()
+    threading.stack_size(size)
+    thread.join()
+    assert sys.getrefcount(x) == before
