@@ -260,7 +260,8 @@ class Solver {
     const double off = inexactness(model_, result.lp);
     if (class_ == ProblemClass::quadratic || off <= kAccurate) return true;
     if (off < inexactnessOf_) {
-      inexact_ = result;
+      inexact_.lpStatus = LpStatus::optimal;  // its iterations have been counted
+      inexact_.lp = result.lp;
       inexactnessOf_ = off;
     }
     result.lpStatus = LpStatus::unfinished;
@@ -293,19 +294,26 @@ class Solver {
     return result.lpStatus != LpStatus::unfinished;
   }
 
-  // A problem that helps to settle this one, by an engine of its own. Only a point that holds its rows counts.
+  // A problem that helps to settle this one, by an engine of its own; a linear one a second time without presolve where
+  // that says nothing. Only a point that holds its rows counts.
   Solution solveAside(const Model& aside, const char* engine, Solution& result) {
     Solution found;
     if (result.stop != Stop::none) return found;
     SolveRequest request;
-    request.secondsLeft = secondsLeft();
     request.controls = &problem_.controls;
     request.interrupted = [this] { return problem_.interruptReason.load(std::memory_order_relaxed); };
-    open_(engine)->solve(aside, request, found);
-    result.stop = found.stop;
-    const double feasible = feasibility();
-    const bool sound = found.lp.available && primalViolation(aside, found.lp.x, false).relative <= feasible;
-    if (found.lpStatus == LpStatus::optimal && !sound) found.lpStatus = LpStatus::unfinished;
+    bool sound = false;
+    for (const bool again : {false, true}) {
+      found = Solution();
+      request.withoutPresolve = again;
+      request.secondsLeft = secondsLeft();
+      open_(engine)->solve(aside, request, found);
+      result.stop = found.stop;
+      sound = found.lp.available && primalViolation(aside, found.lp.x, false).relative <= feasibility();
+      if (found.lpStatus == LpStatus::optimal && !sound) found.lpStatus = LpStatus::unfinished;
+      const bool linear = aside.quadraticRows().empty();
+      if (found.lpStatus != LpStatus::unfinished || found.stop != Stop::none || !linear) break;
+    }
     found.lp.available = sound;
     return found;
   }
