@@ -6,7 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
-common=abort_on_error=0:strict_string_checks=1:detect_stack_use_after_return=1
+common=abort_on_error=0:strict_string_checks=1:detect_stack_use_after_return=1:allocator_may_return_null=1
 
 # The leak checker's own walk over the thread-local storage of libraries that were opened at run time crashes.
 LSAN_OPTIONS=use_tls=0 ASAN_OPTIONS=$common:detect_leaks=1 ctest --test-dir build/asan --output-on-failure --no-tests=error -j "$(nproc)"

@@ -184,4 +184,4 @@ def test_scalars_and_arrays_leave_no_references(x, reference_growth):
             with pytest.raises(tv.ModelError):
                 failing()
 
-    assert reference_growth(use, [x, array, number, None, tv.var], calls=200) == [0] * 5
+    assert max(reference_growth(use, [x, array, number, None, tv.var], calls=200)) <= 0
