@@ -33,7 +33,7 @@ size_t characters(const std::string& utf8) {
 }
 
 size_t NameBlock::longestName() const {
-  size_t length = characters(prefix) + 1 + dimensions.size();
+  size_t length = characters(prefix) + 2 + (dimensions.empty() ? 0 : dimensions.size() - 1);
   for (const NameDimension& d : dimensions) {
     size_t longest = d.texts.empty() ? std::to_string(d.count - 1).size() : 0;
     for (const std::string& text : d.texts) longest = std::max(longest, characters(text));
@@ -47,12 +47,11 @@ std::string NameBlock::name(uint64_t index) const {
   uint64_t rest = index - first, stride = count;
   for (const NameDimension& d : dimensions) {
     stride /= d.count;
+    if (&d != &dimensions.front()) text += ',';
     appendIndex(d, rest / stride, &text);
     rest %= stride;
-    text += ',';
   }
-  text.back() = ')';
-  return text;
+  return text += ')';
 }
 
 NameBlock* addNameBlock(NameBlock block) {

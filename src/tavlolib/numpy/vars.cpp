@@ -285,8 +285,6 @@ PyObject* tavlomod_vars(PyObject*, PyObject* args, PyObject* kwargs) {
   try {
     Template t;
     if (!readTemplate(kwargs, &t)) return nullptr;
-    if (PyTuple_GET_SIZE(args) == 0)
-      return modelError("tavlo.vars must be invoked with zero or more lists/sets of indices, ranges, or integers");
     return makeVariables(args, t);
   } catch (const std::bad_alloc&) {
     return modelError("Not enough memory to create variables with tavlo.vars()");

@@ -16,6 +16,8 @@ def test_shapes_and_keys():
     assert [v.name for v in a.flat] == [f"a({i},{j})" for i in range(2) for j in range(3)]
     assert {(v.lb, v.ub, v.vartype) for v in a.flat} == {(0, 5, tv.integer)}
     assert [hash(v) - hash(a[0, 0]) for v in a.flat] == list(range(6)) or a[0, 0].index + 5 == a[1, 2].index
+    one = tv.vars(name="one", lb=2)  # the product of no index sets has one member
+    assert one.shape == () and one.dtype == tv.npvar and (one.item().name, one.item().lb) == ("one()", 2)
     d = tv.vars([0, 1], "abc")
     assert list(d) == [(i, c) for i in (0, 1) for c in "abc"] and d[1, "b"].name == "x(1,b)"
     assert list(tv.vars({7})) == [(7,)] and list(tv.vars(range(2), 2)) == [(0, 0), (0, 1), (1, 0), (1, 1)]
@@ -59,7 +61,6 @@ def test_names_live_with_their_variables():
 @pytest.mark.parametrize(
     "args, options, text",
     [
-        ((), {}, "must be invoked with"),
         ((0,), {}, "must be positive"),
         ((-(10**30),), {}, "must be positive"),
         (([],), {}, "empty dimension"),
