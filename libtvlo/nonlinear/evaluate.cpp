@@ -20,6 +20,16 @@ double pwlOf(const double* argument, size_t count) {
   return (y(right) - y(right - 1)) / (x(right) - x(right - 1)) * (t - x(right - 1)) + y(right - 1);
 }
 
+// None where an argument has none.
+double extreme(const double* argument, size_t count, double sign) {
+  double found = argument[0];
+  for (size_t k = 1; k < count; ++k) {
+    if (std::isnan(argument[k]) || sign * argument[k] > sign * found) found = argument[k];
+    if (std::isnan(found)) break;
+  }
+  return found;
+}
+
 double functionValue(int function, const double* argument, size_t count) {
   const double t = argument[0];
   switch (function) {
@@ -46,13 +56,13 @@ double functionValue(int function, const double* argument, size_t count) {
     case TSLP_FUNCTION_ARCTAN:
       return std::atan(t);
     case TSLP_FUNCTION_MIN:
-      return *std::min_element(argument, argument + count);
+      return extreme(argument, count, -1);
     case TSLP_FUNCTION_MAX:
-      return *std::max_element(argument, argument + count);
+      return extreme(argument, count, 1);
     case TSLP_FUNCTION_PWL:
       return pwlOf(argument, count);
     case TSLP_FUNCTION_SIGN:
-      return t > 0 ? 1 : t < 0 ? -1 : 0;
+      return t > 0 ? 1 : t < 0 ? -1 : t;  // NaN stays NaN
     case TSLP_FUNCTION_ERF:
       return std::erf(t);
     default:
@@ -63,7 +73,7 @@ double functionValue(int function, const double* argument, size_t count) {
 double operatorValue(int code, double a, double b) {
   switch (code) {
     case TSLP_OPERATOR_POWER:
-      return std::pow(a, b);
+      return std::isnan(a) || std::isnan(b) ? std::nan("") : std::pow(a, b);
     case TSLP_OPERATOR_TIMES:
       return a * b;
     case TSLP_OPERATOR_DIVIDE:

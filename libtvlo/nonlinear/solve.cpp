@@ -11,6 +11,7 @@
 #include "nonlinear/answer.h"
 #include "nonlinear/by_optimizer.h"
 #include "nonlinear/component.h"
+#include "nonlinear/interval.h"
 #include "nonlinear/proof.h"
 #include "nonlinear/ray.h"
 #include "nonlinear/second_order.h"
@@ -55,6 +56,10 @@ class NonlinearSolver {
       const bool lifted = program_->columns() > static_cast<int>(program_->modelColumns().size());
       const bool simple = program_->isLinear() || (program_->quadratic && lifted);
       if (!simple || controls_.getInt(slpcontrol::nlp_method) != 0 || !settledByOptimizer()) tryInTurn(warm);
+      if (solution().status == NonlinearStatus::unfinished && provenInfeasible()) {
+        solution().status = NonlinearStatus::infeasible;
+        solution().stop = Stop::none;
+      }
     }
     finish();
   }
@@ -308,10 +313,14 @@ class NonlinearSolver {
     }
   }
 
+  bool provenInfeasible() const {
+    return someRowIsOutOfReach(model_, 10 * controls_.getDouble(slpcontrol::nlp_feastol));
+  }
+
   bool settleInfeasible(PointValues whole, const AnswerCheck& check, int& infeasible) {
     ++infeasible;
     keep(NonlinearStatus::locallyInfeasible, std::move(whole), check);
-    if (!convex_ && !linearPartInfeasible(problem_, secondsLeft())) return false;
+    if (!convex_ && !provenInfeasible() && !linearPartInfeasible(problem_, secondsLeft())) return false;
     solution().status = NonlinearStatus::infeasible;
     return true;
   }

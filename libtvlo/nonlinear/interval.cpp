@@ -1,0 +1,250 @@
+#include "nonlinear/interval.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numbers>
+
+namespace tvlo {
+
+namespace {
+
+constexpr double kInfinite = std::numeric_limits<double>::infinity();
+constexpr Interval kWhole = {-kInfinite, kInfinite};
+constexpr double kRounding = 1e-14;  // a few units in the last place, also of the mathematical functions
+
+// Outwards by what rounding may have done. What has no bound, or was no number, has none.
+Interval outwards(double lower, double upper) {
+  if (std::isnan(lower) || std::isnan(upper)) return kWhole;
+  const auto room = [](double value) { return std::isinf(value) ? 0 : kRounding * std::abs(value); };
+  return {lower - room(lower), upper + room(upper)};
+}
+
+double times(double a, double b) { return a == 0 || b == 0 ? 0 : a * b; }  // also where the other one is infinite
+
+Interval product(Interval a, Interval b) {
+  const auto [low, high] =
+      std::minmax({times(a.lower, b.lower), times(a.lower, b.upper), times(a.upper, b.lower), times(a.upper, b.upper)});
+  return outwards(low, high);
+}
+
+Interval sum(Interval a, Interval b) { return outwards(a.lower + b.lower, a.upper + b.upper); }
+Interval negative(Interval a) { return {-a.upper, -a.lower}; }
+
+Interval quotient(Interval a, Interval b) {
+  if (b.lower <= 0 && b.upper >= 0) return kWhole;
+  return product(a, outwards(1 / b.upper, 1 / b.lower));
+}
+
+Interval distance(Interval a) {
+  if (a.lower >= 0) return a;
+  if (a.upper <= 0) return negative(a);
+  return {0, std::max(-a.lower, a.upper)};
+}
+
+// A function that grows, where it has values at all.
+template <class F>
+Interval growing(Interval a, double least, double most, F f) {
+  const double lower = std::max(a.lower, least), upper = std::min(a.upper, most);
+  return lower <= upper ? outwards(f(lower), f(upper)) : kWhole;
+}
+
+Interval power(Interval a, Interval b) {
+  const bool whole = b.lower == b.upper && b.lower == std::floor(b.lower);
+  if (whole && b.lower >= 0) {
+    const auto raised = [&](double t) { return std::pow(t, b.lower); };
+    return std::fmod(b.lower, 2) == 0 ? growing(distance(a), 0, kInfinite, raised)
+                                      : growing(a, -kInfinite, kInfinite, raised);
+  }
+  if (whole) return quotient({1, 1}, power(a, negative(b)));
+  if (a.lower < 0 && b.lower < b.upper) return kWhole;  // whole exponents may be among them
+  a.lower = std::max(a.lower, 0.0);
+  if (a.lower == 0 || std::isinf(a.upper) || std::isinf(b.lower) || std::isinf(b.upper)) return {0, kInfinite};
+  const auto [low, high] = std::minmax(
+      {std::pow(a.lower, b.lower), std::pow(a.lower, b.upper), std::pow(a.upper, b.lower), std::pow(a.upper, b.upper)});
+  return outwards(low, high);
+}
+
+Interval sine(Interval a) {
+  constexpr double kPi = std::numbers::pi;
+  constexpr double kFar = 1e6;  // from where on periods can't be told apart well enough
+  if (!(std::abs(a.lower) < kFar && std::abs(a.upper) < kFar)) return {-1, 1};
+  const auto passes = [&](double peak) {  // peak + 2 k pi lies within, or nearly so
+    return peak + 2 * kPi * std::ceil((a.lower - 1e-9 - peak) / (2 * kPi)) <= a.upper + 1e-9;
+  };
+  const auto [low, high] = std::minmax({std::sin(a.lower), std::sin(a.upper)});
+  const Interval ends = outwards(low, high);
+  return {passes(-kPi / 2) ? -1 : ends.lower, passes(kPi / 2) ? 1 : ends.upper};
+}
+
+// The points stand last to first, y before x; the argument comes after them.
+Interval piecewise(const std::vector<Interval>& stack, size_t first) {
+  const Interval a = stack.back();
+  const size_t points = (stack.size() - first) / 2;
+  const auto x = [&](size_t k) { return stack[first + 2 * (points - 1 - k) + 1].lower; };
+  const auto y = [&](size_t k) { return stack[first + 2 * (points - 1 - k)].lower; };
+  if (std::isinf(a.lower) || std::isinf(a.upper) || points < 2) return kWhole;
+  Interval found = {kInfinite, -kInfinite};
+  const auto include = [&](double value) {
+    found.lower = std::min(found.lower, value);
+    found.upper = std::max(found.upper, value);
+  };
+  // Each piece between its ends; the first and the last one go on.
+  for (size_t k = 0; k + 1 < points; ++k) {
+    const double from = k == 0 ? a.lower : std::max(a.lower, x(k));
+    const double to = k + 2 == points ? a.upper : std::min(a.upper, x(k + 1));
+    if (from > to) continue;
+    if (x(k) == x(k + 1)) {
+      include(y(k));
+      include(y(k + 1));
+      continue;
+    }
+    const double slope = (y(k + 1) - y(k)) / (x(k + 1) - x(k));
+    for (const double t : {from, to}) include(slope * (t - x(k)) + y(k));
+  }
+  return found.lower <= found.upper ? outwards(found.lower, found.upper) : kWhole;
+}
+
+Interval functionRange(int function, const std::vector<Interval>& stack, size_t first) {
+  constexpr double kLeast = std::numeric_limits<double>::denorm_min();
+  const Interval a = stack[first];
+  switch (function) {
+    case TSLP_FUNCTION_LOG10:
+      return growing(a, 0, kInfinite, [](double t) { return t < kLeast ? -kInfinite : std::log10(t); });
+    case TSLP_FUNCTION_LN:
+      return growing(a, 0, kInfinite, [](double t) { return t < kLeast ? -kInfinite : std::log(t); });
+    case TSLP_FUNCTION_EXP:
+      return growing(a, -kInfinite, kInfinite, [](double t) { return std::exp(t); });
+    case TSLP_FUNCTION_ABS:
+      return distance(a);
+    case TSLP_FUNCTION_SQRT:
+      return growing(a, 0, kInfinite, [](double t) { return std::sqrt(t); });
+    case TSLP_FUNCTION_SIN:
+      return sine(a);
+    case TSLP_FUNCTION_COS:
+      return sine(sum(a, {std::numbers::pi / 2, std::numbers::pi / 2}));
+    case TSLP_FUNCTION_ARCSIN:
+      return growing(a, -1, 1, [](double t) { return std::asin(t); });
+    case TSLP_FUNCTION_ARCCOS:
+      return negative(growing(a, -1, 1, [](double t) { return -std::acos(t); }));
+    case TSLP_FUNCTION_ARCTAN:
+      return growing(a, -kInfinite, kInfinite, [](double t) { return std::atan(t); });
+    case TSLP_FUNCTION_ERF:
+      return growing(a, -kInfinite, kInfinite, [](double t) { return std::erf(t); });
+    case TSLP_FUNCTION_ERFC:
+      return negative(growing(a, -kInfinite, kInfinite, [](double t) { return -std::erfc(t); }));
+    case TSLP_FUNCTION_SIGN:
+      return growing(a, -kInfinite, kInfinite, [](double t) { return static_cast<double>((t > 0) - (t < 0)); });
+    case TSLP_FUNCTION_PWL:
+      return piecewise(stack, first);
+    case TSLP_FUNCTION_MIN:
+    case TSLP_FUNCTION_MAX: {
+      Interval found = a;
+      const bool most = function == TSLP_FUNCTION_MAX;
+      for (size_t k = first + 1; k < stack.size(); ++k) {
+        found.lower = most ? std::max(found.lower, stack[k].lower) : std::min(found.lower, stack[k].lower);
+        found.upper = most ? std::max(found.upper, stack[k].upper) : std::min(found.upper, stack[k].upper);
+      }
+      return found;
+    }
+    default:
+      return kWhole;
+  }
+}
+
+Interval operatorRange(int code, Interval a, Interval b) {
+  switch (code) {
+    case TSLP_OPERATOR_POWER:
+      return power(a, b);
+    case TSLP_OPERATOR_TIMES:
+      return product(a, b);
+    case TSLP_OPERATOR_DIVIDE:
+      return quotient(a, b);
+    case TSLP_OPERATOR_PLUS:
+      return sum(a, b);
+    default:
+      return sum(a, negative(b));
+  }
+}
+
+}  // namespace
+
+Interval rangeOf(TokenView run, const std::vector<Interval>& columns) {
+  std::vector<Interval> stack;
+  std::vector<size_t> markers;
+  for (int64_t k = 0; k < run.size; ++k) {
+    switch (run.type[k]) {
+      case TSLP_TOKEN_CONSTANT:
+        stack.push_back({run.value[k], run.value[k]});
+        break;
+      case TSLP_TOKEN_COLUMN:
+        stack.push_back(columns[run.code(k)]);
+        break;
+      case TSLP_TOKEN_MARKER:
+        markers.push_back(stack.size());
+        break;
+      case TSLP_TOKEN_OPERATOR: {
+        const Interval last = stack.back();
+        if (run.code(k) == TSLP_OPERATOR_UMINUS) {
+          stack.back() = negative(last);
+        } else {
+          stack.pop_back();
+          stack.back() = operatorRange(run.code(k), stack.back(), last);
+        }
+        break;
+      }
+      default: {
+        const size_t first = markers.back();
+        markers.pop_back();
+        const Interval found = run.type[k] == TSLP_TOKEN_FUNCTION ? functionRange(run.code(k), stack, first) : kWhole;
+        stack.resize(first);
+        stack.push_back(found);
+      }
+    }
+  }
+  return run.size == 0 ? Interval{1, 1} : stack.back();
+}
+
+bool someRowIsOutOfReach(const Model& model, double tolerance) {
+  std::vector<Interval> columns(model.columns());
+  for (int j = 0; j < model.columns(); ++j) {
+    const double lower = model.lower()[j], upper = model.upper()[j];
+    columns[j] = {lower <= -TVLO_INFINITY ? -kInfinite : lower, upper >= TVLO_INFINITY ? kInfinite : upper};
+  }
+  std::vector<Interval> rows(model.rows(), {0, 0});
+  std::vector<double> largest(model.rows(), 1);
+  const auto add = [&](int row, Interval term) {
+    rows[row] = sum(rows[row], term);
+    for (const double end : {term.lower, term.upper}) {
+      if (std::isfinite(end)) largest[row] = std::max(largest[row], std::abs(end));
+    }
+  };
+  const auto scaled = [](double by, Interval a) { return product({by, by}, a); };
+  const SparseMatrix& matrix = model.byRows();
+  for (int i = 0; i < model.rows(); ++i) {
+    for (int64_t k = matrix.start[i]; k < matrix.start[i + 1]; ++k) {
+      add(i, scaled(matrix.value[k], columns[matrix.index[k]]));
+    }
+  }
+  for (const RowQuadratic& q : model.quadraticRows()) {
+    for (const QuadraticEntry& e : q.form.entries()) {
+      add(q.row, e.first == e.second ? scaled(e.value, power(columns[e.first], {2, 2}))
+                                     : scaled(2 * e.value, product(columns[e.first], columns[e.second])));
+    }
+  }
+  const Formulas& formulas = model.formulas();
+  for (const Formulas::Coefficient& coef : formulas.coefficients()) {
+    if (!Formulas::isLive(coef)) continue;
+    const Interval by = coef.column == kConstantColumn ? Interval{1, 1} : columns[coef.column];
+    add(coef.row, scaled(coef.factor, product(by, rangeOf(formulas.tokens(coef), columns))));
+  }
+  for (int i = 0; i < model.rows(); ++i) {
+    const Bounds bounds = model.rowBounds(i);
+    const double room = tolerance * largest[i];
+    if (bounds.upper < TVLO_INFINITY && rows[i].lower > bounds.upper + room) return true;
+    if (bounds.lower > -TVLO_INFINITY && rows[i].upper < bounds.lower - room) return true;
+  }
+  return false;
+}
+
+}  // namespace tvlo
