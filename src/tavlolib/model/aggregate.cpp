@@ -94,6 +94,7 @@ class ProductTotal {
   bool add(PyObject* member) {
     Operand b;
     if (!classify(member, &b)) return false;
+    if (b.kind == kArray && !PyArray_Check(member)) return invalidObject() != nullptr;  // a number would repeat it
     if (total_ && isListNode(total_.get(), kNodeProduct) && b.kind >= kConstant && b.kind <= kNonlinear &&
         !(b.kind == kConstant && b.value == 0))
       return nonlin_multiplyTo(asNode(total_.get()), b) == 0;

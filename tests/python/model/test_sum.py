@@ -77,6 +77,9 @@ def test_refused_operands(x):
     ]:
         with pytest.raises((tv.ModelError, TypeError), match=text):
             tv.Sum(operand)
+    for product in ([2, "text"], [2, [x]], [x, (1,)]):
+        with pytest.raises(tv.ModelError, match="Invalid object in Sum or Prod operators"):
+            tv.Prod(product)
 
     def failing():
         yield x
