@@ -61,7 +61,7 @@ int replaceObjective(problem_s* p, PyObject* objective, int sense) {
   if (epoch != p->epoch) return fail("Variables were deleted from the problem while its objective was being set");
   if (usesTransfer(p, terms))
     return fail("The new objective uses the transfer column of the old one, which goes with it");
-  if (check_nl_unconstruct(p) != 0) return -1;
+  if (refuseUsedTransfer(p) != 0 || check_nl_unconstruct(p) != 0) return -1;
   Transfer transfer(p);
   if (terms.formulas.count > 0 && transfer.add(&terms.formulas) != 0) return -1;
   if (TVLOgetintattrib(p->prob, kColumns, &columns) != 0) return solverFailed(p);

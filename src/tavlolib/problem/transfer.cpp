@@ -45,6 +45,27 @@ Ref newRow() {
              : Ref();
 }
 
+// Whether a coefficient of the nonlinear component uses a column; -1 with an exception.
+int coefficientUses(problem_s* p, int row, int column, int wanted) {
+  if (column == wanted) return 1;
+  Array<int32_t> type;
+  Array<double> value;
+  int count = 0;
+  double factor = 0;
+  const auto fetch = [&] {
+    return TSLPgetcoefformula(p->slpprob, row, column, &factor, 1, static_cast<int>(type.capacity()), &count,
+                              type.data(), value.data());
+  };
+  constexpr int kMostlyEnough = 64;
+  for (count = kMostlyEnough; static_cast<size_t>(count) > type.capacity();) {
+    if (!type.resize(static_cast<size_t>(count)) || !value.resize(static_cast<size_t>(count))) return -1;
+    if (fetch() != 0 && static_cast<size_t>(count) <= type.capacity()) return nonlinearFailed(p);
+  }
+  for (int k = 0; k < count; ++k)
+    if (type[k] == TSLP_TOKEN_COLUMN && value[k] == wanted) return 1;
+  return 0;
+}
+
 // A list of its own for what is to be registered.
 Ref only(const Ref& object) {
   Ref list = Ref::steal(PyList_New(object ? 1 : 0));
@@ -124,6 +145,22 @@ int removeTransfer(problem_s* p) {
   if (removeEntity(p, kRow, row) != 0 || removeEntity(p, kColumn, column) != 0) return -1;  // formulas go with the row
   p->objAuxCol = p->objAuxRow = -1;
   p->nlObjective = 0;
+  return 0;
+}
+
+int refuseUsedTransfer(problem_s* p) {
+  if (!p->nlObjective) return 0;
+  int count = 0;
+  Array<int32_t> row, column;
+  if (TSLPgetcoefs(p->slpprob, &count, nullptr, nullptr) != 0) return nonlinearFailed(p);
+  if (!row.resize(static_cast<size_t>(count)) || !column.resize(static_cast<size_t>(count))) return -1;
+  if (TSLPgetcoefs(p->slpprob, &count, row.data(), column.data()) != 0) return nonlinearFailed(p);
+  for (int k = 0; k < count; ++k) {
+    if (row[k] == p->objAuxRow) continue;
+    const int uses = coefficientUses(p, row[k], column[k], p->objAuxCol);
+    if (uses < 0) return -1;
+    if (uses > 0) return fail("The transfer column of the old objective is in a formula and can't go before that");
+  }
   return 0;
 }
 

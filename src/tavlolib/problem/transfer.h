@@ -36,6 +36,8 @@ class Transfer {
   bool kept_ = false;
 };
 
+// Whether removeTransfer would fail because other formulas use the transfer column: 0, or -1 with an exception.
+int refuseUsedTransfer(problem_s* p);
 int removeTransfer(problem_s* p);  // the objective's, when it has one; 0, or -1 with an exception
 // Whether the terms use the objective's transfer column, which goes when another objective comes.
 bool usesTransfer(const problem_s* p, const Terms& terms);

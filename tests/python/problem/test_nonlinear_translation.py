@@ -266,6 +266,13 @@ def test_transfer_row_and_column_come_and_go(problem, stored, formulas, agrees):
             refused()
     with pytest.raises(tv.ModelError, match="transfer column"):
         p.setObjective(p.getVariable(4) ** 3)
+    using = tv.cos(p.getVariable(4)) <= 1
+    p.addConstraint(using)
+    for objective in (z, tv.exp(z)):
+        with pytest.raises(tv.ModelError, match="transfer column of the old objective"):
+            p.setObjective(objective)
+        assert formulas(p, 1) == {-1: (1, [MARK, X, f(27)])} and stored(p).objective.tolist() == [0, 2, 0, 0, 1, 0]
+    p.delConstraint(using)
 
     p.setObjective(tv.cos(y))  # another nonlinear one: one pair still
     m = stored(p)
