@@ -79,9 +79,10 @@ def test_a_nonconvex_quadratic_problem_has_its_status():
     ("row", "proven"),
     [
         (lambda x: [x + x >= 3, x <= 1], True),  # the linear part alone
-        (lambda x: tv.exp(x) <= -1, False),
-        (lambda x: tv.sin(x) >= 1.5, False),
-        (lambda x: x * x <= -1, False),
+        (lambda x: tv.exp(x) <= -1, True),  # no value of x
+        (lambda x: tv.sin(x) >= 1.5, True),
+        (lambda x: x * x <= -1, True),
+        (lambda x: tv.sin(x) + tv.cos(x) >= 1.45, False),
     ],
 )
 def test_infeasible_problems(row, proven):
