@@ -101,7 +101,7 @@ int call(const double* x, int nargs, void* data, Read&& read) {
   if (PyErr_Occurred()) return -1;  // raised by an earlier call: the solve is ending
   Ref args = numbers(x, nargs);
   Ref callable = Ref::borrow(static_cast<userfunc_s*>(data)->callable.get());
-  Ref result = Ref::steal(args ? PyObject_CallObject(callable.get(), args.get()) : nullptr);
+  Ref result = Ref::steal(args ? orStay([&] { return PyObject_CallObject(callable.get(), args.get()); }) : nullptr);
   return result && read(result.get()) ? 0 : -1;
 }
 

@@ -27,11 +27,11 @@ int tvl_py_print_general(const char* text, int flush) {
   if (!outputEnabled() || interpreterIsFinalizing()) return 0;
   GilHeld gil;
   ErrorStash pending;  // of a callback that raised earlier
-  if (text) PySys_FormatStdout("%s\n", text);
+  if (text) orStay([&] { PySys_FormatStdout("%s\n", text); });
   if (flush) {
     PyObject* out = PySys_GetObject("stdout");
     Ref file = Ref::borrow(out);  // the call below may replace sys.stdout
-    Ref flushed = file ? Ref::steal(PyObject_CallMethod(file.get(), "flush", nullptr)) : Ref();
+    Ref flushed = file ? Ref::steal(orStay([&] { return PyObject_CallMethod(file.get(), "flush", nullptr); })) : Ref();
     if (!flushed) PyErr_Clear();
   }
   return 0;

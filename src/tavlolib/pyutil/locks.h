@@ -1,16 +1,35 @@
 // Guards for the interpreter lock and for the environment's mutexes.
 #pragma once
 
+#include <cxxabi.h>
 #include <pthread.h>
+#include <unistd.h>
 
 #include "pyutil/python.h"
 
 namespace tavlo {
 
+// A call that may ask for the interpreter lock on a thread that is solving. While the interpreter exits it ends such a
+// thread by pthread_exit, for which native frames can't be unwound: the thread stays here until the process is gone.
+template <class Call>
+decltype(auto) orStay(Call&& call) {
+#ifdef __GLIBCXX__
+  try {
+    return call();
+  } catch (const abi::__forced_unwind&) {
+    for (;;) pause();
+  }
+#else
+  return call();
+#endif
+}
+
 class GilReleased {  // around a call that runs long and touches no Python object
  public:
   GilReleased() : state_(PyEval_SaveThread()) {}
-  ~GilReleased() { PyEval_RestoreThread(state_); }
+  ~GilReleased() {
+    orStay([this] { PyEval_RestoreThread(state_); });
+  }
   GilReleased(const GilReleased&) = delete;
   GilReleased& operator=(const GilReleased&) = delete;
 
@@ -20,7 +39,7 @@ class GilReleased {  // around a call that runs long and touches no Python objec
 
 class GilHeld {  // on a thread that the interpreter may not know
  public:
-  GilHeld() : state_(PyGILState_Ensure()) {}
+  GilHeld() : state_(orStay(PyGILState_Ensure)) {}
   ~GilHeld() { PyGILState_Release(state_); }
   GilHeld(const GilHeld&) = delete;
   GilHeld& operator=(const GilHeld&) = delete;

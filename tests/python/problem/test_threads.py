@@ -198,3 +198,28 @@ for handler in (lambda *_: print("mine"), signal.SIG_IGN, signal.default_int_han
         print("interrupted")
 """
     assert run_python(code) == "mine\ninterrupted\n"
+
+
+@pytest.mark.parametrize("nap", [0, 0.002])  # the interpreter ends the thread in the library, or in the function
+def test_the_interpreter_exits_while_a_daemon_thread_solves(nap, run_python):
+    code = f"""
+import threading, time
+import tavlo as tv
+called = threading.Event()
+def f(a):
+    called.set()
+    time.sleep({nap})
+    return a * a
+x = tv.var(lb=0.1, ub=4)
+p = tv.problem(x, tv.user(f, x) <= 2)
+p.setOutputEnabled(False)
+def solve():
+    for k in range(10**6):
+        p.setObjective(x, sense=1 - 2 * (k % 2))
+        p.solve()
+threading.Thread(target=solve, daemon=True).start()
+called.wait()
+time.sleep(0.02)
+"""
+    for _ in range(3):
+        assert run_python(code) == ""
