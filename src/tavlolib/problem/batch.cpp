@@ -1,7 +1,5 @@
 #include "problem/batch.h"
 
-#include <algorithm>
-
 namespace tavlo {
 
 int KeySet::remember(uint64_t key) {
@@ -26,18 +24,23 @@ int KeySet::add(uint64_t key, bool* fresh) {
 
 int Registration::enter(PyObject* objects, const KeySet& keys) {
   keys_ = &keys;
+  const Py_ssize_t size = PyList_GET_SIZE(list_);
   for (; entered_ < keys.size(); ++entered_)
-    if (rowcolmap_set(map_, keys[entered_], old_size_ + entered_) != 0) return PyErr_NoMemory(), -1;
-  return PyList_SetSlice(list_, old_size_, old_size_, objects);
+    if (rowcolmap_set(map_, keys[entered_], size + entered_) != 0) return PyErr_NoMemory(), -1;
+  if (PyList_SetSlice(list_, size, size, objects) != 0) return -1;
+  listed_ = PyList_GET_SIZE(objects);
+  return 0;
 }
 
 Registration::~Registration() {
   if (kept_ || !keys_) return;
   ErrorStash failure;
   for (int64_t i = 0; i < entered_; ++i) rowcolmap_del(map_, (*keys_)[i]);
-  constexpr Py_ssize_t kWithoutMemory = 8;  // the interpreter removes so many items without allocating
-  for (Py_ssize_t size = PyList_GET_SIZE(list_); size > old_size_; size = PyList_GET_SIZE(list_))
-    PyList_SetSlice(list_, std::max(old_size_, size - kWithoutMemory), size, nullptr);
+  for (; listed_ > 0; --listed_) {  // without the interpreter's functions, which may need memory
+    const Py_ssize_t last = PyList_GET_SIZE(list_) - 1;
+    const Ref removed = Ref::steal(PyList_GET_ITEM(list_, last));
+    Py_SET_SIZE(reinterpret_cast<PyVarObject*>(list_), last);
+  }
 }
 
 }  // namespace tavlo

@@ -30,10 +30,11 @@ class KeySet {
   rowcolmap* seen_ = nullptr;  // made with the first key that does not ascend
 };
 
-// Enters collected objects in a list and its map, at the end, and withdraws them again unless they are kept.
+// Enters collected objects in a list and its map, at the end, and withdraws them again unless they are kept. A deletion
+// meanwhile may put another list in the field's place.
 class Registration {
  public:
-  Registration(PyObject* list, rowcolmap* map) : list_(list), map_(map), old_size_(PyList_GET_SIZE(list)) {}
+  Registration(PyObject*& list, rowcolmap* map) : list_(list), map_(map) {}
   Registration(const Registration&) = delete;
   Registration& operator=(const Registration&) = delete;
   ~Registration();
@@ -42,11 +43,11 @@ class Registration {
   void keep() { kept_ = true; }
 
  private:
-  PyObject* list_;
+  PyObject*& list_;
   rowcolmap* map_;
-  Py_ssize_t old_size_;
   const KeySet* keys_ = nullptr;
-  int64_t entered_ = 0;
+  int64_t entered_ = 0;    // keys
+  Py_ssize_t listed_ = 0;  // objects
   bool kept_ = false;
 };
 

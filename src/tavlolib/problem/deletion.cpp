@@ -1,8 +1,10 @@
 // delVariable and delConstraint: one body over the kind's list and map.
 #include <algorithm>
+#include <new>
 
 #include "bindings/convert.h"
 #include "problem/column_table.h"
+#include "problem/transfer.h"
 #include "pyutil/ref.h"
 
 namespace tavlo {
@@ -106,20 +108,40 @@ class Compaction {
   Ref survivors_;
 };
 
-// Deletes what `gone` names from the solver and the registry.
-int remove(problem_s* p, const Kind& kind, Indices* gone) {
-  Compaction compaction;
-  const uint64_t changes = p->changes;
-  if (check_nl_unconstruct(p) != 0 || compaction.prepare(p->*kind.list, gone) != 0) return -1;
-  if (changes != p->changes) return fail("The problem was changed while objects were being deleted from it");
-  if (kind.remove(p->prob, gone->n, gone->at.data()) != 0) return solverFailed(p);
-  ++p->changes;
-  if (kind.entity == kColumn) {
-    ++p->epoch;
-    p->columns->drop();
+// Of what `gone` names, from the solver and the registry.
+class Deletion {
+ public:
+  Deletion(problem_s* p, const Kind& kind) : p_(p), kind_(kind) {}
+
+  int prepare() { return compaction_.prepare(p_->*kind_.list, &gone); }
+  int prepare(int index) {
+    if (!gone.at.resize(1)) return -1;
+    gone.at[0] = index;
+    gone.n = 1;
+    return prepare();
   }
-  compaction.apply(p->*kind.list, p->*kind.map, &(p->*kind.transfer));
-  return 0;
+  int carryOut() {
+    if (kind_.remove(p_->prob, gone.n, gone.at.data()) != 0) return solverFailed(p_);
+    ++p_->changes;
+    if (kind_.entity == kColumn) {
+      ++p_->epoch;
+      p_->columns->drop();
+    }
+    compaction_.apply(p_->*kind_.list, p_->*kind_.map, &(p_->*kind_.transfer));
+    return 0;
+  }
+
+  Indices gone;
+
+ private:
+  problem_s* p_;
+  const Kind& kind_;
+  Compaction compaction_;
+};
+
+// Garbage collections while deletions are prepared may run code.
+int refuseChanges(const problem_s* p, uint64_t changes) {
+  return changes == p->changes ? 0 : fail("The problem was changed while objects were being deleted from it");
 }
 
 // The transfer row and column of a nonlinear objective go with the objective only.
@@ -137,11 +159,14 @@ PyObject* problem_delObjects(PyObject* self, PyObject* args, PyObject* kwargs, c
   int first = -1, last = -1;
   if (!ko_ParseTupleAndKeywords(args, kwargs, "|Oii", kNames, nullptr, &index, &first, &last)) return nullptr;
   if (checkProblemIsInitialized(p) != 0) return nullptr;
-  Indices gone;
-  if (indicesOf(p, kind, index, first, last, &gone) != 0) return nullptr;
-  if (gone.n == 0) Py_RETURN_NONE;
+  Deletion deletion(p, kind);
+  if (indicesOf(p, kind, index, first, last, &deletion.gone) != 0) return nullptr;
+  if (deletion.gone.n == 0) Py_RETURN_NONE;
   const bool formulas = hasNonlinearContent(p);
-  if (refuseTransfer(p, kind, gone) != 0 || remove(p, kind, &gone) != 0) return nullptr;
+  const uint64_t changes = p->changes;
+  if (refuseTransfer(p, kind, deletion.gone) != 0 || check_nl_unconstruct(p) != 0 || deletion.prepare() != 0 ||
+      refuseChanges(p, changes) != 0 || deletion.carryOut() != 0)
+    return nullptr;
   if (formulas && countNonlinearRows(p) != 0) return nullptr;
   Py_RETURN_NONE;
 }
@@ -175,13 +200,21 @@ constexpr char kDelConstraintDoc[] = TAVLO_DELETION_DOC("delConstraint", "constr
 
 }  // namespace
 
-int removeEntity(problem_s* p, EntityKind kind, int index) {
-  Indices gone;
-  if (!gone.at.resize(1)) return -1;
-  gone.at[0] = index;
-  gone.n = 1;
-  return remove(p, kind == kRow ? kConstraints : kVariables, &gone);
+struct PairDeletion::Parts {
+  Deletion row, column;
+};
+
+PairDeletion::PairDeletion() = default;
+PairDeletion::~PairDeletion() = default;
+
+int PairDeletion::prepare(problem_s* p, int row, int column) {
+  const uint64_t changes = p->changes;
+  parts_.reset(new (std::nothrow) Parts{{p, kConstraints}, {p, kVariables}});
+  if (!parts_) return PyErr_NoMemory(), -1;
+  return parts_->row.prepare(row) == 0 && parts_->column.prepare(column) == 0 ? refuseChanges(p, changes) : -1;
 }
+
+int PairDeletion::carryOut() { return parts_->row.carryOut() == 0 ? parts_->column.carryOut() : -1; }
 
 const PyMethodDef* deletionMethods() {
   static const PyMethodDef methods[] = {

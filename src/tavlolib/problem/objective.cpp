@@ -9,66 +9,89 @@ namespace {
 
 constexpr int kColumns = 1214, kObjectiveSense = 12146;
 
-// Quadratic entries to send: the old ones as zeros, then the new ones.
-int replaceQuadratic(problem_s* p, int columns, const Terms& terms) {
-  int64_t old = 0;
-  if (columns > 0 && TVLOgetmqobj64(p->prob, nullptr, nullptr, nullptr, 0, &old, 0, columns - 1) != 0)
-    return solverFailed(p);
-  if (old == 0 && terms.nquad == 0) return 0;
-  const auto total = static_cast<size_t>(old + terms.nquad);
-  Array<int64_t> start;
-  Array<int32_t> first, second;
-  Array<double> value;
-  if (!start.resize(static_cast<size_t>(columns) + 1) || !first.resize(total) || !second.resize(total) ||
-      !value.resize(total))
-    return -1;
-  if (old > 0) {
-    if (TVLOgetmqobj64(p->prob, start.data(), second.data(), value.data(), old, &old, 0, columns - 1) != 0)
-      return solverFailed(p);
-    for (int j = 0; j < columns; ++j)
-      for (int64_t k = start[j]; k < (j + 1 < columns ? start[j + 1] : old); ++k) first[k] = j;
-    std::fill_n(value.data(), old, 0.0);
+// The coefficients to send, made before any is sent.
+class Coefficients {
+ public:
+  Coefficients(problem_s* p, const Terms& terms) : p_(p), terms_(terms) {}
+
+  // `transfer` is the column that stands for the nonlinear part, or -1. 0, or -1 with an exception.
+  int prepare(int transfer) {
+    if (TVLOgetintattrib(p_->prob, kColumns, &columns_) != 0) return solverFailed(p_);
+    return prepareQuadratic() == 0 ? prepareLinear(transfer) : -1;
   }
-  std::copy_n(terms.qcol1.data(), terms.nquad, first.data() + old);
-  std::copy_n(terms.qcol2.data(), terms.nquad, second.data() + old);
-  std::copy_n(terms.qcoef.data(), terms.nquad, value.data() + old);
-  return TVLOchgmqobj64(p->prob, static_cast<int64_t>(total), first.data(), second.data(), value.data()) == 0
-             ? 0
-             : solverFailed(p);
-}
 
-// Every cost and, at column -1, minus the constant; `transfer` is the column that stands for the nonlinear part, or -1.
-int replaceLinear(problem_s* p, int columns, int transfer, const Terms& terms) {
-  const auto n = static_cast<size_t>(columns);
-  Array<int32_t> column;
-  Array<double> cost;
-  if (!column.resize(n + 1) || !cost.resize(n + 1)) return -1;
-  for (int j = 0; j < columns; ++j) column[j] = j;
-  std::fill_n(cost.data(), n, 0.0);
-  for (int64_t k = 0; k < terms.nlin; ++k) cost[terms.colind[k]] += terms.coef[k];
-  if (transfer >= 0) cost[transfer] = 1;
-  column[n] = -1;
-  cost[n] = 0 - terms.constant;
-  return TVLOchgobj(p->prob, columns + 1, column.data(), cost.data()) == 0 ? 0 : solverFailed(p);
-}
+  int send() {
+    return (total_ == 0 || TVLOchgmqobj64(p_->prob, total_, first_.data(), second_.data(), value_.data()) == 0) &&
+                   TVLOchgobj(p_->prob, columns_ + 1, column_.data(), cost_.data()) == 0
+               ? 0
+               : solverFailed(p_);
+  }
 
-// The new transfer column and row come before the old ones go, so that a failure finds the old objective's.
+ private:
+  // The old entries as zeros, then the new ones.
+  int prepareQuadratic() {
+    int64_t old = 0;
+    if (columns_ > 0 && TVLOgetmqobj64(p_->prob, nullptr, nullptr, nullptr, 0, &old, 0, columns_ - 1) != 0)
+      return solverFailed(p_);
+    total_ = old + terms_.nquad;
+    if (total_ == 0) return 0;
+    const auto total = static_cast<size_t>(total_);
+    Array<int64_t> start;
+    if (!start.resize(static_cast<size_t>(columns_) + 1) || !first_.resize(total) || !second_.resize(total) ||
+        !value_.resize(total))
+      return -1;
+    if (old > 0) {
+      if (TVLOgetmqobj64(p_->prob, start.data(), second_.data(), value_.data(), old, &old, 0, columns_ - 1) != 0)
+        return solverFailed(p_);
+      for (int j = 0; j < columns_; ++j)
+        for (int64_t k = start[j]; k < (j + 1 < columns_ ? start[j + 1] : old); ++k) first_[k] = j;
+      std::fill_n(value_.data(), old, 0.0);
+    }
+    std::copy_n(terms_.qcol1.data(), terms_.nquad, first_.data() + old);
+    std::copy_n(terms_.qcol2.data(), terms_.nquad, second_.data() + old);
+    std::copy_n(terms_.qcoef.data(), terms_.nquad, value_.data() + old);
+    return 0;
+  }
+
+  // Every cost and, at column -1, minus the constant.
+  int prepareLinear(int transfer) {
+    const auto n = static_cast<size_t>(columns_);
+    if (!column_.resize(n + 1) || !cost_.resize(n + 1)) return -1;
+    for (int j = 0; j < columns_; ++j) column_[j] = j;
+    std::fill_n(cost_.data(), n, 0.0);
+    for (int64_t k = 0; k < terms_.nlin; ++k) cost_[terms_.colind[k]] += terms_.coef[k];
+    if (transfer >= 0) cost_[transfer] = 1;
+    column_[n] = -1;
+    cost_[n] = 0 - terms_.constant;
+    return 0;
+  }
+
+  problem_s* p_;
+  const Terms& terms_;
+  int columns_ = 0;
+  int64_t total_ = 0;
+  Array<int32_t> first_, second_, column_;
+  Array<double> value_, cost_;
+};
+
+// The new transfer column and row come before the old ones go, so that a failure finds the old objective's. What needs
+// memory comes before the first change of the old objective.
 int replaceObjective(problem_s* p, PyObject* objective, int sense) {
   Terms terms;
-  int columns = 0;
   const uint64_t epoch = p->epoch;
   if (convertExpr(p, objective, nullptr, &terms) != 0) return -1;
   if (epoch != p->epoch) return fail("Variables were deleted from the problem while its objective was being set");
   if (usesTransfer(p, terms))
     return fail("The new objective uses the transfer column of the old one, which goes with it");
-  if (refuseUsedTransfer(p) != 0 || check_nl_unconstruct(p) != 0) return -1;
+  if (check_nl_unconstruct(p) != 0) return -1;
   Transfer transfer(p);
   if (terms.formulas.count > 0 && transfer.add(&terms.formulas) != 0) return -1;
-  if (TVLOgetintattrib(p->prob, kColumns, &columns) != 0) return solverFailed(p);
-  if (replaceQuadratic(p, columns, terms) != 0 || replaceLinear(p, columns, transfer.column(), terms) != 0) return -1;
+  OldTransfer old(p);
+  Coefficients coefficients(p, terms);
+  if (old.prepare() != 0 || coefficients.prepare(transfer.column()) != 0 || coefficients.send() != 0) return -1;
   if (TVLOchgobjsense(p->prob, sense) != 0) return solverFailed(p);
   if (TSLPsetdblcontrol(p->slpprob, kObjectiveSense, sense) != 0) return nonlinearFailed(p);
-  return removeTransfer(p) == 0 ? transfer.keep() : -1;
+  return old.remove() == 0 ? transfer.keep() : -1;
 }
 
 PyDoc_STRVAR(kSetObjectiveDoc, R"(setObjective($self, /, objective, sense=1)

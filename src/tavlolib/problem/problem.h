@@ -115,9 +115,6 @@ inline bool hasNonlinearContent(const problem_s* p) { return p->nlRowCount > 0 |
 int countNonlinearRows(problem_s* p);    // sets nlRowCount anew; 0, or -1 with an exception
 int check_nl_unconstruct(problem_s* p);  // before a change of the model: takes away what a solve has built
 
-// deletion.cpp
-int removeEntity(problem_s* p, EntityKind kind, int index);  // 0, or -1 with an exception and nothing changed
-
 // solve.cpp
 int isMixedInteger(problem_s* p, bool* mixed);  // 0, or -1 with an exception
 enum class Source { linear, mixed, nonlinear };

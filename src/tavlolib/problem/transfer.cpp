@@ -66,6 +66,21 @@ int coefficientUses(problem_s* p, int row, int column, int wanted) {
   return 0;
 }
 
+int refuseUsed(problem_s* p) {
+  int count = 0;
+  Array<int32_t> row, column;
+  if (TSLPgetcoefs(p->slpprob, &count, nullptr, nullptr) != 0) return nonlinearFailed(p);
+  if (!row.resize(static_cast<size_t>(count)) || !column.resize(static_cast<size_t>(count))) return -1;
+  if (TSLPgetcoefs(p->slpprob, &count, row.data(), column.data()) != 0) return nonlinearFailed(p);
+  for (int k = 0; k < count; ++k) {
+    if (row[k] == p->objAuxRow) continue;
+    const int uses = coefficientUses(p, row[k], column[k], p->objAuxCol);
+    if (uses < 0) return -1;
+    if (uses > 0) return fail("The transfer column of the old objective is in a formula and can't go before that");
+  }
+  return 0;
+}
+
 // A list of its own for what is to be registered.
 Ref only(const Ref& object) {
   Ref list = Ref::steal(PyList_New(object ? 1 : 0));
@@ -137,30 +152,18 @@ int Transfer::keep() {
   return named ? 0 : solverFailed(p_);
 }
 
-int removeTransfer(problem_s* p) {
-  if (!p->nlObjective) return 0;
-  const int column = p->objAuxCol, row = p->objAuxRow;
-  if (setRowStatus(p, row, false) != 0 || setDeterminingRow(p, column, -1) != 0) return -1;
-  if (TSLPdelvars(p->slpprob, 1, &column) != 0) return nonlinearFailed(p);
-  if (removeEntity(p, kRow, row) != 0 || removeEntity(p, kColumn, column) != 0) return -1;  // formulas go with the row
-  p->objAuxCol = p->objAuxRow = -1;
-  p->nlObjective = 0;
-  return 0;
+int OldTransfer::prepare() {
+  return p_->nlObjective ? (refuseUsed(p_) == 0 ? pair_.prepare(p_, p_->objAuxRow, p_->objAuxCol) : -1) : 0;
 }
 
-int refuseUsedTransfer(problem_s* p) {
-  if (!p->nlObjective) return 0;
-  int count = 0;
-  Array<int32_t> row, column;
-  if (TSLPgetcoefs(p->slpprob, &count, nullptr, nullptr) != 0) return nonlinearFailed(p);
-  if (!row.resize(static_cast<size_t>(count)) || !column.resize(static_cast<size_t>(count))) return -1;
-  if (TSLPgetcoefs(p->slpprob, &count, row.data(), column.data()) != 0) return nonlinearFailed(p);
-  for (int k = 0; k < count; ++k) {
-    if (row[k] == p->objAuxRow) continue;
-    const int uses = coefficientUses(p, row[k], column[k], p->objAuxCol);
-    if (uses < 0) return -1;
-    if (uses > 0) return fail("The transfer column of the old objective is in a formula and can't go before that");
-  }
+int OldTransfer::remove() {
+  if (!p_->nlObjective) return 0;
+  const int column = p_->objAuxCol, row = p_->objAuxRow;
+  if (setRowStatus(p_, row, false) != 0 || setDeterminingRow(p_, column, -1) != 0) return -1;
+  if (TSLPdelvars(p_->slpprob, 1, &column) != 0) return nonlinearFailed(p_);
+  if (pair_.carryOut() != 0) return -1;  // formulas go with the row
+  p_->objAuxCol = p_->objAuxRow = -1;
+  p_->nlObjective = 0;
   return 0;
 }
 

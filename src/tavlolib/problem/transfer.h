@@ -3,6 +3,8 @@
 // the registry stay the solver's indices.
 #pragma once
 
+#include <memory>
+
 #include "problem/batch.h"
 #include "problem/problem.h"
 #include "problem/translate.h"
@@ -20,7 +22,7 @@ class Transfer {
 
   int add(Formulas* formulas);  // which become the row's; 0, or -1 with an exception
   int column() const { return column_; }
-  // It becomes the objective's, once removeTransfer has taken the old one away. 0, or -1 when it can't be named.
+  // It becomes the objective's, once OldTransfer has taken the old one away. 0, or -1 when it can't be named.
   int keep();
 
  private:
@@ -36,9 +38,31 @@ class Transfer {
   bool kept_ = false;
 };
 
-// Whether removeTransfer would fail because other formulas use the transfer column: 0, or -1 with an exception.
-int refuseUsedTransfer(problem_s* p);
-int removeTransfer(problem_s* p);  // the objective's, when it has one; 0, or -1 with an exception
+// A row and a column that go together. What needs memory is done by prepare.
+class PairDeletion {
+ public:
+  PairDeletion();
+  ~PairDeletion();
+  int prepare(problem_s* p, int row, int column);  // 0, or -1 with an exception
+  int carryOut();
+
+ private:
+  struct Parts;
+  std::unique_ptr<Parts> parts_;
+};
+
+// The pair of the objective that is to be replaced, if it has one.
+class OldTransfer {
+ public:
+  explicit OldTransfer(problem_s* p) : p_(p) {}
+  int prepare();  // 0, or -1 with an exception, also where another formula uses the column
+  int remove();
+
+ private:
+  problem_s* p_;
+  PairDeletion pair_;
+};
+
 // Whether the terms use the objective's transfer column, which goes when another objective comes.
 bool usesTransfer(const problem_s* p, const Terms& terms);
 

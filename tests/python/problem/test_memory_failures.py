@@ -69,3 +69,34 @@ def test_running_out_of_memory(name, agrees, tmp_path):
     del p
     variables = constraints = None
     assert [sys.getrefcount(o) for o in x + new + rows] == before
+
+
+@pytest.mark.parametrize("new", [lambda x: tv.cos(x[1]) + x[0] * x[1] + 7, lambda x: x[1] * x[1] - 2])
+def test_a_nonlinear_objective_survives_failing_replacements(new, agrees, stored, quadratic, formulas):
+    x = [tv.var(name=f"v{i}") for i in range(3)]
+    old = tv.exp(x[0]) + x[0] * x[2] + 3
+
+    def objective(p):
+        m = stored(p)
+        agrees(p)
+        return m.objective.tolist(), m.constant, quadratic(p, None), formulas(p, 0), m.column_name, m.row_name
+
+    failures = 0
+    for n in range(1, 1000):
+        p = Problem(x, old)
+        before, changed = objective(p), new(x)
+        testcapi.set_nomemory(n, n + 1)
+        try:
+            p.setObjective(changed, sense=-1)
+        except MemoryError:
+            failures += 1
+            testcapi.remove_mem_hooks()
+            assert objective(p) == before
+        else:
+            testcapi.remove_mem_hooks()
+            assert objective(p) != before
+            if n > failures + 10:
+                break
+        finally:
+            testcapi.remove_mem_hooks()
+    assert failures > 0
