@@ -1,9 +1,10 @@
 // Guards for the interpreter lock and for the environment's mutexes.
 #pragma once
 
-#include <cxxabi.h>
 #include <pthread.h>
 #include <unistd.h>
+
+#include <exception>
 
 #include "pyutil/python.h"
 
@@ -13,15 +14,12 @@ namespace tavlo {
 // thread by pthread_exit, for which native frames can't be unwound: the thread stays here until the process is gone.
 template <class Call>
 decltype(auto) orStay(Call&& call) {
-#ifdef __GLIBCXX__
   try {
     return call();
-  } catch (const abi::__forced_unwind&) {
-    for (;;) pause();
+  } catch (...) {
+    if (std::current_exception()) throw;
+    for (;;) pause();  // what unwinds is no C++ exception
   }
-#else
-  return call();
-#endif
 }
 
 class GilReleased {  // around a call that runs long and touches no Python object
