@@ -79,8 +79,13 @@ void ModelProgram::number(const Model& model) {
 
 void ModelProgram::takeBounds(const Model& model) {
   for (const int j : modelColumns_) {
-    columnLower.push_back(model.lower()[j]);
-    columnUpper.push_back(model.upper()[j]);
+    double lower = model.lower()[j], upper = model.upper()[j];
+    // Bounds that cross by rounding, such as 0.1 + 0.2 and 0.3, meet half-way.
+    if (lower > upper && lower - upper <= 1e-9 * std::max(1.0, std::abs(lower))) {
+      lower = upper = lower / 2 + upper / 2;
+    }
+    columnLower.push_back(lower);
+    columnUpper.push_back(upper);
   }
   for (const int i : modelRows_) {
     const Bounds bounds = model.rowBounds(i);

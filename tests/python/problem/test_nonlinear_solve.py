@@ -88,6 +88,8 @@ def test_infeasible_problems_are_told():
     for row in (tv.sin(x) >= 2, tv.exp(z) <= -1, tv.sin(x) * tv.cos(z) >= 1.5, z**0.5 + tv.abs(x) * z <= -1):
         assert statusOf(x, z, row) == "nlp_infeasible"
     assert statusOf(x, z, x + tv.exp(z) <= 0, x >= 3) == "nlp_locally_infeasible"  # true, but not seen
+    rounded = tv.var(lb=0.1 + 0.2, ub=0.3)  # bounds that cross by rounding only
+    assert statusOf(rounded, x, tv.exp(rounded) + x <= 4, -x - rounded) == "nlp_solution"
     assert statusOf(x, tv.max(x * 0 + 1, 2) <= 1) == "nlp_infeasible"
     assert statusOf(x, tv.max(x * 0 + 1, 2) <= 3) == "nlp_globally_optimal"
 
