@@ -11,6 +11,7 @@ namespace tvlo {
 namespace {
 
 constexpr double kWhole = std::numeric_limits<double>::infinity();
+constexpr double kClearly = 1e-2;
 
 void raise(double& worst, double by) { worst = std::isnan(by) ? kWhole : std::max(worst, by); }
 
@@ -38,6 +39,8 @@ void checkPair(AnswerCheck& check, double multiplier, double value, double lower
   if (std::abs(bound) >= TVLO_INFINITY) return raise(check.dual, std::abs(multiplier) / scale);
   const double distance = std::max(0.0, multiplier > 0 ? value - bound : bound - value);
   raise(check.complementarity, std::abs(multiplier) * distance / std::max(1.0, std::abs(objective)));
+  // However large the objective is, what is clearly off its bound does not hold the point.
+  if (distance > kClearly * std::max(1.0, std::abs(bound))) raise(check.dual, std::abs(multiplier) / scale);
 }
 
 }  // namespace

@@ -281,4 +281,14 @@ int Elements::degree() const {
   return most;
 }
 
+bool Elements::hasKinks() const {
+  const auto kink = [](const TapeOp& op) {
+    return op.op == Op::abs || op.op == Op::min || op.op == Op::max || op.op == Op::pwl;
+  };
+  return std::any_of(groups_.begin(), groups_.end(), [&](const auto& group) {
+    const std::vector<TapeOp>& ops = group->tape.code().ops;
+    return std::any_of(ops.begin(), ops.end(), kink);
+  });
+}
+
 }  // namespace tvlo

@@ -41,6 +41,7 @@ class Elements {
 
   // Degree of every element as a polynomial of its variables, at most 2; 3 stands for all else.
   int degree() const;
+  bool hasKinks() const;
 
  private:
   struct Group {

@@ -30,10 +30,14 @@ void EpigraphFinder::findJumps(const Expression& expression) {
   }
 }
 
+bool EpigraphFinder::jumps(const PwlTable& table) {
+  return std::adjacent_find(table.x.begin(), table.x.end()) != table.x.end();
+}
+
 // For place -1: concave.
 bool EpigraphFinder::convex(const PwlTable& table, int place) {
   const size_t pieces = table.x.size() - 1;
-  if (pieces > kMostPieces) return false;
+  if (pieces > kMostPieces || jumps(table)) return false;
   double largest = 0;
   for (size_t k = 0; k < pieces; ++k) largest = std::max(largest, std::abs(slopeOf(table, k)));
   for (size_t k = 1; k < pieces; ++k) {
@@ -56,6 +60,17 @@ bool EpigraphFinder::liftable(const Expression& expression, int k, int place) co
     default:
       return false;
   }
+}
+
+// 1: the kink is the largest of its pieces, -1: the least one, 0: neither.
+int EpigraphFinder::exactSide(const Expression& expression, int k) const {
+  return liftable(expression, k, 1) ? 1 : liftable(expression, k, -1) ? -1 : 0;
+}
+
+bool EpigraphFinder::splits(const Expression& expression, int k) const {
+  const ExpressionNode& node = expression.node(k);
+  return node.op == Op::pwl && !jumps_[k] && tables_[node.b].x.size() <= kMostPieces && !jumps(tables_[node.b]) &&
+         exactSide(expression, k) == 0;
 }
 
 // Whether that can be seen from its form.
@@ -148,6 +163,17 @@ EpigraphFinder::Places EpigraphFinder::placesOf(const Expression& expression, in
   }
 }
 
+void EpigraphFinder::addPieces(const PwlTable& table, int operand) {
+  for (size_t i = 0; i + 1 < table.x.size(); ++i) {
+    const double slope = slopeOf(table, i);
+    if (slope == 0) {
+      pieces_.push_back({-1, 0, table.y[i]});
+    } else {
+      pieces_.push_back({operand, slope, table.y[i] - slope * table.x[i]});
+    }
+  }
+}
+
 void EpigraphFinder::gatherPieces(const Expression& expression, int k, int place) {
   pieces_.clear();
   open_.assign(1, k);
@@ -165,15 +191,7 @@ void EpigraphFinder::gatherPieces(const Expression& expression, int k, int place
       pieces_.push_back({node.a, 1, 0});
       pieces_.push_back({node.a, -1, 0});
     } else if (node.op == Op::pwl) {
-      const PwlTable& table = tables_[node.b];
-      for (size_t i = 0; i + 1 < table.x.size(); ++i) {
-        const double slope = slopeOf(table, i);
-        if (slope == 0) {
-          pieces_.push_back({-1, 0, table.y[i]});
-        } else {
-          pieces_.push_back({node.a, slope, table.y[i] - slope * table.x[i]});
-        }
-      }
+      addPieces(tables_[node.b], node.a);
     } else {
       open_.push_back(node.b);
       open_.push_back(node.a);
@@ -181,58 +199,110 @@ void EpigraphFinder::gatherPieces(const Expression& expression, int k, int place
   }
 }
 
+// A kink that its place doesn't suit counts as one that nothing is known of.
+int EpigraphFinder::placeFor(const Expression& expression, int k, int place) const {
+  if (!all_ || place == 0 || liftable(expression, k, place)) return place;
+  return exactSide(expression, k) != 0 || splits(expression, k) ? 0 : place;
+}
+
+void EpigraphFinder::demand(const Expression& expression, int k, int place) {
+  if (place != 0 || all_) demanded_[at(k, placeFor(expression, k, place))] = true;
+}
+
 void EpigraphFinder::demandOperands(const Expression& expression, int k, int place) {
-  if (liftable(expression, k, place)) {
-    gatherPieces(expression, k, place);
+  const int side = place != 0 ? place : exactSide(expression, k);
+  if (side != 0 && liftable(expression, k, side)) {
+    gatherPieces(expression, k, side);
     for (const EpigraphPiece& piece : pieces_) {
-      if (piece.node >= 0) demand(piece.node, place * signOf(piece.scale));
+      if (piece.node >= 0) demand(expression, piece.node, place * signOf(piece.scale));
     }
     return;
   }
   const ExpressionNode& node = expression.node(k);
-  const Places places = placesOf(expression, k, place);
-  if (places.a != 0) demand(node.a, places.a);
-  if (places.b != 0) demand(node.b, places.b);
+  if (node.op == Op::user) return;
+  const Places places = place != 0 ? placesOf(expression, k, place) : Places{};
+  int operand = 0;
+  expression.forOperands(node, [&](int o) { demand(expression, o, operand++ == 0 ? places.a : places.b); });
+}
+
+// The column in the place of a kink.
+int EpigraphFinder::put(Expression& expression, int k, int place, int side, int column, std::vector<Epigraph>& found) {
+  gatherPieces(expression, k, side);
+  for (EpigraphPiece& piece : pieces_) {
+    if (piece.node >= 0) piece.node = copyFor(expression, piece.node, place * signOf(piece.scale));
+  }
+  found.push_back({column, side, k, place == 0, pieces_});
+  return expression.add({Op::column, column});
+}
+
+// A pwl as the difference of two convex ones: one's slope takes all that the slope gains, the other's all that it
+// loses.
+int EpigraphFinder::split(Expression& expression, const ExpressionNode& node, int column,
+                          std::vector<Epigraph>& found) {
+  const PwlTable whole = tables_[node.b];
+  PwlTable rising = whole, falling = whole;
+  double up = slopeOf(whole, 0), down = 0, slope = up;
+  falling.y[0] = 0;
+  for (size_t k = 0; k + 1 < rising.x.size(); ++k) {
+    const double next = slopeOf(whole, k);
+    up += std::max(0.0, next - slope);
+    down += std::max(0.0, slope - next);
+    slope = next;
+    rising.y[k + 1] = rising.y[k] + up * (rising.x[k + 1] - rising.x[k]);
+    falling.y[k + 1] = falling.y[k] + down * (falling.x[k + 1] - falling.x[k]);
+  }
+  int columns[2];
+  for (const int part : {0, 1}) {
+    tables_.push_back(part == 0 ? rising : falling);
+    const auto table = static_cast<int>(tables_.size()) - 1;
+    pieces_.clear();
+    addPieces(tables_[table], copyFor(expression, node.a, 0));
+    found.push_back({column + part, 1, expression.add({Op::pwl, node.a, table}), true, pieces_});
+    columns[part] = expression.add({Op::column, column + part});
+  }
+  return expression.add({Op::sub, columns[0], columns[1]});
 }
 
 // What comes in the place of a node whose operands are done.
-void EpigraphFinder::replace(Expression& expression, int k, int place, int nextColumn, std::vector<Epigraph>& found) {
-  if (liftable(expression, k, place)) {
-    gatherPieces(expression, k, place);
-    for (EpigraphPiece& piece : pieces_) {
-      if (piece.node >= 0) piece.node = copyOf(piece.node, place * signOf(piece.scale));
-    }
-    found.push_back({nextColumn, place, k, pieces_});
-    copyOf(k, place) = expression.add({Op::column, nextColumn});
+void EpigraphFinder::replace(Expression& expression, int k, int place, int column, std::vector<Epigraph>& found) {
+  const int side = place != 0 ? place : exactSide(expression, k);
+  if (side != 0 && liftable(expression, k, side)) {
+    copyOf(k, place) = put(expression, k, place, side, column, found);
     return;
   }
   ExpressionNode node = expression.node(k);
-  const Places places = placesOf(expression, k, place);
-  if (places.a != 0) node.a = copyOf(node.a, places.a);
-  if (places.b != 0) node.b = copyOf(node.b, places.b);
+  if (node.op == Op::user || node.op == Op::column || node.op == Op::constant) return;
+  if (place == 0 && splits(expression, k)) {
+    copyOf(k, 0) = split(expression, node, column, found);
+    return;
+  }
+  const Places places = place != 0 ? placesOf(expression, k, place) : Places{};
+  node.a = copyFor(expression, node.a, places.a);
+  if (node.op != Op::pwl && node.b >= 0) node.b = copyFor(expression, node.b, places.b);
   if (node.a != expression.node(k).a || node.b != expression.node(k).b) copyOf(k, place) = expression.add(node);
 }
 
-int EpigraphFinder::lift(Expression& expression, int place, int nextColumn, std::vector<Epigraph>& found) {
+int EpigraphFinder::lift(Expression& expression, int place, bool all, int nextColumn, std::vector<Epigraph>& found) {
   const int root = expression.root();
   found.clear();
-  if (place == 0 || !expression.hasKinks()) return root;
+  if ((place == 0 && !all) || !expression.hasKinks()) return root;
+  all_ = all;
   findJumps(expression);
-  demanded_.assign(2 * static_cast<size_t>(root + 1), false);
+  demanded_.assign(3 * static_cast<size_t>(root + 1), false);
   copy_.resize(demanded_.size());
-  for (int k = 0; k <= root; ++k) copyOf(k, 1) = copyOf(k, -1) = k;
-  demand(root, place);
+  for (int k = 0; k <= root; ++k) copyOf(k, 1) = copyOf(k, 0) = copyOf(k, -1) = k;
+  demand(expression, root, place);
   for (int k = root; k >= 0; --k) {
-    for (const int p : {1, -1}) {
+    for (const int p : {1, 0, -1}) {
       if (demanded_[at(k, p)]) demandOperands(expression, k, p);
     }
   }
   for (int k = 0; k <= root; ++k) {
-    for (const int p : {1, -1}) {
+    for (const int p : {1, 0, -1}) {
       if (demanded_[at(k, p)]) replace(expression, k, p, nextColumn + static_cast<int>(found.size()), found);
     }
   }
-  return copyOf(root, place);
+  return copyFor(expression, root, place);
 }
 
 }  // namespace tvlo

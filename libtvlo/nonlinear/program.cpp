@@ -152,8 +152,9 @@ void ModelProgram::readFormula(const Model& model, const Formulas::Coefficient& 
   const double factor = transfer ? -transferDual() * coef.factor : coef.factor;
   expression_.read(model.formulas().tokens(coef));
   if (coef.column != kConstantColumn) expression_.multiplyByColumn(coef.column);
-  const int place = kinks_ == Kinks::lifted ? kinkPlace(target, factor) : 0;
-  const int root = finder_.lift(expression_, place, static_cast<int>(columnOf_.size()), epigraphs_);
+  const int place = kinks_ == Kinks::kept ? 0 : kinkPlace(target, factor);
+  const int root =
+      finder_.lift(expression_, place, kinks_ == Kinks::exact, static_cast<int>(columnOf_.size()), epigraphs_);
   for (const Epigraph& epigraph : epigraphs_) addEpigraph(epigraph);
   addParts(root, factor, target);
 }
@@ -191,8 +192,11 @@ void ModelProgram::addEpigraph(const Epigraph& epigraph) {
   cost_.push_back(0);
   columnLower.push_back(-TVLO_INFINITY);
   columnUpper.push_back(TVLO_INFINITY);
+  if (epigraph.exact) {
+    exactKinks_.push_back({columns() - 1, epigraph.side, rows(), static_cast<int>(epigraph.pieces.size())});
+  }
   for (const EpigraphPiece& piece : epigraph.pieces) {
-    if (piece.node < 0) {
+    if (piece.node < 0 && !epigraph.exact) {
       if (atLeast) columnLower.back() = std::max(columnLower.back(), piece.offset);
       if (!atLeast) columnUpper.back() = std::min(columnUpper.back(), piece.offset);
       continue;
@@ -202,7 +206,14 @@ void ModelProgram::addEpigraph(const Epigraph& epigraph) {
     rowUpper.push_back(atLeast ? TVLO_INFINITY : 0);
     rowConstant_.push_back(-piece.offset);
     addLinear(row, epigraph.column, 1);
-    addParts(piece.node, -piece.scale, row);
+    if (piece.node >= 0) addParts(piece.node, -piece.scale, row);
+  }
+}
+
+void ModelProgram::choosePiece(const ExactKink& kink, int piece) {
+  for (int k = 0; k < kink.pieces; ++k) {
+    rowLower[kink.firstRow + k] = kink.side > 0 || k == piece ? 0 : -TVLO_INFINITY;
+    rowUpper[kink.firstRow + k] = kink.side < 0 || k == piece ? 0 : TVLO_INFINITY;
   }
 }
 

@@ -19,7 +19,14 @@
 
 namespace tvlo {
 
-enum class Kinks { lifted, kept };
+// What becomes of kinks: taken out where a row does in their place; all taken out; none.
+enum class Kinks { lifted, exact, kept };
+
+// One that is taken out exactly, by a column that is at least (side 1) or at most (-1) what its pieces say, and to
+// equal one of them. The rows: column - piece, for each piece.
+struct ExactKink {
+  int column, side, firstRow, pieces;
+};
 
 class ModelProgram final : public NlpProgram {
  public:
@@ -42,6 +49,11 @@ class ModelProgram final : public NlpProgram {
 
   // Sets the columns that stand for kinks to the kinks' values at a point; false when they have none.
   bool complete(std::vector<double>& x);
+
+  // With Kinks::exact. No piece is chosen at first: until then the program is a relaxation.
+  const std::vector<ExactKink>& exactKinks() const { return exactKinks_; }
+  void choosePiece(const ExactKink& kink, int piece);
+  bool hasKinks() const { return objectiveElements_.hasKinks() || rowElements_.hasKinks(); }  // that are left
 
   // The column that the objective took the place of, and its row; -1: none.
   int transferColumn() const { return transfer_.column; }
@@ -100,6 +112,7 @@ class ModelProgram final : public NlpProgram {
   };
   std::vector<Term> linear_;  // of the rows
   std::vector<Quadratic> objectiveQuadratics_, rowQuadratics_;
+  std::vector<ExactKink> exactKinks_;
   std::vector<int> jacobianStart_;
   std::vector<double> jacobianBase_;  // the linear part
 

@@ -12,6 +12,7 @@
 #include "nonlinear/by_optimizer.h"
 #include "nonlinear/component.h"
 #include "nonlinear/interval.h"
+#include "nonlinear/pieces.h"
 #include "nonlinear/proof.h"
 #include "nonlinear/ray.h"
 #include "nonlinear/second_order.h"
@@ -31,6 +32,9 @@ constexpr double kOptimal = 1e-5;
 constexpr double kUnbounded = 1e8;
 // What lies so many times farther out than the start, or the origin, may be no optimum but a way to infinity.
 constexpr double kFar = 1e6;
+constexpr int kMostDescents = 4;
+constexpr int64_t kKinkedIterations = 200;
+constexpr double kMostFactorWork = 3e8;
 
 class NonlinearSolver {
  public:
@@ -46,7 +50,12 @@ class NonlinearSolver {
     old_ = std::move(solution().point);
     const bool warm = solution().warm && problem_.controls.getInt(control::keepbasis) != 0 && oldFits();
     solution() = NonlinearSolution();
-    program_.emplace(model_);
+    lifted_.emplace(model_);
+    program_ = &*lifted_;
+    if (program_->hasKinks()) {
+      across_.emplace(model_, Kinks::exact);
+      if (across_->exactKinks().empty()) across_.reset();
+    }
     convex_ = isConvex(*program_);
     program_->quadratic = program_->quadratic && convex_;  // engines take that for leave to skip safeguards
     announce();
@@ -56,9 +65,13 @@ class NonlinearSolver {
       const bool lifted = program_->columns() > static_cast<int>(program_->modelColumns().size());
       const bool simple = program_->isLinear() || (program_->quadratic && lifted);
       if (!simple || controls_.getInt(slpcontrol::nlp_method) != 0 || !settledByOptimizer()) tryInTurn(warm);
+      if (across_) lookAcrossKinks();
       if (solution().status == NonlinearStatus::unfinished && provenInfeasible()) {
         solution().status = NonlinearStatus::infeasible;
         solution().stop = Stop::none;
+      }
+      if (solution().status == NonlinearStatus::unfinished) {
+        problem_.say("No answer passed its check; the problem is left unfinished", MessageType::warning);
       }
     }
     finish();
@@ -83,6 +96,9 @@ class NonlinearSolver {
                          j, type));
     }
   }
+
+  // At kinks, which are gone across after that.
+  bool mayStall() const { return across_ && program_ == &*lifted_; }
 
   bool oldFits() const {
     return old_.available && old_.x.size() == static_cast<size_t>(model_.columns()) &&
@@ -122,7 +138,7 @@ class NonlinearSolver {
   void tryInTurn(bool warm) {
     constexpr int kTries = 3;
     const auto wanted = static_cast<int>(controls_.getInt(slpcontrol::nlp_starts));
-    const int tries = std::max(kTries, wanted);
+    const int tries = std::max(mayStall() ? 1 : kTries, wanted);
     int infeasible = 0;
     int answers = 0;
     NonlinearSolution best;
@@ -135,7 +151,10 @@ class NonlinearSolver {
       }
       NlpResult result = ask(start, attempt);
       start_ = std::move(start.x);
-      if (result.status == NlpStatus::optimal && !convex_ && mayDescend(result)) leaveStationary(result);
+      if (result.status == NlpStatus::optimal && !convex_) {
+        leaveStationary(result);
+        if (isFinite(result) && isFar(result.point.x)) lookFurther(result);
+      }
       const bool settled = settle(result, infeasible);
       if (settled && solution().status == NonlinearStatus::locallyOptimal) {
         takeBetter(best);
@@ -158,9 +177,29 @@ class NonlinearSolver {
     if (infeasible > 0 && solution().status != NonlinearStatus::locallyInfeasible) {
       solution().status = NonlinearStatus::unfinished;
     }
-    if (solution().status != NonlinearStatus::locallyInfeasible) {
-      problem_.say("No answer passed its check; the problem is left unfinished", MessageType::warning);
+  }
+
+  // Kinks that were left have a derivative to one side only: what stops there needn't be an optimum.
+  void lookAcrossKinks() {
+    const NonlinearStatus status = solution().status;
+    const bool optimal = status == NonlinearStatus::locallyOptimal;
+    const bool hopeless = status == NonlinearStatus::infeasible || status == NonlinearStatus::unbounded;
+    const bool stopped = solution().stop != Stop::none && solution().stop != Stop::iterationLimit;
+    if (hopeless || stopped) return;
+    program_ = &*across_;
+    if (!optimal) {
+      solution().stop = Stop::none;
+      return tryInTurn(false);
     }
+    NonlinearSolution found = solution();
+    NlpPoint start;
+    start.x = programPoint(*program_, found.point).x;
+    if (!choosePieces(*program_, start.x)) return;
+    const NlpResult result = ask(start, 0);
+    start_ = std::move(start.x);
+    int infeasible = 0;
+    settle(result, infeasible);
+    if (solution().status != NonlinearStatus::unbounded) takeBetter(found);
   }
 
   // Of local optima from several starts the best one stays, with the counts of all.
@@ -181,38 +220,65 @@ class NonlinearSolver {
     now.stop = stop;
   }
 
-  // Whether a stationary point may be a saddle or an extremum of the wrong kind, which no solver leaves by itself:
-  // where the solve never moved, or had to bend what is not convex to the end.
-  bool mayDescend(const NlpResult& result) {
-    if (!isFinite(result)) return false;
-    const std::vector<double>& x = result.point.x;
-    const bool stayed = std::equal(x.begin(), x.end(), start_.begin(), start_.end(), [](double a, double b) {
-      return std::abs(a - b) <= 1e-8 * std::max(1.0, std::abs(b));
-    });
-    if (!stayed && !result.bent) return false;
-    const SecondOrder found = secondOrder(*program_, result.point);
-    return found == SecondOrder::descends || (found == SecondOrder::degenerate && stayed);
+  // Where slopes fade with the distance, a way to infinity meets the tolerances at last: it then goes on from there.
+  void lookFurther(NlpResult& result) {
+    NlpPoint start;
+    start.x = result.point.x;
+    const NlpResult other = ask(start, 0);
+    const double gain = model_.sense() * (result.objective - other.objective);
+    if (!(gain > 1e-6 * std::max(1.0, std::abs(result.objective))) || !isFeasible(other)) return;
+    result.status = NlpStatus::unfinished;
+    result.reason = "the objective goes on improving far out";
   }
 
+  // A stationary point may be a saddle or an extremum of the wrong kind, which no solver leaves by itself where it
+  // never moved, or had to bend what is not convex to the end; or an inflection point.
   void leaveStationary(NlpResult& result) {
+    for (int k = 0; k < kMostDescents && isFinite(result); ++k) {
+      const std::vector<double>& x = result.point.x;
+      const bool stayed = std::equal(x.begin(), x.end(), start_.begin(), start_.end(), [](double a, double b) {
+        return std::abs(a - b) <= 1e-8 * std::max(1.0, std::abs(b));
+      });
+      if (!stayed && !result.bent && !isCheap()) return;
+      const Stationary found = examineStationary(*program_, result.point, start_);
+      if (!found.lower.empty() && startedLower(result, found.lower)) continue;
+      const bool suspect =
+          found.kind == SecondOrder::descends ? stayed || result.bent : found.kind == SecondOrder::degenerate && stayed;
+      if (!suspect || !stepsOff(result)) return;
+    }
+  }
+
+  // To factorise, with the fill-in that the derivatives' density lets expect.
+  bool isCheap() const {
+    const double entries = static_cast<double>(program_->hessian.size() + program_->jacobian.size());
+    return entries * entries <= kMostFactorWork * std::max(1, program_->columns());
+  }
+
+  bool stepsOff(NlpResult& result) {
     std::mt19937 random(1);
     std::vector<double> step(result.point.x.size());
     for (double& s : step) s = std::uniform_real_distribution<double>(-1, 1)(random) * 1e-2;
     for (const int sign : {1, -1}) {
-      NlpPoint start;
-      start.x = result.point.x;
-      for (size_t j = 0; j < step.size(); ++j) start.x[j] += sign * step[j] * std::max(1.0, std::abs(start.x[j]));
-      moveInside(*program_, start.x);
-      program_->complete(start.x);
-      NlpResult other = ask(start, 0);
-      const double gain = model_.sense() * (result.objective - other.objective);
-      const bool better = gain > 1e-9 * std::abs(result.objective) && isFeasible(other);
-      if (better || other.stop > 0 || other.stop == -1) {
-        result = std::move(other);
-        start_ = std::move(start.x);
-        return;
-      }
+      std::vector<double> start = result.point.x;
+      for (size_t j = 0; j < step.size(); ++j) start[j] += sign * step[j] * std::max(1.0, std::abs(start[j]));
+      if (startedLower(result, std::move(start))) return true;
     }
+    return false;
+  }
+
+  // Whether a solve from there gave something better, which takes the result's place; or was stopped.
+  bool startedLower(NlpResult& result, std::vector<double> from) {
+    NlpPoint start;
+    start.x = std::move(from);
+    moveInside(*program_, start.x);
+    program_->complete(start.x);
+    NlpResult other = ask(start, 0);
+    const double gain = model_.sense() * (result.objective - other.objective);
+    const bool better = gain > 1e-9 * std::abs(result.objective) && isFeasible(other);
+    const bool stopped = other.stop > 0 || other.stop == -1;
+    if (!better && !stopped) return false;
+    result = std::move(other);
+    return true;
   }
 
   bool isFinite(const NlpResult& result) const {
@@ -245,7 +311,20 @@ class NonlinearSolver {
     return farthest > kFar * start;
   }
 
-  NlpResult ask(const NlpPoint& start, int attempt) { return ask(*program_, start, attempt); }
+  NlpResult ask(const NlpPoint& start, int attempt) {
+    const NlpAsk one = [&](NlpProgram& program, const NlpPoint& from) { return ask(program, from, attempt); };
+    if (program_->exactKinks().empty()) return one(*program_, start);
+    const double tolerance = controls_.getDouble(slpcontrol::nlp_feastol);
+    if (!program_->isLinear() || controls_.getInt(slpcontrol::nlp_method) != 0) {
+      return solveByPieces(*program_, start, tolerance, one);
+    }
+    return solveByPieces(*program_, start, tolerance, [&](NlpProgram& program, const NlpPoint& from) {
+      NlpResult result = solveByOptimizer(problem_, *program_, secondsLeft());
+      solution().iterations += result.iterations;
+      if (result.status == NlpStatus::infeasible || result.status == NlpStatus::failed) return one(program, from);
+      return result;
+    });
+  }
 
   NlpResult ask(NlpProgram& program, const NlpPoint& start, int attempt) {
     NlpRequest request;
@@ -253,6 +332,10 @@ class NonlinearSolver {
     request.secondsLeft = secondsLeft();
     ControlValues controls = controls_;
     if (attempt > 0) controls.setInt(slpcontrol::nlp_mustrategy, 1);
+    if (mayStall()) {
+      controls.setInt(slpcontrol::nlp_iterlimit,
+                      std::min(kKinkedIterations, controls.getInt(slpcontrol::nlp_iterlimit)));
+    }
     request.controls = &controls;
     if (problem_.isHeard()) {
       request.log = [this](std::string_view line) { problem_.say(line); };
@@ -379,9 +462,10 @@ class NonlinearSolver {
   const ControlValues& controls_;
   const NlpOpener& open_;
   bool relaxation_ = false;
-  bool convex_ = false;        // proven
-  std::vector<double> start_;  // of the last result
-  std::optional<ModelProgram> program_;
+  bool convex_ = false;                          // proven
+  std::vector<double> start_;                    // of the last result
+  std::optional<ModelProgram> lifted_, across_;  // the latter with all kinks taken out, where some are left else
+  ModelProgram* program_ = nullptr;              // one of these
   PointValues old_;
   const Clock::time_point begin_ = Clock::now();
 };

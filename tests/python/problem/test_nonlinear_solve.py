@@ -296,6 +296,27 @@ def test_stationary_points_of_the_wrong_kind_are_left():
     assert p.getObjVal() == near(-1)
 
 
+def test_inflection_points_are_left():
+    y, z = tv.var(lb=-5, ub=5), tv.var(lb=-5, ub=5)
+    for start in (0, 1, 4):  # 0 is the inflection point; from the others the steps shorten towards it
+        for model, least in [
+            ([y**3 + z * z], -125),
+            ([y**5 + tv.exp(z)], -3125 + math.exp(-5)),
+            ([z, z == y**3], -5),
+            ([tv.exp(z) - (5 - y) ** 3 - y * 1e-3], math.exp(-5) - 1000 + 5e-3),
+        ]:
+            p = tv.problem(y, z, *model)
+            p.setOutputEnabled(False)
+            p.chgvar(y, initial=start)
+            p.solve()
+            assert (p.getProbStatusString(), p.getObjVal()) == ("nlp_solution", near(least))
+    p = tv.problem(y, z, y**4 + z**4)  # flat, but a minimum
+    p.setOutputEnabled(False)
+    p.chgvar(y, initial=3)
+    p.solve()
+    assert p.getObjVal() == near(0)
+
+
 def test_objectives_without_bound(xy):
     z = tv.var()
     for objective in (-z * z * z, -tv.exp(z), tv.abs(z - 5) - z**2, -tv.log(z + 1), -(z**4)):
@@ -312,6 +333,8 @@ def test_objectives_without_bound(xy):
     assert statusOf(*u, x**3, x + tv.exp(u[1]) <= x - 1) in ("nlp_infeasible", "nlp_locally_infeasible")
     # Not those that level off, that a row holds far out, or that have no value there.
     w = tv.var()
+    v = tv.var(lb=-tv.infinity)
+    assert statusOf(w, v, -w, v >= tv.exp(w)) not in ("nlp_solution", "nlp_globally_optimal")  # like -log(v)
     for model in [(1 / (w + 1),), (tv.exp(-w),), (-(w**9), tv.sqrt(w) <= 100), (-tv.exp(w) - tv.log(400 - w),)]:
         assert statusOf(w, *model) != "nlp_unbounded"
     p, x, _ = xy
