@@ -114,7 +114,10 @@ double doubleAttribute(const Problem& problem, int id) {
 }
 
 std::string stringAttribute(const Problem& problem, int id) {
-  if (id == attribute::engine) return problem.sessionEngine;
+  if (id == attribute::engine) {
+    const NonlinearSolution& nonlinear = problem.solution.nonlinear;
+    return nonlinear.engine.empty() ? problem.sessionEngine : nonlinear.engine;
+  }
   noSuchAttribute(id, "a string");
 }
 

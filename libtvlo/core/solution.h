@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace tvlo {
@@ -62,6 +63,7 @@ struct NonlinearSolution {
   double primalInfeasibility = 0;  // relative, as our own check found it
   double dualInfeasibility = 0;
   double seconds = 0, evaluation = 0;  // wall clock of the solve, and of that in functions and derivatives
+  std::string engine;                  // that was asked last
 };
 
 struct Solution {

@@ -97,7 +97,7 @@ NlpStatus statusOf(LpStatus status) {
 
 }  // namespace
 
-NlpResult solveByOptimizer(const Problem& problem, ModelProgram& program, double secondsLeft) {
+NlpResult solveByOptimizer(const Problem& problem, ModelProgram& program, double secondsLeft, std::string& engine) {
   NlpResult result;
   result.reason = "no answer of the optimizer";
   Problem linear;
@@ -106,8 +106,9 @@ NlpResult solveByOptimizer(const Problem& problem, ModelProgram& program, double
   if (secondsLeft < TVLO_INFINITY) linear.controls.setDouble(control::timelimit, std::max(secondsLeft, 0.0));
   if (!build(program, linear.model)) return result;
   solveWith(linear, "", false,
-            [&](const std::string& engine) { return std::make_unique<Deputy>(problem, openForRoute(engine)); });
+            [&](const std::string& name) { return std::make_unique<Deputy>(problem, openForRoute(name)); });
 
+  engine = linear.sessionEngine;
   Solution& solution = linear.solution;
   result.status = statusOf(solution.lpStatus);
   result.iterations = static_cast<int>(solution.simplexIterations + solution.barrierIterations);

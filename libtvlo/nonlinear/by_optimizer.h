@@ -10,7 +10,7 @@ namespace tvlo {
 
 // For a program with isLinear(), or one that is `quadratic` and convex. Stops with the problem's interrupts and logs to
 // its handlers; the problem's controls apply. The point is empty where there is none; status `failed`: the
-// optimizer has no answer.
-NlpResult solveByOptimizer(const Problem& problem, ModelProgram& program, double secondsLeft);
+// optimizer has no answer. Leaves the name of the engine that it asked last.
+NlpResult solveByOptimizer(const Problem& problem, ModelProgram& program, double secondsLeft, std::string& engine);
 
 }  // namespace tvlo

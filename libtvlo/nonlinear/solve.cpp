@@ -124,8 +124,7 @@ class NonlinearSolver {
 
   // Whether there is nothing more to ask after that.
   bool settledByOptimizer() {
-    const NlpResult result = solveByOptimizer(problem_, *program_, secondsLeft());
-    solution().iterations += result.iterations;
+    const NlpResult result = askOptimizer();
     if (result.status == NlpStatus::unbounded) {  // with a proof
       solution().status = NonlinearStatus::unbounded;
       return true;
@@ -319,11 +318,16 @@ class NonlinearSolver {
       return solveByPieces(*program_, start, tolerance, one);
     }
     return solveByPieces(*program_, start, tolerance, [&](NlpProgram& program, const NlpPoint& from) {
-      NlpResult result = solveByOptimizer(problem_, *program_, secondsLeft());
-      solution().iterations += result.iterations;
+      NlpResult result = askOptimizer();
       if (result.status == NlpStatus::infeasible || result.status == NlpStatus::failed) return one(program, from);
       return result;
     });
+  }
+
+  NlpResult askOptimizer() {
+    NlpResult result = solveByOptimizer(problem_, *program_, secondsLeft(), solution().engine);
+    solution().iterations += result.iterations;
+    return result;
   }
 
   NlpResult ask(NlpProgram& program, const NlpPoint& start, int attempt) {
@@ -345,6 +349,7 @@ class NonlinearSolver {
     };
     NlpResult result;
     const char* const method = controls_.getInt(slpcontrol::nlp_method) == 1 ? "slp" : "ipopt";
+    solution().engine = method;
     open_(method)->solve(program, start, request, result);
     solution().iterations += result.iterations;
     solution().evaluation += result.evaluation;
@@ -450,7 +455,8 @@ class NonlinearSolver {
                                               "locally infeasible", "infeasible",      "unbounded",
                                               "unfinished"};
     NonlinearSolution& s = solution();
-    s.seconds = seconds();
+    problem_.solution.seconds = s.seconds = seconds();
+    problem_.solution.stop = s.stop;
     std::string text = kStatus[static_cast<int>(s.status)];
     if (s.point.available) text += format(", objective %.12g", s.point.objective);
     problem_.say(format("Result: %s, %d iterations, %.2f s, of that %.2f s in functions and derivatives", text.c_str(),

@@ -136,11 +136,10 @@ HighsInt Session::run() {
   }
   const HighsInt status = Highs_getModelStatus(highs_);
   if (status == kMemoryLimit) throw Error(TVLO_ERR_MEMORY, "Out of memory");
-  // The quadratic method gave up, or the limit that is there because it may cycle ended it.
-  const bool gaveUp = status == kHighsModelStatusNotset || status == kHighsModelStatusIterationLimit;
-  if (hasHessian_ && gaveUp) return kHighsModelStatusUnknown;
-  if (status == kHighsModelStatusNotset || status == kHighsModelStatusLoadError ||
-      status == kHighsModelStatusModelError) {
+  // It gave up without a word, or the limit that is there because its quadratic method may cycle ended that.
+  const bool cycled = hasHessian_ && status == kHighsModelStatusIterationLimit;
+  if (cycled || status == kHighsModelStatusNotset) return kHighsModelStatusUnknown;
+  if (status == kHighsModelStatusLoadError || status == kHighsModelStatusModelError) {
     throw Error(TVLO_ERR_ENGINE, format("HiGHS refused the model (status %d)", status));
   }
   return status;

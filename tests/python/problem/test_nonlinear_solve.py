@@ -234,6 +234,21 @@ def test_what_a_user_function_may_do_meanwhile(xy):
         q.solve()
 
 
+def test_attributes_tell_of_the_last_solve_of_any_kind(xy):
+    p, x, y = xy
+    for objective, method, limit, engine, stop in [
+        (tv.exp(x) + y, 0, 3000, "ipopt", 0),
+        (tv.cos(x) * tv.exp(y), 1, 1, "slp", 4),
+        (tv.abs(x) + y, 0, 3000, "highs", 0),
+        (x + y, 0, 3000, "highs", 0),
+    ]:
+        p.setControl({"nlp_method": method, "nlp_iterlimit": limit})
+        p.setObjective(objective)
+        p.solve()
+        assert (p.attributes.engine, p.attributes.stopstatus) == (engine, stop)
+        assert p.attributes.time > 0
+
+
 def test_nonlinear_models_survive_files(xy, tmp_path):
     p, x, y = xy
     p.addConstraint(tv.exp(x) + y * y + x * tv.cos(y) <= 4, tv.pwl({(-5, 0): -1 * x, (0, 5): 2 * x}) + y >= 0)
