@@ -127,7 +127,9 @@ AnswerCheck checkAnswer(const Model& model, ModelProgram& program, const PointVa
   }
   const double sign = program.sense;
   for (int j = 0; j < n; ++j) {
-    raise(check.dual, std::abs(residual[j] - point.redcost[j]) / largest[j]);
+    const double off = std::abs(residual[j] - point.redcost[j]);
+    raise(check.dual, off / largest[j]);
+    raise(check.reach, off * std::abs(point.x[j]) / std::max(1.0, std::abs(whole.objective)));
     checkPair(check, sign * point.redcost[j], point.x[j], program.columnLower[j], program.columnUpper[j], largest[j],
               whole.objective);
   }

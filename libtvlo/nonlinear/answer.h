@@ -13,6 +13,7 @@ struct AnswerCheck {
   double primalAbsolute = 0;
   double primal = 0;           // relative to the bound and the largest term of what is violated
   double dual = 0;             // residual of stationarity and duals that no bound allows, relative to the terms of each
+  double reach = 0;            // what the residual of stationarity may gain as far out again, relative to the objective
   double complementarity = 0;  // |dual| times distance from the bound that its sign asks for, relative to the objective
 };
 

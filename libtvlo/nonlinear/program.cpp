@@ -364,6 +364,7 @@ bool ModelProgram::hessianValues(const double* x, bool, double objectiveFactor, 
 
 std::vector<int> ModelProgram::nonlinearRows() const {
   std::vector<int> found;
+  found.reserve(rowQuadratics_.size());
   for (const Quadratic& q : rowQuadratics_) found.push_back(q.row);
   rowElements_.listTargets(found);
   std::sort(found.begin(), found.end());

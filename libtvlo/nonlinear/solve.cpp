@@ -5,6 +5,7 @@
 #include <cmath>
 #include <optional>
 #include <random>
+#include <utility>
 
 #include "core/error.h"
 #include "engines/loader.h"
@@ -50,8 +51,7 @@ class NonlinearSolver {
     old_ = std::move(solution().point);
     const bool warm = solution().warm && problem_.controls.getInt(control::keepbasis) != 0 && oldFits();
     solution() = NonlinearSolution();
-    lifted_.emplace(model_);
-    program_ = &*lifted_;
+    program_ = &lifted_.emplace(model_);
     if (program_->hasKinks()) {
       across_.emplace(model_, Kinks::exact);
       if (across_->exactKinks().empty()) across_.reset();
@@ -98,7 +98,7 @@ class NonlinearSolver {
   }
 
   // At kinks, which are gone across after that.
-  bool mayStall() const { return across_ && program_ == &*lifted_; }
+  bool mayStall() const { return across_.has_value() && !crossing_; }
 
   bool oldFits() const {
     return old_.available && old_.x.size() == static_cast<size_t>(model_.columns()) &&
@@ -184,8 +184,9 @@ class NonlinearSolver {
     const bool optimal = status == NonlinearStatus::locallyOptimal;
     const bool hopeless = status == NonlinearStatus::infeasible || status == NonlinearStatus::unbounded;
     const bool stopped = solution().stop != Stop::none && solution().stop != Stop::iterationLimit;
-    if (hopeless || stopped) return;
+    if (hopeless || stopped || !across_) return;
     program_ = &*across_;
+    crossing_ = true;
     if (!optimal) {
       solution().stop = Stop::none;
       return tryInTurn(false);
@@ -219,13 +220,26 @@ class NonlinearSolver {
     now.stop = stop;
   }
 
-  // Where slopes fade with the distance, a way to infinity meets the tolerances at last: it then goes on from there.
+  // Where slopes fade with the distance, a way to infinity meets the tolerances at last. An optimum is worse twice as
+  // far out.
   void lookFurther(NlpResult& result) {
+    const std::vector<double>& x = result.point.x;
+    if (check(result).reach <= kOptimal) return;
+    const auto farthest =
+        std::max_element(x.begin(), x.end(), [](double a, double b) { return std::abs(a) < std::abs(b); });
+    const auto j = static_cast<size_t>(farthest - x.begin());
+    const double beyond = 2 * x[j];
+    std::vector<double>& bounds = beyond > 0 ? program_->columnLower : program_->columnUpper;
+    if (beyond > program_->columnUpper[j] || beyond < program_->columnLower[j]) return;
+    const double bound = std::exchange(bounds[j], beyond);
     NlpPoint start;
-    start.x = result.point.x;
+    start.x = x;
+    start.x[j] = beyond;
     const NlpResult other = ask(start, 0);
-    const double gain = model_.sense() * (result.objective - other.objective);
-    if (!(gain > 1e-6 * std::max(1.0, std::abs(result.objective))) || !isFeasible(other)) return;
+    const double loss = model_.sense() * (other.objective - result.objective);
+    const bool worse = other.status == NlpStatus::optimal && isFeasible(other) && loss > 0;
+    bounds[j] = bound;
+    if (worse) return;
     result.status = NlpStatus::unfinished;
     result.reason = "the objective goes on improving far out";
   }
@@ -286,11 +300,12 @@ class NonlinearSolver {
            std::all_of(x.begin(), x.end(), [](double v) { return std::isfinite(v); });
   }
 
+  AnswerCheck check(const NlpResult& result) {
+    return checkAnswer(model_, *program_, modelPoint(model_, *program_, result.point), result.point);
+  }
+
   bool isFeasible(const NlpResult& result) {
-    if (!isFinite(result)) return false;
-    const PointValues whole = modelPoint(model_, *program_, result.point);
-    const AnswerCheck check = checkAnswer(model_, *program_, whole, result.point);
-    return check.primal <= controls_.getDouble(slpcontrol::nlp_feastol);
+    return isFinite(result) && check(result).primal <= controls_.getDouble(slpcontrol::nlp_feastol);
   }
 
   // Not with users' functions, which needn't be able to take points far off.
@@ -472,6 +487,7 @@ class NonlinearSolver {
   std::vector<double> start_;                    // of the last result
   std::optional<ModelProgram> lifted_, across_;  // the latter with all kinks taken out, where some are left else
   ModelProgram* program_ = nullptr;              // one of these
+  bool crossing_ = false;                        // the latter
   PointValues old_;
   const Clock::time_point begin_ = Clock::now();
 };

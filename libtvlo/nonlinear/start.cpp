@@ -25,7 +25,7 @@ std::vector<double> startPoint(const Model& model, ModelProgram& program, int64_
   std::vector<double> x(program.columns());
   for (size_t j = 0; j < program.modelColumns().size(); ++j) {
     const auto known = variables.find(program.modelColumns()[j]);
-    if (known != variables.end() && known->second.initial) x[j] = *known->second.initial;
+    if (known != variables.end()) x[j] = known->second.initial.value_or(0);
     if (attempt == 1) x[j] += 1;
     if (attempt > 1) x[j] += std::uniform_real_distribution<double>(-10, 10)(random);
   }

@@ -145,7 +145,7 @@ const double* UserSites::second(int at, const double* x) {
       const bool any = difference(
           site, i, kFirstStep,
           [&](const double* p, int side) {
-            double* const there = work_.data() + side * m;
+            double* const there = work_.data() + static_cast<ptrdiff_t>(side) * m;
             bool sound = std::isfinite(call(site, p, there));
             for (int k = 0; k < m; ++k) sound = sound && std::isfinite(there[k]);
             if (!sound) std::copy(gradient, gradient + m, there);

@@ -47,7 +47,7 @@ bool collectProduct(PyObject* args, double f, int budget, Maps& maps) {
       f *= c;
     } else {
       if (other) return true;
-      other = std::move(member);
+      std::swap(other, member);
     }
   }
   return !other || collect(other.get(), f, budget, maps);

@@ -22,13 +22,13 @@ int installProtocol();       // protocol.cpp
 // Reads and writes of one element, which may be unaligned.
 inline PyObject* loadElement(const void* p) {
   PyObject* o;
-  __builtin_memcpy(&o, p, sizeof o);
+  __builtin_memcpy(&o, p, sizeof(PyObject*));
   return o;
 }
 // Puts o (a new reference, may be null) into the element and releases what it held.
 inline void replaceElement(void* p, PyObject* o) {
   PyObject* old = loadElement(p);
-  __builtin_memcpy(p, &o, sizeof o);
+  __builtin_memcpy(p, &o, sizeof(PyObject*));
   Py_XDECREF(old);
 }
 

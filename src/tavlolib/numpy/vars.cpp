@@ -210,6 +210,7 @@ bool reserveIndices(uint64_t n, uint64_t* first) {
 // What is returned, before it is filled.
 Ref newArray(const std::vector<IndexSet>& sets) {
   std::vector<npy_intp> shape;
+  shape.reserve(sets.size());
   for (const IndexSet& s : sets) shape.push_back(s.count);
   if (shape.size() > kMaxDimensions) return {};
   Py_INCREF(tvl_py_env.npvar_descr);  // PyArray_Zeros takes it
