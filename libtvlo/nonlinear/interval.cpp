@@ -167,6 +167,12 @@ Interval operatorRange(int code, Interval a, Interval b) {
   }
 }
 
+// Of a column: quadratic parts of formulas are written as products.
+bool isSquare(TokenView run, int64_t k) {
+  const auto column = [&](int64_t at) { return at >= 0 && run.type[at] == TSLP_TOKEN_COLUMN; };
+  return run.code(k) == TSLP_OPERATOR_TIMES && column(k - 1) && column(k - 2) && run.code(k - 1) == run.code(k - 2);
+}
+
 }  // namespace
 
 Interval rangeOf(TokenView run, const std::vector<Interval>& columns) {
@@ -189,7 +195,7 @@ Interval rangeOf(TokenView run, const std::vector<Interval>& columns) {
           stack.back() = negative(last);
         } else {
           stack.pop_back();
-          stack.back() = operatorRange(run.code(k), stack.back(), last);
+          stack.back() = isSquare(run, k) ? power(last, {2, 2}) : operatorRange(run.code(k), stack.back(), last);
         }
         break;
       }

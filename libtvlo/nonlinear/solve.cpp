@@ -37,6 +37,25 @@ constexpr int kMostDescents = 4;
 constexpr int64_t kKinkedIterations = 200;
 constexpr double kMostFactorWork = 3e8;
 
+// An answer to an iteration that no interrupt has.
+constexpr int kStopStalled = -3;
+
+// Whether the objective has hardly changed for a long time.
+class StallWatch {
+ public:
+  bool stalls(int iteration, double objective) {
+    if (iteration % kWindow != 0) return false;
+    const bool still = iteration > kWindow && std::abs(objective - last_) < kChange * std::max(1.0, std::abs(last_));
+    last_ = objective;
+    return still;
+  }
+
+ private:
+  static constexpr int kWindow = 100;
+  static constexpr double kChange = 1e-5;
+  double last_ = 0;
+};
+
 class NonlinearSolver {
  public:
   NonlinearSolver(Problem& problem, const ControlValues& controls, const char* flags, const NlpOpener& open)
@@ -148,8 +167,8 @@ class NonlinearSolver {
       } else {
         start.x = startPoint(model_, *program_, problem_.controls.getInt(control::randomseed), attempt);
       }
-      NlpResult result = ask(start, attempt);
-      start_ = std::move(start.x);
+      start_ = start.x;
+      NlpResult result = attempt == 0 && !convex_ ? askMoving(start) : ask(start, attempt);
       if (result.status == NlpStatus::optimal && !convex_) {
         leaveStationary(result);
         if (isFinite(result) && isFar(result.point.x)) lookFurther(result);
@@ -339,6 +358,16 @@ class NonlinearSolver {
     });
   }
 
+  // Where a solve creeps, as beside a saddle that symmetry keeps it to, another starts a step off.
+  NlpResult askMoving(const NlpPoint& start) {
+    watching_ = true;
+    NlpResult result = ask(start, 0);
+    watching_ = false;
+    if (result.stop != kStopStalled) return result;
+    result.stop = 0;
+    return isFinite(result) && stepsOff(result) ? result : ask(start, 0);
+  }
+
   NlpResult askOptimizer() {
     NlpResult result = solveByOptimizer(problem_, *program_, secondsLeft(), solution().engine);
     solution().iterations += result.iterations;
@@ -359,8 +388,10 @@ class NonlinearSolver {
     if (problem_.isHeard()) {
       request.log = [this](std::string_view line) { problem_.say(line); };
     }
-    request.iteration = [this](int, double, double) {
-      return problem_.interruptReason.load(std::memory_order_relaxed);
+    StallWatch watch;
+    request.iteration = [&](int iteration, double objective, double) {
+      const int reason = problem_.interruptReason.load(std::memory_order_relaxed);
+      return reason == 0 && watching_ && watch.stalls(iteration, objective) ? kStopStalled : reason;
     };
     NlpResult result;
     const char* const method = controls_.getInt(slpcontrol::nlp_method) == 1 ? "slp" : "ipopt";
@@ -487,6 +518,7 @@ class NonlinearSolver {
   std::vector<double> start_;                    // of the last result
   std::optional<ModelProgram> lifted_, across_;  // the latter with all kinks taken out, where some are left else
   ModelProgram* program_ = nullptr;              // one of these
+  bool watching_ = false;                        // for stalls
   bool crossing_ = false;                        // the latter
   PointValues old_;
   const Clock::time_point begin_ = Clock::now();

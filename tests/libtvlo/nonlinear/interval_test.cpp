@@ -79,6 +79,7 @@ TEST(Interval, IsTightForOneFunction) {
   };
   expect("x0 2 **", {-3, 2}, 0, 9);
   expect("x0 3 **", {-3, 2}, -27, 8);
+  expect("1 2 x0 x0 * * +", {-3, 2}, 1, 19);
   expect("x0 -2 **", {2, 4}, 1.0 / 16, 0.25);
   expect("2 x0 **", {-1, 3}, 0.5, 8);
   expect("( x0 sin", {0, 2}, 0, 1);

@@ -65,9 +65,9 @@ TEST_F(NonlinearSolve, StartsWarmAfterASmallChange) {
 }
 
 TEST_F(NonlinearSolve, TellsHowItEnded) {
-  // x^2 + y^2 = -1 has no solution; with products instead of powers nothing proves that.
+  // x^2 - x y + y^2 = -1 has no solution, but the ranges of the terms do not prove that.
   build("EN", {-1, 3}, {-10, -10}, {10, 10}, {3});
-  ASSERT_EQ(add(0, -1, 1, "x0 x0 * x1 x1 * +"), 0);
+  ASSERT_EQ(add(0, -1, 1, "x0 x0 * x1 x1 * + x0 x1 * -"), 0);
   ASSERT_EQ(add(1, -1, 1, "( x0 sin"), 0);
   EXPECT_EQ(solve(), 3);
   // Contradicting linear rows do.

@@ -305,6 +305,12 @@ def test_stationary_points_of_the_wrong_kind_are_left():
         p.setObjective(objective, sense=tv.maximize)  # starts at the minimum, warm
         p.solve()
         assert (p.getProbStatusString(), p.getObjVal()) == ("nlp_solution", near(most))
+    # Symmetry keeps y and z at a saddle while the flat terms of the others keep the solve busy.
+    y, z, v, w = (tv.var(lb=lb, ub=4) for lb in (-4, -4, -4, 0))
+    p = tv.problem(y, z, v, w, -y * z - tv.sqrt(1 + z**2) + (y**4 + z**4 + v**4 + w**4) / 100)
+    p.setOutputEnabled(False)
+    p.solve()
+    assert (p.getProbStatusString(), p.getObjVal()) == ("nlp_solution", near(-15.00310563))
     p = tv.problem(y, z, tv.sin(y) * tv.sin(z), y + z == 0)  # a maximum along the row
     p.setOutputEnabled(False)
     p.solve()
