@@ -84,7 +84,7 @@ class NonlinearSolver {
       const bool lifted = program_->columns() > static_cast<int>(program_->modelColumns().size());
       const bool simple = program_->isLinear() || (program_->quadratic && lifted);
       if (!simple || controls_.getInt(slpcontrol::nlp_method) != 0 || !settledByOptimizer()) tryInTurn(warm);
-      if (across_) lookAcrossKinks();
+      if (across_) lookAcrossKinks(warm);
       if (solution().status == NonlinearStatus::unfinished && provenInfeasible()) {
         solution().status = NonlinearStatus::infeasible;
         solution().stop = Stop::none;
@@ -198,7 +198,7 @@ class NonlinearSolver {
   }
 
   // Kinks that were left have a derivative to one side only: what stops there needn't be an optimum.
-  void lookAcrossKinks() {
+  void lookAcrossKinks(bool warm) {
     const NonlinearStatus status = solution().status;
     const bool optimal = status == NonlinearStatus::locallyOptimal;
     const bool hopeless = status == NonlinearStatus::infeasible || status == NonlinearStatus::unbounded;
@@ -208,7 +208,7 @@ class NonlinearSolver {
     crossing_ = true;
     if (!optimal) {
       solution().stop = Stop::none;
-      return tryInTurn(false);
+      return tryInTurn(warm);
     }
     NonlinearSolution found = solution();
     NlpPoint start;
