@@ -69,22 +69,26 @@ std::vector<Block> blocksOf(const QuadraticForm& form) {
   return blocks;
 }
 
-double largestOf(const Block& block) {
-  double largest = 0;
-  for (const double value : block.diagonal) largest = std::max(largest, std::abs(value));
-  for (const QuadraticEntry& e : block.off) largest = std::max(largest, std::abs(e.value));
+// The largest entries of the rows.
+std::vector<double> largestOf(const Block& block) {
+  std::vector<double> largest(block.size());
+  for (int i = 0; i < block.size(); ++i) largest[i] = std::abs(block.diagonal[i]);
+  for (const QuadraticEntry& e : block.off) {
+    for (const int i : {e.first, e.second}) largest[i] = std::max(largest[i], std::abs(e.value));
+  }
   return largest;
 }
 
 // Whether sign times the block is positive semidefinite within the tolerances: the Cholesky factorisation of the
 // shifted matrix exists just then.
-bool semidefinite(const Block& block, double sign, double noise) {
+bool semidefinite(const Block& block, double sign, const std::vector<double>& noise) {
   const int n = block.size();
   std::vector<double> scale(n);
   for (int i = 0; i < n; ++i) {
-    const double shifted = sign * block.diagonal[i] + noise;
-    if (!(shifted > 0)) return false;
-    scale[i] = 1 / std::sqrt(shifted);
+    double diagonal = sign * block.diagonal[i];
+    if (diagonal <= noise[i]) diagonal += noise[i];
+    if (!(diagonal > 0)) return false;
+    scale[i] = 1 / std::sqrt(diagonal);
   }
   const auto scaled = [&](const QuadraticEntry& e) { return sign * e.value * scale[e.first] * scale[e.second]; };
   constexpr double kDiagonal = 1 + kNegative;
@@ -115,16 +119,18 @@ Curvature computed(const QuadraticForm& form) {
   if (form.empty()) return Curvature::flat;
   const std::vector<Block> blocks = blocksOf(form);
   double largest = 0;
-  for (const Block& block : blocks) largest = std::max(largest, largestOf(block));
+  for (const QuadraticEntry& e : form.entries()) largest = std::max(largest, std::abs(e.value));
   const double least = kNoise * std::min(1.0, largest);
   bool convex = true;
   bool concave = true;
   for (const Block& block : blocks) {
-    const double noise = std::max(least, kNoise * largestOf(block));
-    const auto [low, high] = std::minmax_element(block.diagonal.begin(), block.diagonal.end());
+    std::vector<double> noise = largestOf(block);
+    for (double& value : noise) value = std::max(least, kNoise * value);
     // A definite sign on the diagonal settles half of the question.
-    if (*low < -noise) convex = false;
-    if (*high > noise) concave = false;
+    for (int i = 0; i < block.size(); ++i) {
+      if (block.diagonal[i] < -noise[i]) convex = false;
+      if (block.diagonal[i] > noise[i]) concave = false;
+    }
     if (convex) convex = semidefinite(block, 1, noise);
     if (concave) concave = semidefinite(block, -1, noise);
     if (!convex && !concave) return Curvature::indefinite;

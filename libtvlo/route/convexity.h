@@ -1,9 +1,10 @@
 // Whether a quadratic problem is convex.
 //
-// Tolerance: a form counts as convex when its matrix, with 1e-11 of the largest entry of its block (but at least
-// min(1, the largest entry of all) * 1e-11) added to the diagonal and then scaled to a unit diagonal, has no
-// eigenvalue below -1e-7. So neither rounding noise nor the digits that a file cut off make a semidefinite matrix
-// nonconvex, and what an eigenvalue within the tolerance can change is within the tolerances of the solve.
+// Tolerance: a form counts as convex when its matrix, scaled to a unit diagonal, has no eigenvalue below -1e-7. Before
+// that, diagonal entries of at most 1e-11 of the largest entry in their row (or of min(1, the largest entry of all))
+// are noise and raised by as much; others are not, since a badly scaled column is as good as any. So neither rounding
+// noise nor the digits that a file cut off make a semidefinite matrix nonconvex, and what an eigenvalue within the
+// tolerance can change is within the tolerances of the solve.
 #pragma once
 
 #include <string>

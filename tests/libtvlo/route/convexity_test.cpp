@@ -82,6 +82,26 @@ TEST(Convexity, SemidefiniteFormsOfManySizes) {
   }
 }
 
+// Scaling the columns changes no eigenvalue's sign.
+TEST(Convexity, BadlyScaledColumns) {
+  std::mt19937 random(9);
+  std::uniform_real_distribution<double> exponent(-4, 4);
+  for (int round = 0; round < 100; ++round) {
+    const int n = 3 + static_cast<int>(random() % 20);
+    std::vector<Product> products = covariance(n, 1 + n / 2, 0, static_cast<unsigned>(round));
+    std::vector<double> by(n);
+    for (double& value : by) value = std::pow(10, exponent(random));
+    for (const double lowered : {0.0, 1e-3}) {
+      std::vector<Product> scaled = products;
+      for (Product& p : scaled) {
+        if (p.first == p.second) p.value *= 1 - lowered;
+        p.value *= by[p.first] * by[p.second];
+      }
+      EXPECT_EQ(curvature(scaled), lowered == 0 ? Curvature::convex : Curvature::indefinite) << round;
+    }
+  }
+}
+
 TEST(Convexity, LargeSparseFormsAreQuick) {
   constexpr int n = 100000;
   std::vector<int> first, second;
