@@ -6,6 +6,8 @@
 // and calls it from the thread that asked for the solve. Signs of what it leaves are those of tvlo.h.
 #pragma once
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <functional>
 #include <string_view>
@@ -64,6 +66,10 @@ struct NlpPoint {
   std::vector<double> dual;         // of rows, signs as in tvlo.h
   std::vector<double> redcost;      // of columns, signs as in tvlo.h
 };
+
+inline bool allFinite(const std::vector<double>& values) {
+  return std::all_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); });
+}
 
 struct NlpRequest {
   bool warm = false;  // start is a primal-dual point near the solution

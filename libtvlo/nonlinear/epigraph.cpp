@@ -62,15 +62,16 @@ bool EpigraphFinder::liftable(const Expression& expression, int k, int place) co
   }
 }
 
-// 1: the kink is the largest of its pieces, -1: the least one, 0: neither.
-int EpigraphFinder::exactSide(const Expression& expression, int k) const {
+// Of a kink that can be taken out where it stands, 1: it is the largest of its pieces, -1: the least one; 0: no such.
+int EpigraphFinder::sideOf(const Expression& expression, int k, int place) const {
+  if (place != 0) return liftable(expression, k, place) ? place : 0;
   return liftable(expression, k, 1) ? 1 : liftable(expression, k, -1) ? -1 : 0;
 }
 
 bool EpigraphFinder::splits(const Expression& expression, int k) const {
   const ExpressionNode& node = expression.node(k);
   return node.op == Op::pwl && !jumps_[k] && tables_[node.b].x.size() <= kMostPieces && !jumps(tables_[node.b]) &&
-         exactSide(expression, k) == 0;
+         sideOf(expression, k, 0) == 0;
 }
 
 // Whether that can be seen from its form.
@@ -202,7 +203,7 @@ void EpigraphFinder::gatherPieces(const Expression& expression, int k, int place
 // A kink that its place doesn't suit counts as one that nothing is known of.
 int EpigraphFinder::placeFor(const Expression& expression, int k, int place) const {
   if (!all_ || place == 0 || liftable(expression, k, place)) return place;
-  return exactSide(expression, k) != 0 || splits(expression, k) ? 0 : place;
+  return sideOf(expression, k, 0) != 0 || splits(expression, k) ? 0 : place;
 }
 
 void EpigraphFinder::demand(const Expression& expression, int k, int place) {
@@ -210,8 +211,7 @@ void EpigraphFinder::demand(const Expression& expression, int k, int place) {
 }
 
 void EpigraphFinder::demandOperands(const Expression& expression, int k, int place) {
-  const int side = place != 0 ? place : exactSide(expression, k);
-  if (side != 0 && liftable(expression, k, side)) {
+  if (const int side = sideOf(expression, k, place); side != 0) {
     gatherPieces(expression, k, side);
     for (const EpigraphPiece& piece : pieces_) {
       if (piece.node >= 0) demand(expression, piece.node, place * signOf(piece.scale));
@@ -220,7 +220,7 @@ void EpigraphFinder::demandOperands(const Expression& expression, int k, int pla
   }
   const ExpressionNode& node = expression.node(k);
   if (node.op == Op::user) return;
-  const Places places = place != 0 ? placesOf(expression, k, place) : Places{};
+  const Places places = placesOf(expression, k, place);
   int operand = 0;
   expression.forOperands(node, [&](int o) { demand(expression, o, operand++ == 0 ? places.a : places.b); });
 }
@@ -265,8 +265,7 @@ int EpigraphFinder::split(Expression& expression, const ExpressionNode& node, in
 
 // What comes in the place of a node whose operands are done.
 void EpigraphFinder::replace(Expression& expression, int k, int place, int column, std::vector<Epigraph>& found) {
-  const int side = place != 0 ? place : exactSide(expression, k);
-  if (side != 0 && liftable(expression, k, side)) {
+  if (const int side = sideOf(expression, k, place); side != 0) {
     copyOf(k, place) = put(expression, k, place, side, column, found);
     return;
   }
@@ -276,7 +275,7 @@ void EpigraphFinder::replace(Expression& expression, int k, int place, int colum
     copyOf(k, 0) = split(expression, node, column, found);
     return;
   }
-  const Places places = place != 0 ? placesOf(expression, k, place) : Places{};
+  const Places places = placesOf(expression, k, place);
   node.a = copyFor(expression, node.a, places.a);
   if (node.op != Op::pwl && node.b >= 0) node.b = copyFor(expression, node.b, places.b);
   if (node.a != expression.node(k).a || node.b != expression.node(k).b) copyOf(k, place) = expression.add(node);

@@ -49,7 +49,7 @@ class EpigraphFinder {
   void replace(Expression& expression, int k, int place, int column, std::vector<Epigraph>& found);
   Places placesOf(const Expression& expression, int k, int place) const;
   bool liftable(const Expression& expression, int k, int place) const;
-  int exactSide(const Expression& expression, int k) const;
+  int sideOf(const Expression& expression, int k, int place) const;
   bool splits(const Expression& expression, int k) const;
   int put(Expression& expression, int k, int place, int side, int column, std::vector<Epigraph>& found);
   int split(Expression& expression, const ExpressionNode& node, int column, std::vector<Epigraph>& found);

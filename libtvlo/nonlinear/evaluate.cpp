@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "nonlinear/token_stack.h"
 #include "nonlinear/user_sites.h"
 
 namespace tvlo {
@@ -85,6 +86,17 @@ double operatorValue(int code, double a, double b) {
   }
 }
 
+struct Evaluation {
+  const double* x;
+  const UserFunctions& functions;
+  double constant(double value) const { return value; }
+  double column(int j) const { return x[j]; }
+  double negative(double a) const { return -a; }
+  double binary(int code, double a, double b) const { return operatorValue(code, a, b); }
+  double function(int code, const double* argument, size_t count) const { return functionValue(code, argument, count); }
+  double user(int id, const double* argument, size_t) const { return callUser(*functions.find(id), argument, nullptr); }
+};
+
 void add(double term, double& value, double& largest) {
   value += term;
   largest = std::max(largest, std::abs(term));
@@ -93,43 +105,7 @@ void add(double term, double& value, double& largest) {
 }  // namespace
 
 double evaluateFormula(TokenView run, const double* x, const UserFunctions& functions) {
-  std::vector<double> stack;
-  std::vector<size_t> markers;
-  for (int64_t k = 0; k < run.size; ++k) {
-    switch (run.type[k]) {
-      case TSLP_TOKEN_CONSTANT:
-        stack.push_back(run.value[k]);
-        break;
-      case TSLP_TOKEN_COLUMN:
-        stack.push_back(x[run.code(k)]);
-        break;
-      case TSLP_TOKEN_MARKER:
-        markers.push_back(stack.size());
-        break;
-      case TSLP_TOKEN_OPERATOR: {
-        const double last = stack.back();
-        if (run.code(k) == TSLP_OPERATOR_UMINUS) {
-          stack.back() = -last;
-        } else {
-          stack.pop_back();
-          stack.back() = operatorValue(run.code(k), stack.back(), last);
-        }
-        break;
-      }
-      default: {
-        const size_t first = markers.back();
-        markers.pop_back();
-        const double* const argument = stack.data() + first;
-        const size_t count = stack.size() - first;
-        const double value = run.type[k] == TSLP_TOKEN_FUNCTION
-                                 ? functionValue(run.code(k), argument, count)
-                                 : callUser(*functions.find(run.code(k)), argument, nullptr);
-        stack.resize(first);
-        stack.push_back(value);
-      }
-    }
-  }
-  return run.size == 0 ? 1 : stack.back();
+  return runTokens<double>(run, Evaluation{x, functions});
 }
 
 NonlinearActivities::NonlinearActivities(const Model& model, const std::vector<double>& x)

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "core/error.h"
+#include "nonlinear/token_stack.h"
 
 namespace tvlo {
 
@@ -175,71 +176,42 @@ int Expression::piecewise(const int* operands, int count) {
   return push({Op::pwl, a, static_cast<int>(at - tables_.begin())});
 }
 
-void Expression::apply(int function) {
-  const size_t first = markers_.back();
-  markers_.pop_back();
-  const int* const operands = stack_.data() + first;
-  const auto count = static_cast<int>(stack_.size() - first);
-  int result;
+int Expression::apply(int function, const int* operands, int count) {
   kinks_ = kinks_ || function == TSLP_FUNCTION_MIN || function == TSLP_FUNCTION_MAX || function == TSLP_FUNCTION_PWL ||
            function == TSLP_FUNCTION_ABS;
   if (function == TSLP_FUNCTION_MIN || function == TSLP_FUNCTION_MAX) {
-    result = chain(function == TSLP_FUNCTION_MIN ? Op::min : Op::max, operands, count);
-  } else if (function == TSLP_FUNCTION_PWL) {
-    result = piecewise(operands, count);
-  } else {
-    const auto* const row =
-        std::find_if(std::begin(kUnary), std::end(kUnary), [&](const FunctionOp& f) { return f.function == function; });
-    result = unary(row->op, operands[0]);
+    return chain(function == TSLP_FUNCTION_MIN ? Op::min : Op::max, operands, count);
   }
-  stack_.resize(first);
-  stack_.push_back(result);
+  if (function == TSLP_FUNCTION_PWL) return piecewise(operands, count);
+  const auto* const row =
+      std::find_if(std::begin(kUnary), std::end(kUnary), [&](const FunctionOp& f) { return f.function == function; });
+  return unary(row->op, operands[0]);
 }
+
+struct Expression::Reader {
+  Expression& e;
+  int constant(double value) const { return e.constant(value); }
+  int column(int j) const { return e.push({Op::column, j}); }
+  int negative(int a) const { return e.unary(Op::neg, a); }
+  int binary(int code, int a, int b) const {
+    static constexpr Op kOperator[] = {Op::constant, Op::neg, Op::pow, Op::mul, Op::div, Op::add, Op::sub};
+    return e.binary(kOperator[code], a, b);
+  }
+  int function(int code, const int* operands, size_t count) const {
+    return e.apply(code, operands, static_cast<int>(count));
+  }
+  int user(int id, const int* operands, size_t count) const {
+    const auto begin = static_cast<int>(e.arguments_.size());
+    e.arguments_.insert(e.arguments_.end(), operands, operands + count);
+    return e.push({Op::user, begin, static_cast<int>(count), static_cast<double>(id)});
+  }
+};
 
 void Expression::read(TokenView run) {
   nodes_.clear();
   arguments_.clear();
-  stack_.clear();
-  markers_.clear();
   kinks_ = false;
-  static constexpr Op kOperator[] = {Op::constant, Op::neg, Op::pow, Op::mul, Op::div, Op::add, Op::sub};
-  for (int64_t k = 0; k < run.size; ++k) {
-    switch (run.type[k]) {
-      case TSLP_TOKEN_CONSTANT:
-        stack_.push_back(constant(run.value[k]));
-        break;
-      case TSLP_TOKEN_COLUMN:
-        stack_.push_back(push({Op::column, run.code(k)}));
-        break;
-      case TSLP_TOKEN_MARKER:
-        markers_.push_back(stack_.size());
-        break;
-      case TSLP_TOKEN_OPERATOR: {
-        const Op op = kOperator[run.code(k)];
-        const int last = stack_.back();
-        if (op == Op::neg) {
-          stack_.back() = unary(op, last);
-        } else {
-          stack_.pop_back();
-          stack_.back() = binary(op, stack_.back(), last);
-        }
-        break;
-      }
-      case TSLP_TOKEN_FUNCTION:
-        apply(run.code(k));
-        break;
-      default: {
-        const size_t first = markers_.back();
-        markers_.pop_back();
-        const auto begin = static_cast<int>(arguments_.size());
-        arguments_.insert(arguments_.end(), stack_.begin() + static_cast<ptrdiff_t>(first), stack_.end());
-        const auto count = static_cast<int>(stack_.size() - first);
-        stack_.resize(first);
-        stack_.push_back(push({Op::user, begin, count, run.value[k]}));
-      }
-    }
-  }
-  root_ = run.size == 0 ? constant(1) : stack_.back();
+  root_ = runTokens<int>(run, Reader{*this}, stack_, markers_);
 }
 
 void Expression::multiplyByColumn(int column) { root_ = binary(Op::mul, push({Op::column, column}), root_); }

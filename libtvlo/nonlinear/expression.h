@@ -134,7 +134,8 @@ class Expression {
   int power(int a, int b);
   int chain(Op op, const int* operands, int count);
   int piecewise(const int* operands, int count);
-  void apply(int function);
+  struct Reader;
+  int apply(int function, const int* operands, int count);
   bool monomial(int k, double& factor, int& c1, int& c2) const;
 
   std::vector<PwlTable>& tables_;

@@ -5,6 +5,8 @@
 #include <limits>
 #include <numbers>
 
+#include "nonlinear/token_stack.h"
+
 namespace tvlo {
 
 namespace {
@@ -77,12 +79,17 @@ Interval sine(Interval a) {
   return {passes(-kPi / 2) ? -1 : ends.lower, passes(kPi / 2) ? 1 : ends.upper};
 }
 
+// Of an operand. Quadratic parts of formulas are written as products, so squares of columns are told from others.
+struct Range : Interval {
+  int column = -1;  // that it is the range of
+};
+
 // The points stand last to first, y before x; the argument comes after them.
-Interval piecewise(const std::vector<Interval>& stack, size_t first) {
-  const Interval a = stack.back();
-  const size_t points = (stack.size() - first) / 2;
-  const auto x = [&](size_t k) { return stack[first + 2 * (points - 1 - k) + 1].lower; };
-  const auto y = [&](size_t k) { return stack[first + 2 * (points - 1 - k)].lower; };
+Interval piecewise(const Range* argument, size_t count) {
+  const Interval a = argument[count - 1];
+  const size_t points = count / 2;
+  const auto x = [&](size_t k) { return argument[2 * (points - 1 - k) + 1].lower; };
+  const auto y = [&](size_t k) { return argument[2 * (points - 1 - k)].lower; };
   if (std::isinf(a.lower) || std::isinf(a.upper) || points < 2) return kWhole;
   Interval found = {kInfinite, -kInfinite};
   const auto include = [&](double value) {
@@ -105,9 +112,9 @@ Interval piecewise(const std::vector<Interval>& stack, size_t first) {
   return found.lower <= found.upper ? outwards(found.lower, found.upper) : kWhole;
 }
 
-Interval functionRange(int function, const std::vector<Interval>& stack, size_t first) {
+Interval functionRange(int function, const Range* argument, size_t count) {
   constexpr double kLeast = std::numeric_limits<double>::denorm_min();
-  const Interval a = stack[first];
+  const Interval a = argument[0];
   switch (function) {
     case TSLP_FUNCTION_LOG10:
       return growing(a, 0, kInfinite, [](double t) { return t < kLeast ? -kInfinite : std::log10(t); });
@@ -136,14 +143,15 @@ Interval functionRange(int function, const std::vector<Interval>& stack, size_t 
     case TSLP_FUNCTION_SIGN:
       return growing(a, -kInfinite, kInfinite, [](double t) { return static_cast<double>((t > 0) - (t < 0)); });
     case TSLP_FUNCTION_PWL:
-      return piecewise(stack, first);
+      return piecewise(argument, count);
     case TSLP_FUNCTION_MIN:
     case TSLP_FUNCTION_MAX: {
       Interval found = a;
       const bool most = function == TSLP_FUNCTION_MAX;
-      for (size_t k = first + 1; k < stack.size(); ++k) {
-        found.lower = most ? std::max(found.lower, stack[k].lower) : std::min(found.lower, stack[k].lower);
-        found.upper = most ? std::max(found.upper, stack[k].upper) : std::min(found.upper, stack[k].upper);
+      for (size_t k = 1; k < count; ++k) {
+        const Interval other = argument[k];
+        found.lower = most ? std::max(found.lower, other.lower) : std::min(found.lower, other.lower);
+        found.upper = most ? std::max(found.upper, other.upper) : std::min(found.upper, other.upper);
       }
       return found;
     }
@@ -167,49 +175,22 @@ Interval operatorRange(int code, Interval a, Interval b) {
   }
 }
 
-// Of a column: quadratic parts of formulas are written as products.
-bool isSquare(TokenView run, int64_t k) {
-  const auto column = [&](int64_t at) { return at >= 0 && run.type[at] == TSLP_TOKEN_COLUMN; };
-  return run.code(k) == TSLP_OPERATOR_TIMES && column(k - 1) && column(k - 2) && run.code(k - 1) == run.code(k - 2);
-}
+struct Ranges {
+  const std::vector<Interval>& columns;
+  Range constant(double value) const { return {{value, value}}; }
+  Range column(int j) const { return {columns[j], j}; }
+  Range negative(const Range& a) const { return {tvlo::negative(a)}; }
+  Range binary(int code, const Range& a, const Range& b) const {
+    const bool square = code == TSLP_OPERATOR_TIMES && a.column >= 0 && a.column == b.column;
+    return {square ? power(a, {2, 2}) : operatorRange(code, a, b)};
+  }
+  Range function(int code, const Range* argument, size_t count) const { return {functionRange(code, argument, count)}; }
+  Range user(int, const Range*, size_t) const { return {kWhole}; }
+};
 
 }  // namespace
 
-Interval rangeOf(TokenView run, const std::vector<Interval>& columns) {
-  std::vector<Interval> stack;
-  std::vector<size_t> markers;
-  for (int64_t k = 0; k < run.size; ++k) {
-    switch (run.type[k]) {
-      case TSLP_TOKEN_CONSTANT:
-        stack.push_back({run.value[k], run.value[k]});
-        break;
-      case TSLP_TOKEN_COLUMN:
-        stack.push_back(columns[run.code(k)]);
-        break;
-      case TSLP_TOKEN_MARKER:
-        markers.push_back(stack.size());
-        break;
-      case TSLP_TOKEN_OPERATOR: {
-        const Interval last = stack.back();
-        if (run.code(k) == TSLP_OPERATOR_UMINUS) {
-          stack.back() = negative(last);
-        } else {
-          stack.pop_back();
-          stack.back() = isSquare(run, k) ? power(last, {2, 2}) : operatorRange(run.code(k), stack.back(), last);
-        }
-        break;
-      }
-      default: {
-        const size_t first = markers.back();
-        markers.pop_back();
-        const Interval found = run.type[k] == TSLP_TOKEN_FUNCTION ? functionRange(run.code(k), stack, first) : kWhole;
-        stack.resize(first);
-        stack.push_back(found);
-      }
-    }
-  }
-  return run.size == 0 ? Interval{1, 1} : stack.back();
-}
+Interval rangeOf(TokenView run, const std::vector<Interval>& columns) { return runTokens<Range>(run, Ranges{columns}); }
 
 bool someRowIsOutOfReach(const Model& model, double tolerance) {
   std::vector<Interval> columns(model.columns());

@@ -31,10 +31,12 @@ class PieceSearch {
     best_.point = start;
     if (!evaluate(best_.point.x)) return ask_(program_, start);
     for (const ExactKink& kink : program_.exactKinks()) choice_.push_back(nearestPiece(kink, activity_));
-    if (!solve(choice_)) return best_;
+    best_ = solve(choice_);
+    violation_ = violation(best_.point.x);
     std::vector<Move> moves = promising();
     bool together = moves.size() > 1;
-    for (size_t next = 0; next < moves.size() && left_ > 0;) {
+    size_t next = 0;
+    for (int left = kMostSolves; next < moves.size() && --left > 0 && !ended(best_);) {
       std::vector<int> choice = choice_;
       if (together) {
         for (const Move& move : moves) choice[move.kink] = move.piece;
@@ -42,13 +44,15 @@ class PieceSearch {
         choice[moves[next].kink] = moves[next].piece;
         ++next;
       }
-      const bool improved = solve(choice);
-      if (stopped_) break;
-      together = improved;
-      if (!improved) continue;
-      moves = promising();
-      together = moves.size() > 1;
-      next = 0;
+      together = false;
+      NlpResult result = solve(choice);
+      const bool interrupted = result.stop != 0;
+      if (takeBetter(std::move(result), choice)) {
+        moves = promising();
+        together = moves.size() > 1;
+        next = 0;
+      }
+      if (interrupted) break;
     }
     choose(choice_);
     return std::move(best_);
@@ -68,9 +72,13 @@ class PieceSearch {
     for (size_t k = 0; k < choice.size(); ++k) program_.choosePiece(program_.exactKinks()[k], choice[k]);
   }
 
-  double violation(const std::vector<double>& x) {
-    std::vector<double> at = x;
-    if (!evaluate(at)) return HUGE_VAL;
+  bool isPoint(const std::vector<double>& x) const {
+    return x.size() == static_cast<size_t>(program_.columns()) && allFinite(x);
+  }
+
+  // Infinite for a point that is none, or where something has no value.
+  double violation(std::vector<double> x) {
+    if (!isPoint(x) || !evaluate(x)) return HUGE_VAL;
     double worst = 0;
     for (int i = 0; i < program_.rows(); ++i) {
       const double lower = program_.rowLower[i], upper = program_.rowUpper[i];
@@ -80,39 +88,32 @@ class PieceSearch {
     return worst;
   }
 
-  // Solves with a choice from the best point. Whether the result is better than the best, whose place it takes then.
-  bool solve(const std::vector<int>& choice) {
-    --left_;
+  static bool ended(const NlpResult& result) { return result.stop != 0 || result.status == NlpStatus::unbounded; }
+
+  // With a choice, from the best point.
+  NlpResult solve(const std::vector<int>& choice) {
     choose(choice);
     NlpPoint start;
     start.x = best_.point.x;
-    NlpResult result = ask_(program_, start);
-    stopped_ = result.stop != 0;
-    const bool usable =
-        result.point.x.size() == start.x.size() &&
-        std::all_of(result.point.x.begin(), result.point.x.end(), [](double v) { return std::isfinite(v); });
-    if (!usable) {
-      if (first_) best_ = std::move(result);
-      stopped_ = stopped_ || first_;
-      return false;
-    }
+    return ask_(program_, start);
+  }
+
+  // Whether a result is better than the best, whose place it takes then.
+  bool takeBetter(NlpResult result, const std::vector<int>& choice) {
+    if (!isPoint(result.point.x)) return false;
     const double off = violation(result.point.x);
     const bool feasible = off <= tolerance_;
-    bool better = first_;
-    if (!first_ && feasible != (violation_ <= tolerance_)) {
-      better = feasible;
-    } else if (!first_) {
+    bool better = feasible;
+    if (feasible == (violation_ <= tolerance_)) {
       const double now = feasible ? program_.sense * result.objective : off;
       const double before = feasible ? program_.sense * best_.objective : violation_;
       better = now < before - kGain * (feasible ? std::max(1.0, std::abs(before)) : before);
     }
-    if (result.status == NlpStatus::unbounded) stopped_ = better = true;
-    if (!better) return false;
-    first_ = false;
+    if (!better && result.status != NlpStatus::unbounded) return false;
     best_ = std::move(result);
     violation_ = off;
     choice_ = choice;
-    return !stopped_;
+    return true;
   }
 
   // Pieces that meet the chosen ones at the best point. Where that is an optimum, only those of kinks whose multiplier
@@ -120,7 +121,7 @@ class PieceSearch {
   std::vector<Move> promising() {
     std::vector<Move> moves;
     std::vector<double> x = best_.point.x;
-    if (!evaluate(x)) return moves;
+    if (!isPoint(x) || !evaluate(x)) return moves;
     const bool signs = violation_ <= tolerance_ && best_.point.dual.size() == activity_.size();
     for (size_t k = 0; k < choice_.size(); ++k) {
       const ExactKink& kink = program_.exactKinks()[k];
@@ -141,8 +142,6 @@ class PieceSearch {
   std::vector<int> choice_;  // of the best result
   NlpResult best_;
   double violation_ = HUGE_VAL;
-  int left_ = kMostSolves;
-  bool first_ = true, stopped_ = false;
 };
 
 }  // namespace
@@ -151,17 +150,13 @@ NlpResult solveByPieces(ModelProgram& program, const NlpPoint& start, double tol
   return PieceSearch(program, tolerance, ask).run(start);
 }
 
-bool choosePieces(ModelProgram& program, std::vector<double>& x) {
+bool piecesMeet(ModelProgram& program, std::vector<double>& x) {
   std::vector<double> activity(program.rows());
   if (!program.complete(x) || !program.constraints(x.data(), true, activity.data())) return false;
-  bool tied = false;
-  for (const ExactKink& kink : program.exactKinks()) {
+  return std::any_of(program.exactKinks().begin(), program.exactKinks().end(), [&](const ExactKink& kink) {
     const auto first = activity.begin() + kink.firstRow;
-    program.choosePiece(kink, nearestPiece(kink, activity));
-    tied =
-        tied || std::count_if(first, first + kink.pieces, [&](double off) { return meets(off, x[kink.column]); }) > 1;
-  }
-  return tied;
+    return std::count_if(first, first + kink.pieces, [&](double off) { return meets(off, x[kink.column]); }) > 1;
+  });
 }
 
 }  // namespace tvlo

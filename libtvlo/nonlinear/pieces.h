@@ -15,8 +15,8 @@ using NlpAsk = std::function<NlpResult(NlpProgram& program, const NlpPoint& star
 // their violation, where that exceeds the tolerance, then by their objectives.
 NlpResult solveByPieces(ModelProgram& program, const NlpPoint& start, double tolerance, const NlpAsk& ask);
 
-// Chooses the pieces that are active at a point, whose columns for kinks are set. Whether at some kink two are; false,
-// too, where something has no value.
-bool choosePieces(ModelProgram& program, std::vector<double>& x);
+// Whether at some kink two pieces have its value at a point, whose columns for kinks are set; false, too, where
+// something has no value.
+bool piecesMeet(ModelProgram& program, std::vector<double>& x);
 
 }  // namespace tvlo

@@ -22,10 +22,6 @@ double largest(const Vector& values) {
                          [](double a, double b) { return std::max(a, std::abs(b)); });
 }
 
-bool allFinite(const Vector& values) {
-  return std::all_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); });
-}
-
 struct Tolerances {
   // Steps are judged by the functions' values, which no longer change where gradients are this small.
   static constexpr double kFinest = 1e-7;

@@ -117,7 +117,7 @@ class NonlinearSolver {
   }
 
   // At kinks, which are gone across after that.
-  bool mayStall() const { return across_.has_value() && !crossing_; }
+  bool mayStall() const { return across_.has_value() && program_->exactKinks().empty(); }
 
   bool oldFits() const {
     return old_.available && old_.x.size() == static_cast<size_t>(model_.columns()) &&
@@ -149,15 +149,13 @@ class NonlinearSolver {
       return true;
     }
     start_.assign(program_->columns(), 0);
-    int infeasible = 0;
-    return settle(result, infeasible) || solution().stop != Stop::none;
+    return settle(result) || solution().stop != Stop::none;
   }
 
   void tryInTurn(bool warm) {
     constexpr int kTries = 3;
     const auto wanted = static_cast<int>(controls_.getInt(slpcontrol::nlp_starts));
     const int tries = std::max(mayStall() ? 1 : kTries, wanted);
-    int infeasible = 0;
     int answers = 0;
     NonlinearSolution best;
     for (int attempt = warm ? -1 : 0; attempt < tries; ++attempt) {
@@ -173,7 +171,7 @@ class NonlinearSolver {
         leaveStationary(result);
         if (isFinite(result) && isFar(result.point.x)) lookFurther(result);
       }
-      const bool settled = settle(result, infeasible);
+      const bool settled = settle(result);
       if (settled && solution().status == NonlinearStatus::locallyOptimal) {
         takeBetter(best);
         if (++answers < wanted && attempt + 1 < tries) continue;
@@ -192,9 +190,6 @@ class NonlinearSolver {
                      MessageType::warning);
       }
     }
-    if (infeasible > 0 && solution().status != NonlinearStatus::locallyInfeasible) {
-      solution().status = NonlinearStatus::unfinished;
-    }
   }
 
   // Kinks that were left have a derivative to one side only: what stops there needn't be an optimum.
@@ -205,7 +200,6 @@ class NonlinearSolver {
     const bool stopped = solution().stop != Stop::none && solution().stop != Stop::iterationLimit;
     if (hopeless || stopped || !across_) return;
     program_ = &*across_;
-    crossing_ = true;
     if (!optimal) {
       solution().stop = Stop::none;
       return tryInTurn(warm);
@@ -213,11 +207,10 @@ class NonlinearSolver {
     NonlinearSolution found = solution();
     NlpPoint start;
     start.x = programPoint(*program_, found.point).x;
-    if (!choosePieces(*program_, start.x)) return;
+    if (!piecesMeet(*program_, start.x)) return;
     const NlpResult result = ask(start, 0);
     start_ = std::move(start.x);
-    int infeasible = 0;
-    settle(result, infeasible);
+    settle(result);
     if (solution().status != NonlinearStatus::unbounded) takeBetter(found);
   }
 
@@ -314,18 +307,16 @@ class NonlinearSolver {
   }
 
   bool isFinite(const NlpResult& result) const {
-    const std::vector<double>& x = result.point.x;
-    return x.size() == static_cast<size_t>(program_->columns()) &&
-           std::all_of(x.begin(), x.end(), [](double v) { return std::isfinite(v); });
+    return result.point.x.size() == static_cast<size_t>(program_->columns()) && allFinite(result.point.x);
   }
+
+  double feasibility() const { return controls_.getDouble(slpcontrol::nlp_feastol); }
 
   AnswerCheck check(const NlpResult& result) {
     return checkAnswer(model_, *program_, modelPoint(model_, *program_, result.point), result.point);
   }
 
-  bool isFeasible(const NlpResult& result) {
-    return isFinite(result) && check(result).primal <= controls_.getDouble(slpcontrol::nlp_feastol);
-  }
+  bool isFeasible(const NlpResult& result) { return isFinite(result) && check(result).primal <= feasibility(); }
 
   // Not with users' functions, which needn't be able to take points far off.
   bool leadsAway(const std::vector<double>& from, const std::vector<double>& to) {
@@ -347,11 +338,10 @@ class NonlinearSolver {
   NlpResult ask(const NlpPoint& start, int attempt) {
     const NlpAsk one = [&](NlpProgram& program, const NlpPoint& from) { return ask(program, from, attempt); };
     if (program_->exactKinks().empty()) return one(*program_, start);
-    const double tolerance = controls_.getDouble(slpcontrol::nlp_feastol);
     if (!program_->isLinear() || controls_.getInt(slpcontrol::nlp_method) != 0) {
-      return solveByPieces(*program_, start, tolerance, one);
+      return solveByPieces(*program_, start, feasibility(), one);
     }
-    return solveByPieces(*program_, start, tolerance, [&](NlpProgram& program, const NlpPoint& from) {
+    return solveByPieces(*program_, start, feasibility(), [&](NlpProgram& program, const NlpPoint& from) {
       NlpResult result = askOptimizer();
       if (result.status == NlpStatus::infeasible || result.status == NlpStatus::failed) return one(program, from);
       return result;
@@ -403,7 +393,7 @@ class NonlinearSolver {
   }
 
   // Takes over what a solve left. Whether there is nothing more to ask.
-  bool settle(const NlpResult& result, int& infeasible) {
+  bool settle(const NlpResult& result) {
     const bool finite = isFinite(result);
     if (result.stop != 0) {
       solution().stop = result.stop == -1   ? Stop::timeLimit
@@ -416,7 +406,7 @@ class NonlinearSolver {
       whole = modelPoint(model_, *program_, result.point);
       check = checkAnswer(model_, *program_, whole, result.point);
     }
-    const bool feasible = check.primal <= controls_.getDouble(slpcontrol::nlp_feastol);
+    const bool feasible = check.primal <= feasibility();
     // An engine that failed may have done so at an optimum that its own tolerances miss.
     const bool claimed = result.status == NlpStatus::optimal || result.status == NlpStatus::acceptable ||
                          result.status == NlpStatus::failed;
@@ -424,7 +414,7 @@ class NonlinearSolver {
     const bool suspect = optimal ? !convex_ && isFar(result.point.x) : feasible;
     const bool away = suspect && leadsAway(start_, result.point.x);
     if (away || (result.status == NlpStatus::unbounded && model_.sense() * whole.objective < -kUnbounded)) {
-      return settleUnbounded(std::move(whole), check, infeasible);
+      return settleUnbounded(std::move(whole), check);
     }
     if (optimal) {
       keep(convex_ ? NonlinearStatus::globallyOptimal : NonlinearStatus::locallyOptimal, std::move(whole), check);
@@ -440,19 +430,16 @@ class NonlinearSolver {
         keep(NonlinearStatus::unfinished, std::move(whole), check);
         return false;
       case NlpStatus::infeasible:
-        return settleInfeasible(std::move(whole), check, infeasible);
+        return settleInfeasible(std::move(whole), check);
       default:
         keep(NonlinearStatus::unfinished, std::move(whole), check);
         return result.status == NlpStatus::unfinished && solution().stop != Stop::none;
     }
   }
 
-  bool provenInfeasible() const {
-    return someRowIsOutOfReach(model_, 10 * controls_.getDouble(slpcontrol::nlp_feastol));
-  }
+  bool provenInfeasible() const { return someRowIsOutOfReach(model_, 10 * feasibility()); }
 
-  bool settleInfeasible(PointValues whole, const AnswerCheck& check, int& infeasible) {
-    ++infeasible;
+  bool settleInfeasible(PointValues whole, const AnswerCheck& check) {
     keep(NonlinearStatus::locallyInfeasible, std::move(whole), check);
     if (!convex_ && !provenInfeasible() && !linearPartInfeasible(problem_, secondsLeft())) return false;
     solution().status = NonlinearStatus::infeasible;
@@ -460,22 +447,21 @@ class NonlinearSolver {
   }
 
   // Rows hold only relative to the size of a point far out: there must be a feasible one nearer by, too.
-  bool settleUnbounded(PointValues whole, const AnswerCheck& check, int& infeasible) {
+  bool settleUnbounded(PointValues whole, const AnswerCheck& check) {
     NlpPoint near;
     near.x = start_;
     PointValues nearby = modelPoint(model_, *program_, near);
     AnswerCheck nearCheck = checkAnswer(model_, *program_, nearby, near);
-    const double tolerance = controls_.getDouble(slpcontrol::nlp_feastol);
-    if (nearCheck.primal > tolerance) {
+    if (nearCheck.primal > feasibility()) {
       WithoutObjective rows(*program_);
       NlpResult found = ask(rows, near, 0);
       if (!isFinite(found)) found.point.x = start_;
       near.x = found.point.x;
       nearby = modelPoint(model_, *program_, near);
       nearCheck = checkAnswer(model_, *program_, nearby, near);
-      if (found.status == NlpStatus::infeasible) return settleInfeasible(std::move(nearby), nearCheck, infeasible);
+      if (found.status == NlpStatus::infeasible) return settleInfeasible(std::move(nearby), nearCheck);
     }
-    if (nearCheck.primal > tolerance) {
+    if (nearCheck.primal > feasibility()) {
       keep(NonlinearStatus::unfinished, std::move(nearby), nearCheck);
       return false;
     }
@@ -519,7 +505,6 @@ class NonlinearSolver {
   std::optional<ModelProgram> lifted_, across_;  // the latter with all kinks taken out, where some are left else
   ModelProgram* program_ = nullptr;              // one of these
   bool watching_ = false;                        // for stalls
-  bool crossing_ = false;                        // the latter
   PointValues old_;
   const Clock::time_point begin_ = Clock::now();
 };

@@ -99,16 +99,15 @@ struct Gradient {
     const auto linear = [&](int i, auto take) {
       for (int64_t k = matrix.start[i]; k < matrix.start[i + 1]; ++k) take(matrix.index[k], -dual[i] * matrix.value[k]);
     };
-    auto quadratic = model.quadraticRows().begin();  // ascending by row
     for (int i = 0; i < model.rows(); ++i) {
-      const bool curved = quadratic != model.quadraticRows().end() && quadratic->row == i;
-      if (dual[i] != 0 && !curved) linear(i, [&](int column, double part) { add(column, part); });
-      if (dual[i] != 0 && curved) {
+      if (dual[i] == 0) continue;
+      if (const QuadraticForm* const form = model.rowQuadratic(i)) {
         linear(i, [&](int column, double part) { collect(column, part); });
-        addForm(quadratic->form, false, -dual[i], x);
+        addForm(*form, false, -dual[i], x);
         linear(i, [&](int column, double) { flush(column); });
+      } else {
+        linear(i, [&](int column, double part) { add(column, part); });
       }
-      if (curved) ++quadratic;
     }
   }
 

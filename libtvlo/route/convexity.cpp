@@ -126,11 +126,6 @@ Curvature computed(const QuadraticForm& form) {
   for (const Block& block : blocks) {
     std::vector<double> noise = largestOf(block);
     for (double& value : noise) value = std::max(least, kNoise * value);
-    // A definite sign on the diagonal settles half of the question.
-    for (int i = 0; i < block.size(); ++i) {
-      if (block.diagonal[i] < -noise[i]) convex = false;
-      if (block.diagonal[i] > noise[i]) concave = false;
-    }
     if (convex) convex = semidefinite(block, 1, noise);
     if (concave) concave = semidefinite(block, -1, noise);
     if (!convex && !concave) return Curvature::indefinite;
