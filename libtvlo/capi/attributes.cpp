@@ -4,7 +4,7 @@
 
 #include "capi/guard.h"
 #include "core/attributes.h"
-#include "route/check.h"
+#include "core/check.h"
 
 namespace tvlo {
 

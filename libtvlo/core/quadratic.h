@@ -12,7 +12,7 @@ struct QuadraticEntry {
   double value;
 };
 
-// Of a symmetric matrix, up to a tolerance (route/convexity.h); a flat one is both convex and concave.
+// Of a symmetric matrix, up to a tolerance (quadratic/convexity.h); a flat one is both convex and concave.
 enum class Curvature : uint8_t { unknown, flat, convex, concave, indefinite };
 
 class QuadraticForm {

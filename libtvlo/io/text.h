@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "core/error.h"
+#include "core/text.h"
 
 namespace tvlo {
 
@@ -29,10 +30,6 @@ struct FileText {
 // Reads a file and unpacks it when it is gzipped, which its first bytes tell. A file with zero bytes is no text.
 FileText readFileText(const std::string& filename);
 
-// "name" for a message: quoted, cut when it is long, always valid UTF-8.
-std::string quoted(std::string_view name);
-
-bool isUtf8(std::string_view text);
 std::string latin1ToUtf8(std::string_view text);
 
 inline bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\f' || c == '\v'; }

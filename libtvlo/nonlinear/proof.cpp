@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "route/convexity.h"
+#include "quadratic/convexity.h"
 #include "route/solve.h"
 
 namespace tvlo {

@@ -5,7 +5,7 @@
 
 #include "core/error.h"
 #include "engines/loader.h"
-#include "route/quadratic_session.h"
+#include "quadratic/session.h"
 
 namespace tvlo {
 

@@ -6,11 +6,11 @@
 #include <limits>
 #include <numeric>
 
+#include "core/check.h"
 #include "core/error.h"
-#include "route/active_set.h"
-#include "route/check.h"
-#include "route/convexity.h"
-#include "route/quadratic_proof.h"
+#include "quadratic/active_set.h"
+#include "quadratic/convexity.h"
+#include "quadratic/proof.h"
 #include "route/route.h"
 
 namespace tvlo {

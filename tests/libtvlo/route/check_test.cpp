@@ -1,5 +1,5 @@
 // The check of answers, and what is done about one that fails it.
-#include "route/check.h"
+#include "core/check.h"
 
 #include <cmath>
 #include <functional>

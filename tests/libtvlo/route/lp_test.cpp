@@ -1,8 +1,8 @@
 // LPs through the C interface: values, duals and statuses by every method.
 #include <cmath>
 
+#include "core/check.h"
 #include "problems.h"
-#include "route/check.h"
 
 namespace tvlo::test {
 namespace {

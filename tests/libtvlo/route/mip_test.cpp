@@ -3,8 +3,8 @@
 #include <functional>
 #include <limits>
 
+#include "core/check.h"
 #include "problems.h"
-#include "route/check.h"
 
 namespace tvlo::test {
 namespace {

@@ -1,12 +1,12 @@
-#include "route/quadratic_proof.h"
+#include "quadratic/proof.h"
 
 #include <algorithm>
 #include <cmath>
 #include <map>
 #include <numeric>
 
-#include "route/check.h"
-#include "route/convexity.h"
+#include "core/check.h"
+#include "quadratic/convexity.h"
 
 namespace tvlo {
 

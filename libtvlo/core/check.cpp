@@ -1,4 +1,4 @@
-#include "route/check.h"
+#include "core/check.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,12 +1,12 @@
-#include "route/cone.h"
+#include "quadratic/cone.h"
 
 #include <Eigen/Eigenvalues>
 #include <algorithm>
 #include <cmath>
 #include <map>
 
-#include "route/check.h"
-#include "route/convexity.h"
+#include "core/check.h"
+#include "quadratic/convexity.h"
 
 namespace tvlo {
 

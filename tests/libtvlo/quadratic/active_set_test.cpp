@@ -1,11 +1,11 @@
 // Answers to quadratic problems made exact, and answers found from those to problems that were a little different.
-#include "route/active_set.h"
+#include "quadratic/active_set.h"
 
 #include <cmath>
 
-#include "problems.h"
-#include "route/check.h"
-#include "route/quadratic_proof.h"
+#include "core/check.h"
+#include "quadratic/proof.h"
+#include "route/problems.h"
 #include "route/route.h"
 
 namespace tvlo::test {

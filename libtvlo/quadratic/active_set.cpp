@@ -1,11 +1,11 @@
-#include "route/active_set.h"
+#include "quadratic/active_set.h"
 
 #include <Eigen/SparseCholesky>
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-#include "route/check.h"
+#include "core/check.h"
 
 namespace tvlo {
 

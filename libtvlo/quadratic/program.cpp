@@ -1,9 +1,9 @@
-#include "route/quadratic_program.h"
+#include "quadratic/program.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "route/check.h"
+#include "core/check.h"
 
 namespace tvlo {
 

@@ -1,5 +1,5 @@
 // The test of convexity: signs, tolerances, and that it is quick on large forms.
-#include "route/convexity.h"
+#include "quadratic/convexity.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <cmath>
 #include <random>
 
-#include "problems.h"
+#include "route/problems.h"
 
 namespace tvlo::test {
 namespace {

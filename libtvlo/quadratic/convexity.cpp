@@ -1,4 +1,4 @@
-#include "route/convexity.h"
+#include "quadratic/convexity.h"
 
 #include <Eigen/Cholesky>
 #include <Eigen/SparseCholesky>
@@ -6,8 +6,8 @@
 #include <cmath>
 #include <numeric>
 
-#include "io/text.h"
-#include "route/cone.h"
+#include "core/text.h"
+#include "quadratic/cone.h"
 
 namespace tvlo {
 

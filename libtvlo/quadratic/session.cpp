@@ -1,10 +1,10 @@
-#include "route/quadratic_session.h"
+#include "quadratic/session.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "route/check.h"
-#include "route/quadratic_program.h"
+#include "core/check.h"
+#include "quadratic/program.h"
 
 namespace tvlo {
 

@@ -1,9 +1,9 @@
 // Convex quadratic problems from the model to a checked answer, and what is said of others.
 #include <cmath>
 
-#include "problems.h"
-#include "route/check.h"
-#include "route/quadratic_program.h"
+#include "core/check.h"
+#include "quadratic/program.h"
+#include "route/problems.h"
 
 namespace tvlo::test {
 namespace {

@@ -17,7 +17,7 @@ Curvature curvatureOf(const QuadraticForm& form);  // remembered in the form unt
 
 struct Convexity {
   std::string nonconvex;  // what is not convex, for a message: "the objective", "row c1"; empty: nothing
-  bool cones = false;     // some rows are second-order cones (route/cone.h), which are convex as sets only
+  bool cones = false;     // some rows are second-order cones (quadratic/cone.h), which are convex as sets only
 };
 // The objective by the sense and rows by their type. Rows of type N do not count, nor do sides at infinity.
 Convexity convexityOf(const Model& model);
