@@ -1,4 +1,4 @@
-#include "module/env.h"
+#include "runtime/env.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <tuple>
 #include <utility>
 
-#include "module/errors.h"
+#include "runtime/errors.h"
 #include "problem/problem.h"
 #include "pyutil/guard.h"
 #include "pyutil/locks.h"

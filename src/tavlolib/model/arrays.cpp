@@ -1,7 +1,7 @@
 // Where modelling objects meet NumPy arrays and other sequences: the object is wrapped in an array of one element of
 // our types for NumPy to broadcast, and NumPy then runs the loops that are registered for those types.
 #include "model/arithmetic.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 

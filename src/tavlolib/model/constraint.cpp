@@ -3,7 +3,7 @@
 #include "model/packed_word.h"
 #include "model/release.h"
 #include "model/text.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 

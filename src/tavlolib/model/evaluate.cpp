@@ -1,6 +1,6 @@
 // Values of modelling objects, alone or in containers, for given values of the variables.
 #include "model/nonlinear.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 

@@ -1,7 +1,7 @@
 // Expressions: record, type, copies, and changes of single coefficients.
 #include "model/nonlinear.h"
 #include "model/text.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 

@@ -1,6 +1,6 @@
 // The type-blind operators: any two objects, None standing for an empty accumulator.
 #include "model/nonlinear.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 

@@ -2,7 +2,7 @@
 #include "model/nonlinear.h"
 
 #include "model/text.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 

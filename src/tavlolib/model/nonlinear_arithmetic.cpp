@@ -1,6 +1,6 @@
 // Arithmetic of nonlinear nodes. Sums are kept flat, with at most one member that is no node.
 #include "model/nonlinear.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 

@@ -1,6 +1,6 @@
 // The linear and quadratic parts of nonlinear trees: what can be read off without any algebra beyond constant factors.
 #include "model/nonlinear.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 

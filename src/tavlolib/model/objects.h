@@ -165,7 +165,7 @@ PyObject* tavlomod_function(PyObject* module, PyObject* arg);
 
 }  // namespace tavlo
 
-#include "module/env.h"
+#include "runtime/env.h"
 
 namespace tavlo {
 inline bool var_Check(PyObject* o) { return PyObject_TypeCheck(o, &tavlo_varType); }

@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "model/text.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 

@@ -1,7 +1,7 @@
 #include "model/packed_word.h"
 
 #include "model/release.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 #include "pyutil/locks.h"
 #include "pyutil/ref.h"
 

@@ -1,7 +1,7 @@
 #include "model/product_sum.h"
 
 #include "model/nonlinear.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 

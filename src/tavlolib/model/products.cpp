@@ -2,7 +2,7 @@
 #include <utility>
 
 #include "model/nonlinear.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "model/nonlinear.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 #include "pyutil/guard.h"
 
 namespace tavlo {

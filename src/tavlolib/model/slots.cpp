@@ -1,6 +1,6 @@
 // The number slots of the modelling types: array rule, in-place shortcuts, and the way to the rules.
 #include "model/nonlinear.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 

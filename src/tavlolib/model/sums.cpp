@@ -1,6 +1,6 @@
 // Addition and subtraction.
 #include "model/nonlinear.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 

@@ -1,7 +1,7 @@
 // Linear and quadratic terms: records, types, and how they are made.
 #include "model/arithmetic.h"
 #include "model/text.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 

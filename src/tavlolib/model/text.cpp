@@ -2,7 +2,7 @@
 
 #include "model/nonlinear.h"
 #include "model/print_tools.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 #include "pyutil/ref.h"
 
 namespace tavlo {

@@ -2,7 +2,7 @@
 #include "model/arithmetic.h"
 #include "model/packed_word.h"
 #include "model/text.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 

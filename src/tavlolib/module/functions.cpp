@@ -1,15 +1,15 @@
 #include "module/functions.h"
 
 #include "model/objects.h"
-#include "module/errors.h"
 #include "module/modelling_docs.h"
-#include "module/start.h"
 #include "numpy/dot.h"
 #include "numpy/vars.h"
 #include "problem/problem.h"
 #include "problem/solution.h"
 #include "pyutil/locks.h"
 #include "pyutil/ref.h"
+#include "runtime/errors.h"
+#include "runtime/start.h"
 
 namespace tavlo {
 namespace {

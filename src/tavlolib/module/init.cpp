@@ -5,11 +5,12 @@
 
 #include "model/objects.h"
 #include "module/constants.h"
-#include "module/errors.h"
 #include "module/functions.h"
 #include "numpy/dtypes.h"
 #include "problem/problem.h"
 #include "pyutil/ref.h"
+#include "runtime/errors.h"
+#include "runtime/hooks.h"
 
 namespace tavlo {
 namespace {
@@ -184,6 +185,7 @@ PyModuleDef moduleDefinition = {
 };
 
 PyObject* initialise() {
+  hooks = {raiseProblemError, fillControlTables, releaseProblems};
   if (init_mutexes() != 0) return initialisationError();
   if (_import_array() < 0 || _import_umath() < 0 || readyTypes() != 0 || setAltNumOps() != 0)
     return initialisationError();

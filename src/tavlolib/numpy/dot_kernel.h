@@ -10,7 +10,7 @@
 #include <type_traits>
 
 #include "model/product_sum.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 #include "numpy/dtypes.h"
 #include "numpy/half.h"
 #include "pyutil/locks.h"

@@ -1,7 +1,7 @@
 #include "numpy/dtypes.h"
 
 #include "model/objects.h"
-#include "module/env.h"
+#include "runtime/env.h"
 #include "pyutil/locks.h"
 #include "pyutil/ref.h"
 

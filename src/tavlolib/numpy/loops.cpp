@@ -1,5 +1,5 @@
 // Element-by-element loops of NumPy's universal functions over the three types, doubles and objects.
-#include "module/errors.h"
+#include "runtime/errors.h"
 #include "numpy/dtypes.h"
 #include "pyutil/locks.h"
 #include "pyutil/ref.h"

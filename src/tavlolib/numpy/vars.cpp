@@ -5,7 +5,7 @@
 
 #include "model/name_blocks.h"
 #include "model/packed_word.h"
-#include "module/errors.h"
+#include "runtime/errors.h"
 #include "numpy/dtypes.h"
 #include "pyutil/locks.h"
 #include "pyutil/ref.h"

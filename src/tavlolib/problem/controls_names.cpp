@@ -201,4 +201,15 @@ int ctrl_attr_fill_typeobj(int withNonlinear) {
              : 0;
 }
 
+int fillControlTables(int withNonlinear) {
+  if (ctrl_attr_fill_typeobj(withNonlinear) != 0) return -1;
+  Ref name = Ref::steal(PyUnicode_FromString("tslp_postsolve"));
+  Ref one = Ref::steal(PyLong_FromLong(1));
+  if (!name || !one) return -1;
+  auto* controls = reinterpret_cast<control_s*>(tvl_py_env.controls);
+  if (PyDict_SetItem(controls->dict, name.get(), one.get()) != 0) return -1;
+  Locked lock(tvl_py_env.defaults_mutex);
+  return PyDict_SetItem(tvl_py_env.default_controls, name.get(), one.get());
+}
+
 }  // namespace tavlo

@@ -1,5 +1,5 @@
 // The types control and attribute: attribute-style access to a problem's values, and the module-level defaults.
-#include "module/wrappers.h"
+#include "runtime/wrappers.h"
 #include "problem/controls.h"
 #include "pyutil/guard.h"
 #include "pyutil/locks.h"

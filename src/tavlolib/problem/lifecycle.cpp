@@ -1,13 +1,14 @@
 // Life of a problem record: allocation, solver problems, release, and the methods that go with it.
+#include <atomic>
 #include <cstring>
 #include <new>
 #include <utility>
 
 #include "callbacks/user_function.h"
-#include "module/printers.h"
 #include "problem/column_table.h"
 #include "pyutil/array.h"
 #include "pyutil/ref.h"
+#include "runtime/printers.h"
 
 namespace tavlo {
 namespace {
@@ -18,6 +19,19 @@ constexpr int kStoppedByUser = 9;
 problem_s* self_(PyObject* o) { return reinterpret_cast<problem_s*>(o); }
 
 PyObject* replaced(PyObject*& field, PyObject* by) { return std::exchange(field, by); }
+
+// Message handlers that copy a problem's log to sys.stdout; data is the problem_s, which outlives its registration.
+int printForProblem(void* data, const char* text, int type) {
+  // Written by the interpreter's thread while a solver thread reads it.
+  std::atomic_ref<int32_t> enabled(static_cast<problem_s*>(data)->outputEnabled);
+  return enabled.load(std::memory_order_relaxed) == 0 ? 0 : tvl_py_print_general(text, type < 0);
+}
+
+int tvl_py_print_prob(void*, void* data, const char* text, int, int type) { return printForProblem(data, text, type); }
+
+int tvl_py_print_probNL(void*, void* data, const char* text, int, int type) {
+  return printForProblem(data, text, type);
+}
 
 int installPrinters(problem_s* p) {
   return TVLOaddcbmessage(p->prob, tvl_py_print_prob, p, 1) != 0 ||
@@ -56,6 +70,31 @@ int refuseUse(const problem_s* p) {
 }  // namespace
 
 PyObject* selfOf(problem_s* p) { return reinterpret_cast<PyObject*>(p); }
+
+void raiseProblemError(PyObject* problem) {
+  const auto* p = reinterpret_cast<problem_s*>(problem);
+  char text[TVLO_ERRORTEXT_MAX] = "";
+  int code = 0;
+  if (p->prob)
+    TVLOgetlasterror(p->prob, text);
+  else  // it could not be created: only the environment can say why
+    TVLO_ge_getlasterror(&code, text, sizeof text, nullptr);
+  if (!*text && p->slpprob && nlState() != 0) TSLPgetlasterror(p->slpprob, &code, text);
+  raiseText(tpy_solver_exc, text, "Unidentified error associated with optimization problem");
+}
+
+// That may run Python code, which may create and delete problems.
+void releaseProblems() {
+  for (problem_s* p = tvl_py_env.problems; p;) {
+    if (Py_REFCNT(reinterpret_cast<PyObject*>(p)) == 0) {  // being deallocated: it releases itself
+      p = p->nextProblem;
+      continue;
+    }
+    auto held = BasicRef<problem_s>::borrow(p);
+    problem_freeresources(p);
+    p = p->nextProblem;
+  }
+}
 
 int solverFailed(problem_s* p) {
   setTvloErrIfNull(selfOf(p), nullptr);

@@ -7,8 +7,8 @@
 #pragma once
 
 #include "model/objects.h"
-#include "module/errors.h"
 #include "pyutil/python.h"
+#include "runtime/errors.h"
 #include "tvlo/tslp.h"
 #include "tvlo/tvlo.h"
 
@@ -64,6 +64,8 @@ int problem_applyDefaultControls(problem_s* p);
 int solverFailed(problem_s* p);     // -1, with the solver's error or the one that is pending
 int nonlinearFailed(problem_s* p);  // the same after a call of the nonlinear component
 PyObject* selfOf(problem_s* p);
+void raiseProblemError(PyObject* problem);  // with the last error of its solver objects
+void releaseProblems();                     // the solver objects of every live problem
 
 // A time during which the library works on the problem and may call Python code or run without the interpreter lock.
 class InUse {
@@ -84,6 +86,9 @@ PyObject* ctrl_base(problem_s* p);
 PyObject* attr_base(problem_s* p);
 void ctrl_dropLink(problem_s* p);  // at the problem's deallocation: its controls and attributes forget it
 int ctrl_attr_fill_typeobj(int withNonlinear);
+// Fills the control and attribute tables and switches the nonlinear component's post-solve on for new problems.
+// withNonlinear: whether the nonlinear component is running already. 0, or -1 with an exception.
+int fillControlTables(int withNonlinear);
 int problem_setControl_single(problem_s* p, int code, int type, int kind, PyObject* value);
 PyObject* problem_getInfo_single(problem_s* p, int code, int type, bool isControl, int kind);
 // A control or attribute name in the tables' form (new reference), or null with ModelError.

@@ -6,7 +6,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "module/memory.h"
+#include "pyutil/memory.h"
 
 namespace tavlo {
 

@@ -2,8 +2,8 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "module/errors.h"
 #include "pyutil/ref.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 namespace {

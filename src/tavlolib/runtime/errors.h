@@ -1,7 +1,7 @@
 // Setting exceptions, and the one funnel for errors that the library reports.
 #pragma once
 
-#include "module/env.h"
+#include "runtime/env.h"
 
 namespace tavlo {
 

@@ -8,8 +8,4 @@ int tvl_py_print_general(const char* text, int flush);  // a null text prints no
 
 // TVLOmessagefn. Of the environment: everything but the messages of problems.
 int tvl_py_print(void* object, void* data, const char* text, int length, int type);
-// Of one problem: data is the problem_s, which outlives its registration.
-int tvl_py_print_prob(void* object, void* data, const char* text, int length, int type);
-int tvl_py_print_probNL(void* object, void* data, const char* text, int length, int type);
-
 }  // namespace tavlo

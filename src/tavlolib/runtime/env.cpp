@@ -1,4 +1,4 @@
-#include "module/env.h"
+#include "runtime/env.h"
 
 tvl_py_env_s tvl_py_env;
 

@@ -1,7 +1,7 @@
 // Opaque wrappers of library pointers: tavlo.generic (voidstar_) and tavlo.tvloobject. The pointer is not owned.
 #pragma once
 
-#include "module/env.h"
+#include "runtime/env.h"
 
 namespace tavlo {
 

@@ -1,27 +1,13 @@
-#include "module/errors.h"
+#include "runtime/errors.h"
 
 #include <cstdarg>
 #include <cstring>
 
-#include "problem/problem.h"
 #include "pyutil/ref.h"
+#include "runtime/hooks.h"
+#include "tvlo/tvlo.h"
 
 namespace tavlo {
-
-namespace {
-
-void raiseProblemError(problem_s* p) {
-  char text[TVLO_ERRORTEXT_MAX] = "";
-  int code = 0;
-  if (p->prob)
-    TVLOgetlasterror(p->prob, text);
-  else  // it could not be created: only the environment can say why
-    TVLO_ge_getlasterror(&code, text, sizeof text, nullptr);
-  if (!*text && p->slpprob && nlState() != 0) TSLPgetlasterror(p->slpprob, &code, text);
-  raiseText(tpy_solver_exc, text, "Unidentified error associated with optimization problem");
-}
-
-}  // namespace
 
 void raiseText(PyObject* cls, const char* text, const char* fallback) {
   // Library texts may quote file names that are not UTF-8.
@@ -56,7 +42,7 @@ void setTvloErrIfNull(PyObject* owner, PyObject* result) {
     TVLO_ge_getlasterror(&code, text, sizeof text, nullptr);
     raiseText(tpy_interf_exc, text, "Unidentified error associated with the global environment");
   } else if (PyObject_TypeCheck(owner, &tavlo_problemType)) {
-    raiseProblemError(reinterpret_cast<problem_s*>(owner));
+    hooks.raiseProblemError(owner);
   } else if (PyObject_TypeCheck(owner, &tavlo_branchobjType)) {
     raiseText(tpy_solver_exc, "", "Unidentified error associated with a branching object");
   } else {

@@ -7,10 +7,13 @@
 
 #include <cstdint>
 
-#include "model/maps.h"
 #include "pyutil/python.h"
 
 struct problem_s;
+namespace tavlo {
+struct boundmap;
+struct namemap;
+}  // namespace tavlo
 
 struct tvl_py_env_s {
   PyObject* module;

@@ -1,4 +1,4 @@
-#include "module/memory.h"
+#include "pyutil/memory.h"
 
 #include <cstdlib>
 

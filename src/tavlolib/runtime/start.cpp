@@ -1,15 +1,18 @@
 // Counted start and stop of the solver library.
-#include "module/start.h"
+#include "runtime/start.h"
 
 #include <cstdint>
 
-#include "module/errors.h"
-#include "module/printers.h"
-#include "problem/problem.h"
 #include "pyutil/locks.h"
-#include "pyutil/ref.h"
+#include "runtime/errors.h"
+#include "runtime/hooks.h"
+#include "runtime/printers.h"
+#include "tvlo/tslp.h"
 
 namespace tavlo {
+
+Hooks hooks;
+
 namespace {
 
 int32_t startCount() {
@@ -45,19 +48,6 @@ struct Started {
   }
 };
 
-// Releases the solver objects of every live problem. That may run Python code, which may create and delete problems.
-void releaseProblems() {
-  for (problem_s* p = tvl_py_env.problems; p;) {
-    if (Py_REFCNT(reinterpret_cast<PyObject*>(p)) == 0) {  // being deallocated: it releases itself
-      p = p->nextProblem;
-      continue;
-    }
-    auto held = BasicRef<problem_s>::borrow(p);
-    problem_freeresources(p);
-    p = p->nextProblem;
-  }
-}
-
 }  // namespace
 
 int32_t nlState() {
@@ -66,17 +56,6 @@ int32_t nlState() {
 }
 
 bool libraryIsStarted() { return startCount() > 0; }
-
-int fillControlTables(int withNonlinear) {
-  if (ctrl_attr_fill_typeobj(withNonlinear) != 0) return -1;
-  Ref name = Ref::steal(PyUnicode_FromString("tslp_postsolve"));
-  Ref one = Ref::steal(PyLong_FromLong(1));
-  if (!name || !one) return -1;
-  auto* controls = reinterpret_cast<control_s*>(tvl_py_env.controls);
-  if (PyDict_SetItem(controls->dict, name.get(), one.get()) != 0) return -1;
-  Locked lock(tvl_py_env.defaults_mutex);
-  return PyDict_SetItem(tvl_py_env.default_controls, name.get(), one.get());
-}
 
 int turnTVLOon(int force) {
   if (!force && startCount() > 0) return 0;
@@ -108,7 +87,7 @@ int turnTVLOon(int force) {
   }
   const Py_ssize_t filled = PyDict_Size(tvl_py_env.attr_table);
   if (filled < 0) return -1;
-  if (filled == 0 && fillControlTables(1) != 0) return -1;
+  if (filled == 0 && hooks.fillControlTables(1) != 0) return -1;
   return started.keep();
 }
 
@@ -117,7 +96,7 @@ int turnTVLOoff(int once) {
   while (count > 0) {
     if (count == 1) {
       TVLO_ge_removecbmsghandler(tvl_py_print, nullptr);
-      releaseProblems();
+      hooks.releaseProblems();
     }
     if (nlState() != 0) TSLPfree();
     TVLOfree();

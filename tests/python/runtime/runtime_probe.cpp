@@ -1,8 +1,8 @@
 // Python entry points for the parser, the missing-argument messages, the string helpers and the allocator.
 #include <array>
 
-#include "module/errors.h"
-#include "module/memory.h"
+#include "runtime/errors.h"
+#include "pyutil/memory.h"
 #include "pyutil/array.h"
 #include "pyutil/ref.h"
 

@@ -1,4 +1,4 @@
-#include "module/wrappers.h"
+#include "runtime/wrappers.h"
 
 namespace {
 

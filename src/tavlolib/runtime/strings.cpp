@@ -1,8 +1,8 @@
 #include <cstring>
 
-#include "module/env.h"
-#include "module/memory.h"
+#include "pyutil/memory.h"
 #include "pyutil/ref.h"
+#include "runtime/env.h"
 
 namespace tavlo {
 namespace {
