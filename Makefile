@@ -12,7 +12,7 @@ export PATH := $(ROOT)/.venv/bin:$(PATH)
 CXX_FILES = $(shell find libtvlo src tests benchmarks -name '*.h' -o -name '*.cpp')
 PY_DIRS := python examples benchmarks scripts tests
 
-.PHONY: help setup build dev demo test test-cpp test-python test-matrix check lint format bench fuzz asan wheel docs pins \
+.PHONY: help setup build everything dev demo test test-cpp test-python test-matrix check lint format bench fuzz asan wheel docs pins \
   clean distclean
 
 help:  ## lists the targets
@@ -28,6 +28,9 @@ build/%/build.ninja: .venv/build.installed CMakePresets.json
 .venv/build.installed: | setup ;
 
 build: setup build/release/build.ninja  ## the package, importable by .venv/bin/python
+	@cmake --build build/release -j $(JOBS) --target tavlolib
+
+everything: setup build/release/build.ninja  # the package, its C++ tests and what benchmarks need
 	@cmake --build build/release -j $(JOBS)
 
 dev: setup build/dev/build.ninja  ## the same with assertions and without optimisation, in build/dev
@@ -36,7 +39,7 @@ dev: setup build/dev/build.ninja  ## the same with assertions and without optimi
 demo: build  ## builds a small model, solves it, then reads and solves a file
 	@$(PY) examples/demo.py
 
-test: build  ## everything that must pass: C++ tests, form, stubs, Python tests
+test: everything  ## everything that must pass: C++ tests, form, stubs, Python tests
 	@scripts/bootstrap.sh build test
 	@$(MAKE) --no-print-directory test-cpp check test-python
 
@@ -53,7 +56,7 @@ check:  # form, types and stubs
 	@$(PY) scripts/gen_docs.py --check
 	@scripts/check_types.sh
 
-lint: build  ## check, and clang-tidy over the C++ sources (minutes)
+lint: everything  ## check, and clang-tidy over the C++ sources (minutes)
 	@scripts/bootstrap.sh build test lint
 	@$(MAKE) --no-print-directory check
 	@scripts/run_clang_tidy.sh
@@ -64,7 +67,7 @@ format: setup  ## formats every source
 	@ruff format -q $(PY_DIRS)
 	@clang-format -i $(CXX_FILES)
 
-bench: build  ## ratios against the peers, in one run
+bench: everything  ## ratios against the peers, in one run
 	@scripts/bootstrap.sh build test bench
 	@$(PY) -m benchmarks.run $(BENCH)
 
