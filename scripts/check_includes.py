@@ -21,7 +21,7 @@ LAYERS = {
     "libtvlo": [
         ["core"],
         ["engines"],
-        ["engines/highs", "engines/ipopt", "io", "quadratic"],
+        ["engines/highs", "engines/ipopt", "engines/slp", "io", "quadratic"],
         ["route"],
         ["nonlinear"],
         ["capi"],

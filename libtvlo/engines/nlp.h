@@ -77,7 +77,7 @@ struct NlpRequest {
   double relaxation = -1;
   bool exactDuals = false;  // their errors count in full, however large the duals are
   double secondsLeft = TVLO_INFINITY;
-  const ControlValues* controls = nullptr;    // those whose engine option begins with "ipopt:"
+  const ControlValues* controls = nullptr;    // those with an option of the engine
   std::function<void(std::string_view)> log;  // one line, without its newline; empty: no log wanted
   // After each iteration; nonzero stops with NlpStatus::unfinished.
   std::function<int(int iteration, double objective, double infeasibility)> iteration;

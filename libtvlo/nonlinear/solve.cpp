@@ -9,15 +9,15 @@
 
 #include "core/error.h"
 #include "engines/loader.h"
+#include "engines/slp/session.h"
 #include "nonlinear/answer.h"
 #include "nonlinear/by_optimizer.h"
-#include "nonlinear/component.h"
 #include "nonlinear/interval.h"
+#include "nonlinear/parameters.h"
 #include "nonlinear/pieces.h"
 #include "nonlinear/proof.h"
 #include "nonlinear/ray.h"
 #include "nonlinear/second_order.h"
-#include "nonlinear/slp.h"
 #include "nonlinear/start.h"
 #include "route/route.h"
 
@@ -516,8 +516,9 @@ void solveNonlinearWith(Problem& problem, const ControlValues& controls, const c
 }
 
 void solveNonlinear(Problem& problem, const ControlValues& controls, const char* flags) {
-  solveNonlinearWith(problem, controls, flags,
-                     [](const std::string& name) { return name == "slp" ? openSlp() : openNlpEngine(name); });
+  solveNonlinearWith(problem, controls, flags, [](const std::string& name) {
+    return name == "slp" ? openSlp([] { return openEngine("highs"); }) : openNlpEngine(name);
+  });
 }
 
 }  // namespace tvlo

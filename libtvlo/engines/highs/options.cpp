@@ -2,22 +2,13 @@
 
 #include <algorithm>
 #include <limits>
-#include <string_view>
+#include <string>
+
+#include "engines/options.h"
 
 namespace tvlo::highs {
 
 namespace {
-
-// The option of this engine in the list "engine:option,...", or nothing.
-std::string ownOption(std::string_view list) {
-  constexpr std::string_view prefix = "highs:";
-  while (!list.empty()) {
-    const std::string_view item = list.substr(0, list.find(','));
-    if (item.starts_with(prefix)) return std::string(item.substr(prefix.size()));
-    list.remove_prefix(std::min(list.size(), item.size() + 1));
-  }
-  return {};
-}
 
 const char* solverOf(Method method) {
   switch (method) {
@@ -68,7 +59,7 @@ void Options::set(const char* option, const char* value) {
 void Options::apply(const SolveRequest& request, const Model& model) {
   const ControlValues& controls = *request.controls;
   for (const ControlRow& row : controls.table().rows()) {
-    const std::string option = ownOption(row.engineOption);
+    const std::string option(engineOption(row, "highs"));
     if (option.empty()) continue;
     if (row.type == TVLO_TYPE_INT) {
       set(option.c_str(), static_cast<int>(controls.getInt(row.id)));

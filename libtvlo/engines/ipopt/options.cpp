@@ -1,11 +1,11 @@
 #include "engines/ipopt/options.h"
 
-#include <algorithm>
 #include <limits>
 #include <string>
 #include <string_view>
 
 #include "core/error.h"
+#include "engines/options.h"
 
 namespace tvlo::ipopt {
 
@@ -18,18 +18,7 @@ void must(bool accepted, const char* option) {
   if (!accepted) throw Error(TVLO_ERR_ENGINE, format("Ipopt refused the value of its option %s", option));
 }
 
-// The option of this engine in the list "engine:option,...", or nothing. An option with texts for values lists them,
-// from the control's least value on: "ipopt:option=text|text|...".
-std::string_view ownOption(std::string_view list) {
-  constexpr std::string_view prefix = "ipopt:";
-  while (!list.empty()) {
-    const std::string_view item = list.substr(0, list.find(','));
-    if (item.starts_with(prefix)) return item.substr(prefix.size());
-    list.remove_prefix(std::min(list.size(), item.size() + 1));
-  }
-  return {};
-}
-
+// An option with texts for values lists them, from the control's least value on: "option=text|text|...".
 std::string choice(std::string_view texts, int64_t index) {
   for (; index > 0; --index) texts.remove_prefix(std::min(texts.find('|'), texts.size() - 1) + 1);
   return std::string(texts.substr(0, texts.find('|')));
@@ -37,7 +26,7 @@ std::string choice(std::string_view texts, int64_t index) {
 
 void applyControls(IpoptProblem problem, const ControlValues& controls, Settings& settings) {
   for (const ControlRow& row : controls.table().rows()) {
-    const std::string_view own = ownOption(row.engineOption);
+    const std::string_view own = engineOption(row, "ipopt");
     if (own.empty()) continue;
     const size_t equals = own.find('=');
     const std::string option(own.substr(0, equals));

@@ -8,7 +8,7 @@
 #include "core/error.h"
 #include "engines/loader.h"
 #include "nlp_examples.h"
-#include "nonlinear/component.h"
+#include "nonlinear/parameters.h"
 
 namespace tvlo {
 namespace {

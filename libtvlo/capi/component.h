@@ -8,31 +8,11 @@
 #include <string>
 
 #include "capi/guard.h"
-#include "core/attributes.h"
-#include "core/controls.h"
 #include "core/problem.h"
+#include "nonlinear/parameters.h"
 #include "tvlo/tslp.h"
 
 namespace tvlo {
-
-const ControlTable& componentControls();
-const AttributeTable& componentAttributes();
-
-namespace slpcontrol {
-enum Id : int {
-#define TVLO_CONTROL(id, name, ...) name = id,
-#include "nonlinear/controls.def"
-#undef TVLO_CONTROL
-};
-}  // namespace slpcontrol
-
-namespace slpattribute {
-enum Id : int {
-#define TVLO_ATTRIBUTE(id, name, ...) name = id,
-#include "nonlinear/attributes.def"
-#undef TVLO_ATTRIBUTE
-};
-}  // namespace slpattribute
 
 class Component {
  public:

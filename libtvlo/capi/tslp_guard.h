@@ -3,8 +3,8 @@
 
 #include <utility>
 
+#include "capi/component.h"
 #include "capi/guard.h"
-#include "nonlinear/component.h"
 
 namespace tvlo {
 

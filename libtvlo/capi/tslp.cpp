@@ -3,7 +3,7 @@
 #include "capi/attributes.h"
 #include "capi/files.h"
 #include "capi/lists.h"
-#include "nonlinear/guard.h"
+#include "capi/tslp_guard.h"
 
 using namespace tvlo;
 

@@ -1,4 +1,4 @@
-#include "nonlinear/slp.h"
+#include "engines/slp/session.h"
 
 #include <algorithm>
 #include <chrono>
@@ -7,8 +7,8 @@
 
 #include "core/error.h"
 #include "engines/nlp_bounds.h"
-#include "nonlinear/component.h"
-#include "nonlinear/linearisation.h"
+#include "engines/options.h"
+#include "engines/slp/linearisation.h"
 
 namespace tvlo {
 
@@ -30,12 +30,15 @@ struct Tolerances {
   int logEvery = 1;
 
   explicit Tolerances(const ControlValues* controls) {
-    if (controls == nullptr || &controls->table() != &componentControls()) return;
-    optimality = std::max(kFinest, controls->getDouble(slpcontrol::nlp_tol));
-    acceptable = std::max(kFinest, controls->getDouble(slpcontrol::nlp_acceptabletol));
-    feasibility = controls->getDouble(slpcontrol::nlp_feastol);
-    iterations = static_cast<int>(controls->getInt(slpcontrol::nlp_iterlimit));
-    logEvery = static_cast<int>(controls->getInt(slpcontrol::nlp_logfreq));
+    if (controls == nullptr) return;
+    for (const ControlRow& row : controls->table().rows()) {
+      const std::string_view option = engineOption(row, "slp");
+      if (option == "tol") optimality = std::max(kFinest, controls->getDouble(row.id));
+      if (option == "acceptable_tol") acceptable = std::max(kFinest, controls->getDouble(row.id));
+      if (option == "feasibility_tol") feasibility = controls->getDouble(row.id);
+      if (option == "iterations") iterations = static_cast<int>(controls->getInt(row.id));
+      if (option == "log_every") logEvery = static_cast<int>(controls->getInt(row.id));
+    }
   }
 };
 
@@ -383,6 +386,7 @@ void Run::solve(const NlpPoint& start) {
 
 class Slp final : public NlpSession {
  public:
+  explicit Slp(LpOpener open) : linear_(std::move(open)) {}
   void solve(NlpProgram& program, const NlpPoint& start, const NlpRequest& request, NlpResult& result) override {
     const Clock::time_point begin = Clock::now();
     result = NlpResult();
@@ -396,6 +400,6 @@ class Slp final : public NlpSession {
 
 }  // namespace
 
-std::unique_ptr<NlpSession> openSlp() { return std::make_unique<Slp>(); }
+std::unique_ptr<NlpSession> openSlp(LpOpener open) { return std::make_unique<Slp>(std::move(open)); }
 
 }  // namespace tvlo

@@ -1,23 +1,26 @@
-#include "nonlinear/slp.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <stdexcept>
 #include <thread>
 
-#include "../engines/nlp_examples.h"
 #include "engines/loader.h"
-#include "nonlinear/component.h"
+#include "engines/slp/session.h"
+#include "nlp_examples.h"
+#include "nonlinear/parameters.h"
 
 namespace tvlo {
 namespace {
 
 using namespace examples;
 
+std::unique_ptr<NlpSession> open() {
+  return openSlp([] { return openEngine("highs"); });
+}
+
 NlpResult solve(Example& program, const NlpRequest& request = {}) {
   NlpResult result;
-  openSlp()->solve(program, program.start(), request, result);
+  open()->solve(program, program.start(), request, result);
   return result;
 }
 
@@ -157,7 +160,7 @@ TEST(Slp, StopsOnRequestAndAtLimits) {
 
 // One session for programs of different shapes, and from the solution of the other method.
 TEST(Slp, IsInterchangeableWithTheEngine) {
-  const std::unique_ptr<NlpSession> slp = openSlp(), ipopt = openNlpEngine("ipopt");
+  const std::unique_ptr<NlpSession> slp = open(), ipopt = openNlpEngine("ipopt");
   Hs071 program;
   NlpResult first, again;
   ipopt->solve(program, program.start(), {}, first);

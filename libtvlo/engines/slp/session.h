@@ -10,13 +10,18 @@
 // Second derivatives are not used. Convergence is quadratic to vertices and slow where the solution is none.
 #pragma once
 
+#include <functional>
 #include <memory>
 
+#include "engines/engine.h"
 #include "engines/nlp.h"
 
 namespace tvlo {
 
-// As an engine's session; one thread at a time.
-std::unique_ptr<NlpSession> openSlp();
+using LpOpener = std::function<std::unique_ptr<EngineSession>()>;
+
+// A session whose linear programs go to the engine that `open` gives, which is asked once they come. One thread at a
+// time.
+std::unique_ptr<NlpSession> openSlp(LpOpener open);
 
 }  // namespace tvlo

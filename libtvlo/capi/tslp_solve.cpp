@@ -1,6 +1,6 @@
 // Solving and solutions through the nonlinear component's C interface.
 #include "capi/solving.h"
-#include "nonlinear/guard.h"
+#include "capi/tslp_guard.h"
 #include "nonlinear/program.h"
 #include "nonlinear/solve.h"
 

@@ -2,7 +2,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "nonlinear/guard.h"
+#include "capi/tslp_guard.h"
 
 using namespace tvlo;
 

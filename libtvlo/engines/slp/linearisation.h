@@ -16,12 +16,13 @@
 #include "core/solution.h"
 #include "engines/engine.h"
 #include "engines/nlp.h"
+#include "engines/slp/session.h"
 
 namespace tvlo {
 
 class Linearisation {
  public:
-  Linearisation();
+  explicit Linearisation(LpOpener open);
   // From here on the subproblems of this program, which must outlive its use; J's values are in the pattern's order.
   void begin(const NlpProgram& program, const std::vector<double>& jacobian);
   void setJacobian(const std::vector<double>& values);
@@ -38,6 +39,7 @@ class Linearisation {
 
  private:
   const NlpProgram* program_ = nullptr;
+  LpOpener open_;
   Model model_;
   std::unique_ptr<EngineSession> engine_;
   ControlValues controls_;

@@ -1,9 +1,7 @@
-#include "nonlinear/linearisation.h"
+#include "engines/slp/linearisation.h"
 
 #include <algorithm>
-#include <numeric>
-
-#include "engines/loader.h"
+#include <utility>
 
 namespace tvlo {
 
@@ -33,7 +31,7 @@ char typeOf(const NlpProgram& program, int row) {
 
 }  // namespace
 
-Linearisation::Linearisation() : controls_(optimizerControls()) {
+Linearisation::Linearisation(LpOpener open) : open_(std::move(open)), controls_(optimizerControls()) {
   constexpr double kTolerance = 1e-9;  // steps become small near the solution
   controls_.setDouble(control::feastol, kTolerance);
   controls_.setDouble(control::optimalitytol, kTolerance);
@@ -131,7 +129,7 @@ void Linearisation::setBox(const std::vector<double>& lower, const std::vector<d
 }
 
 LpStatus Linearisation::solve(double secondsLeft) {
-  if (!engine_) engine_ = openEngine("highs");
+  if (!engine_) engine_ = open_();
   for (const bool cold : {false, true}) {
     SolveRequest request;
     request.cold = cold;
