@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "model/nonlinear.h"
+#include "pyutil/signals.h"
 #include "runtime/errors.h"
 
 namespace tavlo {
@@ -130,9 +131,10 @@ PyObject* incorrectObjects() { return modelError("Incorrect objects used in Sum,
 // Each member(item) returns false to stop, with an exception set. The list may change under the loop.
 template <class Fn>
 bool eachOfList(PyObject* list, Fn&& member) {
+  SignalPoll poll;
   for (Py_ssize_t i = 0; i < PyList_GET_SIZE(list); ++i) {
     Ref item = Ref::borrow(PyList_GET_ITEM(list, i));
-    if (!member(item.get())) return false;
+    if (!poll.goesOn() || !member(item.get())) return false;
   }
   return true;
 }
@@ -142,10 +144,11 @@ bool eachOfIterator(PyObject* iterable, Fn&& member) {
   Ref iterator = Ref::steal(PyObject_GetIter(iterable));
   if (!iterator) return false;
   const iternextfunc next = Py_TYPE(iterator.get())->tp_iternext;
+  SignalPoll poll;
   for (;;) {
     Ref item = Ref::steal(next(iterator.get()));
     if (!item) break;
-    if (!member(item.get())) return false;
+    if (!poll.goesOn() || !member(item.get())) return false;
   }
   if (!PyErr_Occurred()) return true;
   if (!PyErr_ExceptionMatches(PyExc_StopIteration)) return false;
@@ -171,8 +174,9 @@ template <class Fn>
 bool eachMember(PyObject* operand, Fn&& member) {
   if (PyList_Check(operand)) return eachOfList(operand, member);
   if (PyTuple_Check(operand)) {
+    SignalPoll poll;
     for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(operand); ++i)
-      if (!member(PyTuple_GET_ITEM(operand, i))) return false;
+      if (!poll.goesOn() || !member(PyTuple_GET_ITEM(operand, i))) return false;
     return true;
   }
   if (PyArray_Check(operand)) return eachOfArray(reinterpret_cast<PyArrayObject*>(operand), member);

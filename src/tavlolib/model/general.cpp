@@ -83,6 +83,20 @@ TAVLO_GENERAL(iand, Op::land, true, None::copies, false, PyNumber_InPlaceAnd)
 TAVLO_GENERAL(ior, Op::lor, true, None::copies, false, PyNumber_InPlaceOr)
 #undef TAVLO_GENERAL
 
+int general_absorb(PyObject* a, double s, PyObject* b) {
+  Operand term;
+  if (a == b) return 0;
+  if (Py_TYPE(a) == &tavlo_expressionType) {
+    if (!classify(b, &term)) return -1;
+    if (term.kind == kInvalid || term.kind > kExpression) return 0;
+    return accumulate(reinterpret_cast<expression_s*>(a), s, term) == 0 ? 1 : -1;
+  }
+  if (Py_TYPE(a) != &tavlo_nonlinearType || !isListNode(a, kNodeSum) || Py_REFCNT(asNode(a)->args) != 1) return 0;
+  if (!classify(b, &term)) return -1;
+  if (term.kind == kInvalid || term.kind > kNonlinear) return 0;
+  return nonlin_addTo(asNode(a), s, term) == 0 ? 1 : -1;
+}
+
 PyObject* general_neg(PyObject* x) {
   Operand a;
   if (!classify(x, &a)) return nullptr;

@@ -107,6 +107,9 @@ PyObject* general_idiv(PyObject* a, PyObject* b);
 PyObject* general_ipow(PyObject* a, PyObject* b);
 PyObject* general_iand(PyObject* a, PyObject* b);
 PyObject* general_ior(PyObject* a, PyObject* b);
+// Turns the accumulator a, of which the caller knows every reference, into a + s*b (s = 1 or -1): 1 when that is done, 0,
+// with nothing changed, when these two need a new object, -1 with an exception.
+int general_absorb(PyObject* a, double s, PyObject* b);
 
 // ---- constraints and sets ----
 PyObject* constraint_base();  // fresh index, no body, no bounds

@@ -10,10 +10,11 @@
 #include <type_traits>
 
 #include "model/product_sum.h"
-#include "runtime/errors.h"
 #include "numpy/dtypes.h"
 #include "numpy/half.h"
 #include "pyutil/locks.h"
+#include "pyutil/signals.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 
@@ -186,14 +187,14 @@ inline constexpr npy_intp kColumnTile = 8;
 
 template <class A, class B>
 bool multiplyObjects(Contraction& c, char* result) {
+  SignalPoll poll;
   return c.eachRun([&](const char* left, const char* right) {
-    if (PyErr_CheckSignals() != 0) return false;
     for (npy_intp j = 0; j < c.columns; j += kColumnTile) {
       ProductSum sums[kColumnTile];
       const npy_intp tile = c.columns - j < kColumnTile ? c.columns - j : kColumnTile;
       for (npy_intp k = 0; k < c.length; ++k) {
         const auto a = loadFactor<A>(left + k * c.left_step);
-        if (!isPresent(a)) return false;
+        if (!poll.goesOn() || !isPresent(a)) return false;
         const char* at = right + k * c.right_step + j * c.column_step;
         for (npy_intp t = 0; t < tile; ++t, at += c.column_step) {
           const auto b = loadFactor<B>(at);

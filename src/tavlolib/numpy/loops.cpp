@@ -1,8 +1,9 @@
 // Element-by-element loops of NumPy's universal functions over the three types, doubles and objects.
-#include "runtime/errors.h"
 #include "numpy/dtypes.h"
 #include "pyutil/locks.h"
 #include "pyutil/ref.h"
+#include "pyutil/signals.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 namespace {
@@ -35,16 +36,33 @@ class FloatCache {
   double value_ = 0;
 };
 
+template <Binary F>
+constexpr double kAbsorbs = 0;  // the sign with which an accumulator takes the right operand in; 0: it can't
+template <>
+constexpr double kAbsorbs<general_add> = 1;
+template <>
+constexpr double kAbsorbs<general_sub> = -1;
+
+// A reduction gives its accumulator as the left operand and as the output. Where the array and we alone hold that, it
+// grows in place: a new object for each term would make a sum of n terms cost n*n.
+inline int absorb(PyObject* x, double sign, PyObject* y) { return Py_REFCNT(x) == 2 ? general_absorb(x, sign, y) : 0; }
+
 // Both inputs are owned during the call: the output may alias one of them, and the operation may run Python code.
 template <Binary F, bool DoubleLeft, bool DoubleRight>
 void binaryLoop(char** args, const npy_intp* dims, const npy_intp* steps, void*) {
   GilHeld lock;
   char *a = args[0], *b = args[1], *r = args[2];
   FloatCache cache;
+  SignalPoll poll;
   for (npy_intp i = 0, n = dims[0]; i < n; ++i, a += steps[0], b += steps[1], r += steps[2]) {
     Ref x = Ref::borrow(DoubleLeft ? cache.get(a) : loadElement(a));
     Ref y = Ref::borrow(DoubleRight ? cache.get(b) : loadElement(b));
-    if (PyErr_Occurred() || !isOperand(x.get()) || !isOperand(y.get())) return;
+    if (PyErr_Occurred() || !poll.goesOn() || !isOperand(x.get()) || !isOperand(y.get())) return;
+    if constexpr (kAbsorbs<F> != 0 && !DoubleLeft) {
+      const int absorbed = a == r ? absorb(x.get(), kAbsorbs<F>, y.get()) : 0;
+      if (absorbed < 0) return;
+      if (absorbed > 0) continue;
+    }
     PyObject* result = F(x.get(), y.get());
     if (!result) return;
     replaceElement(r, result);
@@ -55,9 +73,10 @@ template <Unary F>
 void unaryLoop(char** args, const npy_intp* dims, const npy_intp* steps, void*) {
   GilHeld lock;
   char *a = args[0], *r = args[1];
+  SignalPoll poll;
   for (npy_intp i = 0, n = dims[0]; i < n; ++i, a += steps[0], r += steps[1]) {
     Ref x = Ref::borrow(loadElement(a));
-    if (PyErr_Occurred() || !isOperand(x.get())) return;
+    if (PyErr_Occurred() || !poll.goesOn() || !isOperand(x.get())) return;
     PyObject* result = F(x.get());
     if (!result) return;
     replaceElement(r, result);

@@ -132,23 +132,6 @@ def test_elements_that_were_never_set(arrays):
     assert [bool(np.array([e], dtype=E)) for e in (x + 1, x - x + 0 * x, tv.expression())] == [True, False, False]
 
 
-def test_reductions(arrays):
-    x, y, a, _, _ = arrays
-    m = np.array([[x, y], [y, x]], dtype=V)
-    at = {x: 2.0, y: 3.0}
-    assert tv.evaluate([np.sum(a), a.sum(), sum(a), tv.Sum(a), np.mean(a), np.prod(a)], solution=at) == [
-        5,
-        5,
-        5,
-        5,
-        2.5,
-        6,
-    ]
-    assert tv.evaluate(np.sum(m, axis=0), solution=at).tolist() == [5, 5] and np.sum(m, keepdims=True).shape == (1, 1)
-    assert tv.evaluate([np.sum(a, where=[True, False]), np.sum(a, initial=2.5)], solution=at) == [2, 7.5]
-    assert np.sum(a[:0]) == 0 and tv.evaluate(m, solution=at).tolist() == [[2, 3], [3, 2]]
-
-
 def test_what_numpy_has_no_answer_for_is_a_clear_error(arrays):
     x, _, a, _, _ = arrays
     calls = [
