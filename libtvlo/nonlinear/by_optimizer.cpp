@@ -1,34 +1,10 @@
 #include "nonlinear/by_optimizer.h"
 
-#include <algorithm>
-#include <memory>
-
-#include "route/route.h"
 #include "route/solve.h"
 
 namespace tvlo {
 
 namespace {
-
-// An engine that listens to and speaks for another problem than the one that it solves.
-class Deputy final : public EngineSession {
- public:
-  Deputy(const Problem& problem, std::unique_ptr<EngineSession> engine)
-      : problem_(problem), engine_(std::move(engine)) {}
-
-  void solve(const Model& model, const SolveRequest& request, Solution& result) override {
-    SolveRequest own = request;
-    own.interrupted = [this] { return problem_.interruptReason.load(std::memory_order_relaxed); };
-    if (problem_.isHeard()) {
-      own.log = [this](std::string_view line) { problem_.say(line); };
-    }
-    engine_->solve(model, own, result);
-  }
-
- private:
-  const Problem& problem_;
-  std::unique_ptr<EngineSession> engine_;
-};
 
 char typeOf(double lower, double upper) {
   if (lower <= -TVLO_INFINITY) return upper >= TVLO_INFINITY ? 'N' : 'L';
@@ -102,11 +78,8 @@ NlpResult solveByOptimizer(const Problem& problem, ModelProgram& program, double
   result.reason = "no answer of the optimizer";
   Problem linear;
   linear.controls.copyFrom(problem.controls);
-  linear.controls.setInt(control::outputlog, 0);  // handlers would take it for a handle; the engine's lines go on
-  if (secondsLeft < TVLO_INFINITY) linear.controls.setDouble(control::timelimit, std::max(secondsLeft, 0.0));
   if (!build(program, linear.model)) return result;
-  solveWith(linear, "", false,
-            [&](const std::string& name) { return std::make_unique<Deputy>(problem, openForRoute(name)); });
+  solveAside(linear, SolveContext(problem).within(secondsLeft));
 
   engine = linear.sessionEngine;
   Solution& solution = linear.solution;

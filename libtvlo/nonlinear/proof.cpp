@@ -56,8 +56,6 @@ bool isConvex(ModelProgram& program) {
 bool linearPartInfeasible(const Problem& problem, double secondsLeft) {
   Problem linear;
   linear.controls.copyFrom(problem.controls);
-  linear.controls.setInt(control::outputlog, 0);  // handlers would take it for a handle
-  if (secondsLeft < TVLO_INFINITY) linear.controls.setDouble(control::timelimit, std::max(secondsLeft, 0.0));
   Model& model = linear.model;
   model = problem.model;
   std::vector<bool> nonlinear(model.rows());
@@ -84,7 +82,7 @@ bool linearPartInfeasible(const Problem& problem, double secondsLeft) {
   model.setObjective(model.columns(), columns.data(), none.data());
   model.setColumnTypes(model.columns(), columns.data(), std::string(model.columns(), 'C').c_str());
   try {
-    solveLp(linear, "");
+    solveAside(linear, SolveContext(problem).within(secondsLeft));
   } catch (const Error&) {
     return false;  // no proof
   }

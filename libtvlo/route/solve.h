@@ -8,7 +8,8 @@
 #include <string>
 
 #include "core/problem.h"
-#include "engines/engine.h"
+#include "engines/context.h"
+#include "route/route.h"
 
 namespace tvlo {
 
@@ -20,5 +21,11 @@ void solveMip(Problem& problem, const char* flags);
 // The same with engines from elsewhere.
 using EngineOpener = std::function<std::unique_ptr<EngineSession>(const std::string& name)>;
 void solveWith(Problem& problem, const char* flags, bool mip, const EngineOpener& open);
+
+// A problem that helps to solve another one, or its continuous relaxation, by all of its route: with the time, the
+// requests to stop and the log of that one. Its own time limit and handlers count for nothing.
+void solveAside(Problem& aside, const SolveContext& host, const EngineOpener& open = openForRoute);
+Solution solveAside(Model model, const ControlValues& controls, const SolveContext& host,
+                    const EngineOpener& open = openForRoute);
 
 }  // namespace tvlo
