@@ -1,6 +1,7 @@
 // Methods of the problem that each stand for one function of the nonlinear component: variables, formulas, row status.
-#include "bindings/convert.h"
+#include "bindings/methods.h"
 #include "problem/problem.h"
+#include "pyutil/array.h"
 #include "pyutil/ref.h"
 
 namespace tavlo {

@@ -5,7 +5,7 @@
 #include "numpy/dot.h"
 #include "numpy/vars.h"
 #include "problem/problem.h"
-#include "problem/solution.h"
+#include "problem/solving/solution.h"
 #include "pyutil/locks.h"
 #include "pyutil/ref.h"
 #include "runtime/errors.h"

@@ -2,7 +2,7 @@
 #include <cstring>
 #include <optional>
 
-#include "problem/batch.h"
+#include "problem/entities/batch.h"
 #include "pyutil/guard.h"
 
 namespace tavlo {

@@ -1,6 +1,6 @@
 // Copies of a problem.
-#include "callbacks/user_function.h"
-#include "problem/column_table.h"
+#include "problem/entities/column_table.h"
+#include "problem/translation/user_function.h"
 #include "pyutil/ref.h"
 
 namespace tavlo {

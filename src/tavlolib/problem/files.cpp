@@ -5,9 +5,9 @@
 #include <string_view>
 #include <utility>
 
-#include "callbacks/user_function.h"
 #include "model/packed_word.h"
-#include "problem/column_table.h"
+#include "problem/entities/column_table.h"
+#include "problem/translation/user_function.h"
 #include "pyutil/array.h"
 #include "pyutil/ref.h"
 

@@ -4,8 +4,8 @@
 #include <new>
 #include <utility>
 
-#include "callbacks/user_function.h"
-#include "problem/column_table.h"
+#include "problem/entities/column_table.h"
+#include "problem/translation/user_function.h"
 #include "pyutil/array.h"
 #include "pyutil/ref.h"
 #include "runtime/printers.h"

@@ -28,7 +28,7 @@ struct problem_s {
   tavlo::rowcolmap *varmap, *conmap, *sosmap;  // object index -> solver index
   PyObject* callbacks[kCallbackKinds];
   int32_t nlConstCol, nlRowCount, nlObjective;
-  tavlo::userfuncmap* userFuncs;  // callbacks/user_function.h; null while there are none
+  tavlo::userfuncmap* userFuncs;  // problem/translation/user_function.h; null while there are none
   int32_t objAuxCol, objAuxRow;   // transfer column and row of a nonlinear objective, registered like any other
   int32_t outputEnabled;
   problem_s *prevProblem, *nextProblem;  // chain of live problems
@@ -142,7 +142,6 @@ const PyMethodDef* objectiveMethods();
 const PyMethodDef* solveMethods();
 const PyMethodDef* resultMethods();
 const PyMethodDef* statusMethods();
-const PyMethodDef* nonlinearMethods();
 inline PyCFunction withKeywords(PyObject* (*method)(PyObject*, PyObject*, PyObject*)) {
   return reinterpret_cast<PyCFunction>(method);
 }

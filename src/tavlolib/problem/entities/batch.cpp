@@ -1,4 +1,4 @@
-#include "problem/batch.h"
+#include "problem/entities/batch.h"
 
 namespace tavlo {
 

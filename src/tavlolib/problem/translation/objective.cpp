@@ -1,7 +1,7 @@
 // The objective: translated whole before the old one is touched.
 #include <algorithm>
 
-#include "problem/transfer.h"
+#include "problem/translation/transfer.h"
 #include "pyutil/ref.h"
 
 namespace tavlo {

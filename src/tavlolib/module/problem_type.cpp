@@ -1,6 +1,7 @@
-// The problem type and its method table.
+// The problem type, with the methods that the folders below give it.
 #include <vector>
 
+#include "bindings/methods.h"
 #include "problem/problem.h"
 
 namespace tavlo {

@@ -1,9 +1,9 @@
-#include "problem/transfer.h"
+#include "problem/translation/transfer.h"
 
 #include <algorithm>
 
 #include "model/packed_word.h"
-#include "problem/column_table.h"
+#include "problem/entities/column_table.h"
 
 namespace tavlo {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "model/objects.h"
 #include "problem/problem.h"
-#include "problem/translate.h"
+#include "problem/translation/translate.h"
 #include "pyutil/array.h"
 #include "pyutil/ref.h"
 

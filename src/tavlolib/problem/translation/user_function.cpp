@@ -1,4 +1,4 @@
-#include "callbacks/user_function.h"
+#include "problem/translation/user_function.h"
 
 #include <cstdio>
 #include <map>
@@ -6,11 +6,11 @@
 #include <tuple>
 #include <utility>
 
-#include "runtime/errors.h"
 #include "problem/problem.h"
 #include "pyutil/guard.h"
 #include "pyutil/locks.h"
 #include "pyutil/ref.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 namespace {

@@ -1,5 +1,5 @@
 // addVariable and addConstraint.
-#include "problem/batch.h"
+#include "problem/entities/batch.h"
 
 namespace tavlo {
 namespace {

@@ -2,8 +2,8 @@
 #include <climits>
 #include <cstring>
 
-#include "problem/column_table.h"
-#include "problem/solution.h"
+#include "problem/entities/column_table.h"
+#include "problem/solving/solution.h"
 #include "pyutil/ref.h"
 
 namespace tavlo {

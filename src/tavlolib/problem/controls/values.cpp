@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "model/objects.h"
-#include "problem/controls.h"
+#include "problem/controls/controls.h"
 #include "pyutil/guard.h"
 #include "pyutil/locks.h"
 

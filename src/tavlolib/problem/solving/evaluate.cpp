@@ -2,8 +2,8 @@
 // solution.
 #include <climits>
 
-#include "bindings/convert.h"
-#include "problem/solution.h"
+#include "problem/entities/convert.h"
+#include "problem/solving/solution.h"
 #include "pyutil/ref.h"
 
 namespace tavlo {

@@ -1,7 +1,7 @@
 // getControl, setControl and getAttrib.
 #include <vector>
 
-#include "problem/controls.h"
+#include "problem/controls/controls.h"
 #include "pyutil/guard.h"
 #include "pyutil/locks.h"
 

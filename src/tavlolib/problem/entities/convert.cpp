@@ -1,4 +1,4 @@
-#include "bindings/convert.h"
+#include "problem/entities/convert.h"
 
 #include "pyutil/ref.h"
 

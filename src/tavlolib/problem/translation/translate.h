@@ -3,7 +3,7 @@
 #pragma once
 
 #include "model/objects.h"
-#include "problem/formula.h"
+#include "problem/translation/formula.h"
 #include "pyutil/array.h"
 
 namespace tavlo {

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "model/objects.h"
-#include "problem/controls.h"
+#include "problem/controls/controls.h"
 #include "pyutil/locks.h"
 
 namespace tavlo {

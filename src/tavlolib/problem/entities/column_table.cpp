@@ -1,4 +1,4 @@
-#include "problem/column_table.h"
+#include "problem/entities/column_table.h"
 
 #include <algorithm>
 #include <new>

@@ -1,8 +1,8 @@
 // The types control and attribute: attribute-style access to a problem's values, and the module-level defaults.
-#include "runtime/wrappers.h"
-#include "problem/controls.h"
+#include "problem/controls/controls.h"
 #include "pyutil/guard.h"
 #include "pyutil/locks.h"
+#include "runtime/wrappers.h"
 
 // Both types have one record. Its link is shared by all such objects of a problem and holds the problem, or null once
 // that is deallocated: a problem must not be kept alive by them, and they may outlive it.

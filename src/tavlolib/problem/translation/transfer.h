@@ -5,9 +5,9 @@
 
 #include <memory>
 
-#include "problem/batch.h"
+#include "problem/entities/batch.h"
 #include "problem/problem.h"
-#include "problem/translate.h"
+#include "problem/translation/translate.h"
 
 namespace tavlo {
 

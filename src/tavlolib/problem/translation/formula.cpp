@@ -1,11 +1,11 @@
-#include "problem/formula.h"
+#include "problem/translation/formula.h"
 
 #include <bit>
 #include <cmath>
 
-#include "callbacks/user_function.h"
 #include "model/nonlinear.h"
-#include "problem/column_table.h"
+#include "problem/entities/column_table.h"
+#include "problem/translation/user_function.h"
 
 namespace tavlo {
 

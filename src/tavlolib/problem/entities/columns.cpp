@@ -2,8 +2,8 @@
 #include <cmath>
 
 #include "model/packed_word.h"
-#include "problem/batch.h"
-#include "problem/column_table.h"
+#include "problem/entities/batch.h"
+#include "problem/entities/column_table.h"
 
 namespace tavlo {
 namespace {

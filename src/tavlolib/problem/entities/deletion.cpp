@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <new>
 
-#include "bindings/convert.h"
-#include "problem/column_table.h"
-#include "problem/transfer.h"
+#include "problem/entities/column_table.h"
+#include "problem/entities/convert.h"
+#include "problem/translation/transfer.h"
 #include "pyutil/ref.h"
 
 namespace tavlo {

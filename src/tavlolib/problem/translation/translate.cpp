@@ -1,11 +1,11 @@
-#include "problem/translate.h"
+#include "problem/translation/translate.h"
 
 #include <cassert>
 #include <cmath>
 #include <utility>
 
 #include "model/nonlinear.h"
-#include "problem/column_table.h"
+#include "problem/entities/column_table.h"
 #include "pyutil/ref.h"
 
 namespace tavlo {

@@ -19,7 +19,7 @@ struct Parameter {  // an entry of a name table
   int kind = kOptimizerList;
 };
 
-// ---- controls_names.cpp ----
+// ---- names.cpp ----
 // Looks a name in the tables' form up; false, without an exception, when it is absent. The caller holds ctrl_mutex.
 bool findParameterLocked(PyObject* table, PyObject* name, Parameter* out);
 bool findParameter(PyObject* table, PyObject* name, Parameter* out);  // takes ctrl_mutex
@@ -27,12 +27,12 @@ bool findParameter(PyObject* table, PyObject* name, Parameter* out);  // takes c
 int parameterById(PyObject* id, Parameter* out);
 bool isParameterId(PyObject* obj);  // whether obj stands for an id, not a name
 
-// ---- controls_values.cpp ----
+// ---- values.cpp ----
 // A value through the getter of its kind and type: null with *code not 0 (the library failed) or 0 (a Python error).
 PyObject* readParameter(TVLOprob prob, TSLPprob slp, const Parameter& parameter, bool isControl, int* code);
 int check_setCtrl(int type, PyObject* value);  // 0, or -1 with ModelError
 
-// ---- controls_methods.cpp ----
+// ---- methods.cpp ----
 PyObject* getAllCtrlAttr(problem_s* p, bool isControl);
 
 }  // namespace tavlo

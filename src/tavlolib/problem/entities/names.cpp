@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "model/packed_word.h"
-#include "problem/batch.h"
+#include "problem/entities/batch.h"
 #include "pyutil/ref.h"
 
 namespace tavlo {

@@ -2,7 +2,7 @@
 #include <cmath>
 
 #include "model/packed_word.h"
-#include "problem/batch.h"
+#include "problem/entities/batch.h"
 
 namespace tavlo {
 namespace {

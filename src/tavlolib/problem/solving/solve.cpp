@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "problem/problem.h"
-#include "problem/signals.h"
+#include "problem/solving/signals.h"
 #include "pyutil/locks.h"
 #include "pyutil/ref.h"
 

@@ -1,4 +1,4 @@
-#include "problem/signals.h"
+#include "problem/solving/signals.h"
 
 #include <csignal>
 
