@@ -34,7 +34,7 @@ void castNumbers(void* from, void* to, npy_intp n, void* fromArray, void*) {
 }  // namespace
 
 int registerCasts() {
-  for (int t = NPY_BOOL; t <= NPY_LONGDOUBLE; ++t) {
+  for (int t = NPY_BOOL; t <= NPY_HALF; t = t == NPY_LONGDOUBLE ? NPY_HALF : t + 1) {
     Ref d = Ref::steal(reinterpret_cast<PyObject*>(PyArray_DescrFromType(t)));
     if (!d ||
         PyArray_RegisterCastFunc(reinterpret_cast<PyArray_Descr*>(d.get()), typeNumber(Element::expr), castNumbers) < 0)

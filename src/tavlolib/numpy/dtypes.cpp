@@ -1,9 +1,9 @@
 #include "numpy/dtypes.h"
 
 #include "model/objects.h"
-#include "runtime/env.h"
 #include "pyutil/locks.h"
 #include "pyutil/ref.h"
+#include "runtime/env.h"
 
 namespace tavlo {
 namespace {
@@ -14,7 +14,11 @@ PyObject* npy_getitem(void* item, void*) {
 }
 
 int npy_setitem(PyObject* o, void* item, void*) {
-  replaceElement(item, newRef(o));
+  PyObject* stored = PyArray_IsScalar(o, Number) || PyArray_IsScalar(o, Bool)
+                         ? PyObject_CallMethod(o, "item", nullptr)  // as casts of arrays store numbers
+                         : newRef(o);
+  if (!stored) return -1;
+  replaceElement(item, stored);
   return 0;
 }
 
@@ -53,10 +57,9 @@ npy_bool npy_expression_nonzero(void* item, void*) {
   return NPY_TRUE;  // other modelling objects stand for a quantity
 }
 
-// NumPy 1.25 and 1.26 overwrite the clear entry of a registered type that holds references by the zero-fill routine, so
-// arrays never release their elements. The structured type carries both routines: put them where they were meant. The
-// layout is that of this frozen series; every pointer is compared before anything is written.
-struct FrozenTypeMeta {
+// The class of a descriptor, and its table of routines, whose first entries have the numbers of NumPy's public slots.
+// Every pointer is compared before anything is written.
+struct TypeMeta {
   PyHeapTypeObject super;
   PyArray_Descr* singleton;
   int typeNum;
@@ -64,18 +67,41 @@ struct FrozenTypeMeta {
   npy_uint64 flags;
   void** slots;
 };
-constexpr int kSlotClear = 8, kSlotZeroFill = 9;
+constexpr int kSlotKnownScalar = 1, kSlotClear = 8, kSlotZeroFill = 9;
 
-int repairClearSlot(PyArray_Descr* descr) {
-  if (PyArray_GetNDArrayCFeatureVersion() != NPY_1_25_API_VERSION) return 0;
+// NumPy 1.25 and 1.26 overwrite the clear entry of a registered type that holds references by the zero-fill routine, so
+// arrays never release their elements. The structured type carries both routines: put them where they were meant.
+void repairClearSlot(void** mine, void* const* structured) {
+  if (PyArray_GetNDArrayCFeatureVersion() != NPY_1_25_API_VERSION) return;
+  if (mine[kSlotClear] != structured[kSlotZeroFill] || mine[kSlotZeroFill]) return;
+  mine[kSlotClear] = structured[kSlotClear];
+  mine[kSlotZeroFill] = structured[kSlotZeroFill];
+}
+
+// NumPy casts a scalar of its own in a buffer when it stores it in a single element, and loses the reference that the
+// buffer then holds. A type that knows the scalar gets it as it is, as it gets the interpreter's numbers.
+using KnownScalar = int (*)(PyObject* type, PyTypeObject* scalar);
+KnownScalar knowsInterpreterNumbers;
+
+int knowsNumbers(PyObject* type, PyTypeObject* scalar) {
+  return knowsInterpreterNumbers(type, scalar) || PyType_IsSubtype(scalar, &PyBoolArrType_Type) ||
+         PyType_IsSubtype(scalar, &PyIntegerArrType_Type) || PyType_IsSubtype(scalar, &PyFloatingArrType_Type);
+}
+
+void knowScalars(void** mine, void* const* structured) {
+  if (!mine[kSlotKnownScalar] || mine[kSlotKnownScalar] != structured[kSlotKnownScalar]) return;
+  knowsInterpreterNumbers = reinterpret_cast<KnownScalar>(mine[kSlotKnownScalar]);
+  mine[kSlotKnownScalar] = reinterpret_cast<void*>(knowsNumbers);
+}
+
+int amendSlots(PyArray_Descr* descr, Element element) {
   Ref structured = Ref::steal(reinterpret_cast<PyObject*>(PyArray_DescrFromType(NPY_VOID)));
   if (!structured) return -1;
-  auto* mine = reinterpret_cast<FrozenTypeMeta*>(Py_TYPE(descr));
-  auto* theirs = reinterpret_cast<FrozenTypeMeta*>(Py_TYPE(structured.get()));
+  auto* mine = reinterpret_cast<TypeMeta*>(Py_TYPE(descr));
+  auto* theirs = reinterpret_cast<TypeMeta*>(Py_TYPE(structured.get()));
   if (mine->singleton != descr || mine->typeNum != descr->type_num || theirs->typeNum != NPY_VOID) return 0;
-  if (mine->slots[kSlotClear] != theirs->slots[kSlotZeroFill] || mine->slots[kSlotZeroFill]) return 0;
-  mine->slots[kSlotClear] = theirs->slots[kSlotClear];
-  mine->slots[kSlotZeroFill] = theirs->slots[kSlotZeroFill];
+  repairClearSlot(mine->slots, theirs->slots);
+  if (element == Element::expr) knowScalars(mine->slots, theirs->slots);
   return 0;
 }
 
@@ -133,7 +159,7 @@ int registerElementType(int slot, const ElementType& t) {
   if (number < 0) return -1;
   typeNumbers[static_cast<int>(t.element)] = number;
   *t.descr = PyArray_DescrFromType(number);  // on NumPy 2 a different object from the prototype
-  return *t.descr ? repairClearSlot(*t.descr) : -1;
+  return *t.descr ? amendSlots(*t.descr, t.element) : -1;
 }
 
 }  // namespace

@@ -171,6 +171,33 @@ def test_objects_have_one_owner_each(arrays, reference_growth):
     assert reference_growth(use, [x, y, V, E, C], calls=40) == [0] * 5
 
 
+def test_numbers_of_numpy_in_single_elements(arrays):
+    x, _, _, e, _ = arrays
+    numbers = [np.array([1001]).astype(code)[0] for code in NUMBERS]
+
+    def use():
+        for number in numbers:
+            e[0] = e.flat[1] = number
+            e[:] = number
+            e[[True, False]] = number
+            e.fill(number)
+            e.put([0], number)
+            np.array([x, number], dtype=E), np.full(2, number, dtype=E), np.insert(e, 0, number)
+            np.pad(e, 1, constant_values=number), np.sum(e, initial=number)
+
+    growth = []
+    for _ in range(4):  # what is cached settles after some rounds
+        gc.collect()
+        before = sys.getallocatedblocks()
+        for _ in range(50):
+            use()
+        gc.collect()
+        growth.append(sys.getallocatedblocks() - before)
+    assert min(growth) < 300, growth  # an operation that keeps one reference keeps 700
+    e[:] = np.float16(2.5), np.int8(3)
+    assert e.tolist() == [2.5, 3] and [type(o) for o in e.tolist()] == [float, int]
+
+
 def test_arrays_release_what_they_hold(arrays):
     before = sys.getrefcount(x := tv.var())
     for make in (lambda: np.full(1000, x, V), lambda: np.full(1000, x, E), lambda: np.full(1000, x, V)[::2].copy()):
