@@ -190,9 +190,13 @@ void Elements::setBounds(const std::vector<double>& lower, const std::vector<dou
         if (op.op != Op::user) continue;
         for (int i = 0; i < op.b; ++i) {
           const int slot = code.arguments[op.a + i];
-          if (slot >= code.variables) continue;
-          const int column = group->columns[static_cast<size_t>(k) * code.variables + slot];
-          sites_.setBounds(site, i, lower[column], upper[column]);
+          if (slot < code.variables) {
+            const int column = group->columns[static_cast<size_t>(k) * code.variables + slot];
+            sites_.setBounds(site, i, lower[column], upper[column]);
+          } else if (slot < code.variables + code.constants) {
+            const double value = group->constants[static_cast<size_t>(k) * code.constants + slot - code.variables];
+            sites_.setBounds(site, i, value, value);
+          }
         }
         ++site;
       }

@@ -33,7 +33,7 @@ void UserSites::setBounds(int site, int argument, double lower, double upper) {
   const Site& s = sites_[site];
   const size_t m = s.function->arguments;
   store_[s.store + 2 * m + argument] = lower;
-  store_[s.store + 3 * m + argument] = upper;
+  store_[s.store + 3 * m + argument] = std::max(lower, upper);
 }
 
 double callUser(const UserFunction& user, const double* x, double* derivs) {
@@ -50,7 +50,6 @@ double callUser(const UserFunction& user, const double* x, double* derivs) {
 }
 
 double UserSites::call(const Site& site, const double* x, double* derivs) {
-  ++calls_;
   return callUser(*site.function, x, derivs);
 }
 
@@ -73,8 +72,16 @@ double UserSites::value(int at, const double* x) {
   return site.value;
 }
 
-// What `evaluate` gives at a step below and above the point. The steps shrink to 0 where they would leave the bounds
-// or where there is no value; false when both do.
+double UserSites::lower(const Site& site, int argument) const {
+  return store_[site.store + 2 * static_cast<size_t>(site.function->arguments) + argument];
+}
+
+double UserSites::upper(const Site& site, int argument) const {
+  return store_[site.store + 3 * static_cast<size_t>(site.function->arguments) + argument];
+}
+
+// What `evaluate` gives at a step below and above the point, no farther than the bounds. The steps shrink to 0 where
+// there is no room or no value; false when both do.
 template <class F>
 bool UserSites::difference(const Site& site, int argument, double relativeStep, F evaluate, double& below,
                            double& above) {
@@ -82,8 +89,8 @@ bool UserSites::difference(const Site& site, int argument, double relativeStep, 
   const double* const known = store_.data() + site.store;
   const double x = known[argument];
   const double h = relativeStep * std::max(1.0, std::abs(x));
-  below = x - h >= known[2 * m + argument] ? x - h : x;
-  above = x + h <= known[3 * m + argument] ? x + h : x;
+  below = std::min(x, std::max(x - h, lower(site, argument)));
+  above = std::max(x, std::min(x + h, upper(site, argument)));
   std::copy(known, known + m, point_.begin());
   if (below < x) {
     point_[argument] = below;
@@ -106,6 +113,8 @@ const double* UserSites::first(int at, const double* x) {
     site.value = call(site, store_.data() + site.store, result);
   } else {
     for (int i = 0; i < m; ++i) {
+      result[i] = 0;
+      if (lower(site, i) == upper(site, i)) continue;
       double f[2] = {site.value, site.value};
       double below;
       double above;
@@ -137,7 +146,9 @@ const double* UserSites::second(int at, const double* x) {
   };
   if (site.function->type == 5) {
     const double* const gradient = known + m;
+    seen_.assign(m, false);
     for (int i = 0; i < m; ++i) {
+      if (lower(site, i) == upper(site, i)) continue;
       std::copy(gradient, gradient + m, work_.begin());
       std::copy(gradient, gradient + m, work_.begin() + m);
       double below;
@@ -153,10 +164,13 @@ const double* UserSites::second(int at, const double* x) {
           },
           below, above);
       if (!any) continue;
-      // Each pair is seen from both sides: their mean.
-      for (int k = 0; k < m; ++k) {
-        const double slope = (work_[m + k] - work_[k]) / (above - below);
-        entry(i, k) += i == k ? slope : slope / 2;
+      seen_[i] = true;
+      for (int k = 0; k < m; ++k) entry(i, k) += (work_[m + k] - work_[k]) / (above - below);
+    }
+    // Pairs that were seen from both sides get the mean.
+    for (int i = 0; i < m; ++i) {
+      for (int k = 0; k < i; ++k) {
+        if (seen_[i] && seen_[k]) entry(i, k) /= 2;
       }
     }
   } else {
@@ -166,25 +180,31 @@ const double* UserSites::second(int at, const double* x) {
   return result;
 }
 
-// By the values at the corners of a small box around the point; a box that would leave the bounds is moved inside.
+// By the values at the corners of a small box around the point; a box that would leave the bounds is moved inside, and
+// made smaller where it is wider than they are. Where they leave no room worth it there is no curvature.
 void UserSites::secondByValues(const Site& site, double* result) {
+  constexpr double kLeastPart = 0.01;  // of the usual step: rounding counts by the square of that
   const int m = site.function->arguments;
   const double* const known = store_.data() + site.store;
-  const auto step = [&](int i) { return kSecondStep * std::max(1.0, std::abs(known[i])); };
+  const auto usual = [&](int i) { return kSecondStep * std::max(1.0, std::abs(known[i])); };
+  const auto step = [&](int i) { return std::min(usual(i), (upper(site, i) - lower(site, i)) / 2); };
   const auto centre = [&](int i) {
-    const double lower = known[2 * m + i] + step(i);
-    const double upper = known[3 * m + i] - step(i);
-    return lower <= upper ? std::clamp(known[i], lower, upper) : known[i];
+    const double least = lower(site, i) + step(i);
+    return std::clamp(known[i], least, std::max(least, upper(site, i) - step(i)));
   };
   const auto at = [&](int i, double di, int j, double dj) {
     std::copy(known, known + m, point_.begin());
-    point_[i] = centre(i) + di * step(i);
-    if (j != i) point_[j] = centre(j) + dj * step(j);
+    const auto set = [&](int k, double steps) {  // rounding must not lead out
+      point_[k] = std::clamp(centre(k) + steps * step(k), lower(site, k), upper(site, k));
+    };
+    set(i, di);
+    if (j != i) set(j, dj);
     return call(site, point_.data(), nullptr);
   };
   for (int i = 0; i < m; ++i) {
     for (int j = 0; j <= i; ++j) {
       double value;
+      if (step(i) < kLeastPart * usual(i) || step(j) < kLeastPart * usual(j)) continue;
       if (i == j) {
         const double middle = centre(i) == known[i] ? site.value : at(i, 0, i, 0);
         value = (at(i, 1, i, 0) - 2 * middle + at(i, -1, i, 0)) / (step(i) * step(i));

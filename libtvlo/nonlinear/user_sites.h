@@ -3,9 +3,10 @@
 //
 // Derivatives of functions of type 2 come by central differences: first ones with step eps^(1/3), second ones with
 // step eps^(1/4), each times max(1, |x|). Functions of type 5 give first derivatives; second ones are central
-// differences of those with step eps^(1/3). A step stays within the bounds of an argument that is a variable: where it
-// would leave them, or where the function has no value, the difference is taken to the other side only. A nonzero
-// result of the function ends all with an Error.
+// differences of those with step eps^(1/3). A step stays within the bounds of an argument that is a variable: it is
+// shortened to the room there is, and where the function has no value the difference is taken to the other side only.
+// By an argument that is fixed, or a number, the derivative is 0: nobody moves it. A nonzero result of the function
+// ends all with an Error.
 #pragma once
 
 #include <memory>
@@ -22,8 +23,6 @@ class UserSites {
  public:
   int add(std::shared_ptr<UserFunction> function);  // its number
   void setBounds(int site, int argument, double lower, double upper);
-  int arguments(int site) const { return sites_[site].function->arguments; }
-  int64_t calls() const { return calls_; }
   double* argumentSpace() { return given_.data(); }  // room for the arguments of any site
 
   // Numbers that are not finite say that there is no value there. The results stay where they are until the site is
@@ -40,6 +39,8 @@ class UserSites {
     bool known, firstKnown, secondKnown;
   };
   void moveTo(Site& site, const double* x);
+  double lower(const Site& site, int argument) const;
+  double upper(const Site& site, int argument) const;
   double call(const Site& site, const double* x, double* derivs);
   void secondByValues(const Site& site, double* result);
   template <class F>
@@ -47,7 +48,7 @@ class UserSites {
 
   std::vector<Site> sites_;
   std::vector<double> store_, given_, point_, work_;
-  int64_t calls_ = 0;
+  std::vector<bool> seen_;
 };
 
 }  // namespace tvlo

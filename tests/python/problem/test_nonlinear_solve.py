@@ -144,6 +144,17 @@ def test_user_functions_of_both_kinds(function, derivatives, xy):
         assert copy.getSolution([x, y]) == pytest.approx([1, 1], abs=1e-4)
 
 
+@pytest.mark.parametrize("width", [0, 1e-9, 1e-4])
+def test_a_function_without_derivatives_of_a_variable_with_no_room(width):
+    x, y = tv.var(lb=3, ub=3 + width), tv.var()
+    p = tv.problem(x, y, tv.user(lambda v: v * v, x) - y == 0)
+    p.setOutputEnabled(False)
+    p.setObjective(y)
+    p.solve()
+    assert p.getProbStatus() == tv.nlp_solution
+    assert p.getSolution(y) == pytest.approx(9, abs=1e-6)
+
+
 def test_no_value_in_a_trial_point_shortens_the_step(xy):
     p, x, _ = xy
 
