@@ -64,7 +64,6 @@ void Formulas::add(const Batch& batch, int rows, int columns) {
     throw;
   }
   live_ += batch.count;
-  ++version_;
 }
 
 void Formulas::load(const Batch& batch, int rows, int columns) {
@@ -75,7 +74,6 @@ void Formulas::load(const Batch& batch, int rows, int columns) {
   tokens_ = std::move(fresh.tokens_);
   order_.clear();
   live_ = fresh.live_;
-  ++version_;
 }
 
 void Formulas::replace(const Batch& batch, int rows, int columns) {
@@ -95,7 +93,6 @@ void Formulas::erase(int n, const int* rows, const int* columns) {
     const auto [first, last] = find(rows[i], columns[i]);
     for (size_t k = first; k < last; ++k) kill(coefs_[order_[k]]);
   }
-  ++version_;
 }
 
 void Formulas::kill(Coefficient& coef) noexcept {
@@ -237,7 +234,6 @@ void Formulas::rowsDeleted(const std::vector<int>& newIndex) noexcept {
   for (auto& [column, variable] : variables) {
     if (variable.determiningRow >= 0) variable.determiningRow = newIndex[variable.determiningRow];
   }
-  ++version_;
 }
 
 void Formulas::columnsDeleted(const std::vector<int>& newIndex) noexcept {
@@ -253,7 +249,6 @@ void Formulas::columnsDeleted(const std::vector<int>& newIndex) noexcept {
   }
   order_.clear();
   renumber(variables, newIndex);
-  ++version_;
 }
 
 }  // namespace tvlo

@@ -88,8 +88,6 @@ class Formulas {
   void rowsDeleted(const std::vector<int>& newIndex) noexcept;
   void columnsDeleted(const std::vector<int>& newIndex) noexcept;
 
-  uint64_t version() const { return version_; }  // changes with every change of coefficients or functions
-
  private:
   TokenScope scope(int columns) const;
   void validate(const Batch& batch, int rows, int columns) const;
@@ -101,7 +99,6 @@ class Formulas {
   std::vector<Coefficient> coefs_;
   Tokens tokens_;
   int64_t live_ = 0;
-  uint64_t version_ = 0;
   mutable std::vector<int64_t> order_;  // by row, column, age; valid while its size is that of coefs_
 };
 

@@ -184,6 +184,15 @@ TEST_F(FormulasTest, FollowTheModel) {
   EXPECT_EQ(formula(0, -1), "1: x1");
 }
 
+TEST_F(FormulasTest, AreFoundAfterRowsBetweenThemHaveGone) {
+  addLines(5, 0);
+  for (int i = 0; i < 9; ++i) ASSERT_EQ(add(i, -1, i, "x0 x1 *"), 0);
+  EXPECT_EQ(slpAttribute(12026), 9) << "they are in order now";
+  const int middle[] = {4, 5};
+  ASSERT_EQ(TVLOdelrows(prob_, 2, middle), 0);
+  for (int i = 0; i < 7; ++i) EXPECT_EQ(formula(i, -1), std::to_string(i < 4 ? i : i + 2) + ": x0 x1 *");
+}
+
 TEST_F(FormulasTest, GoWithACopyAndLeaveWithTheModel) {
   int id = 0, again = 0;
   ASSERT_EQ(TSLPadduserfunction(slp_, "f", 2, 2, 1, 0, one, nullptr, &id), 0);
