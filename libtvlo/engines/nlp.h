@@ -79,6 +79,7 @@ struct NlpRequest {
   double secondsLeft = TVLO_INFINITY;
   const ControlValues* controls = nullptr;    // those with an option of the engine
   std::function<void(std::string_view)> log;  // one line, without its newline; empty: no log wanted
+  std::function<int()> interrupted;           // nonzero: stop, with this reason; asked within long iterations, too
   // After each iteration; nonzero stops with NlpStatus::unfinished.
   std::function<int(int iteration, double objective, double infeasibility)> iteration;
 };
@@ -89,7 +90,7 @@ struct NlpResult {
   double objective = 0;
   int iterations = 0;
   bool bent = false;        // the last step had to bend the Lagrangian, which was not convex along the rows
-  int stop = 0;             // what `iteration` answered; -1 the time limit, -2 the iteration limit
+  int stop = 0;             // what `interrupted` or `iteration` answered; -1 the time limit, -2 the iteration limit
   double evaluation = 0;    // seconds spent in the program's functions
   double seconds = 0;       // seconds in all
   std::string_view reason;  // the engine's own word for how it ended; static text

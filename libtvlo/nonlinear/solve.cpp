@@ -378,6 +378,7 @@ class NonlinearSolver {
     if (problem_.isHeard()) {
       request.log = [this](std::string_view line) { problem_.say(line); };
     }
+    request.interrupted = [this] { return problem_.interruptReason.load(std::memory_order_relaxed); };
     StallWatch watch;
     request.iteration = [&](int iteration, double objective, double) {
       const int reason = problem_.interruptReason.load(std::memory_order_relaxed);

@@ -128,23 +128,21 @@ void Linearisation::setBox(const std::vector<double>& lower, const std::vector<d
   changeWhatDiffers(model_.upper(), upper, set('U'));
 }
 
-LpStatus Linearisation::solve(double secondsLeft) {
+LpStatus Linearisation::solve(const SolveContext& context) {
   if (!engine_) engine_ = open_();
   for (const bool cold : {false, true}) {
     SolveRequest request;
     request.cold = cold;
     request.controls = &controls_;
-    request.secondsLeft = secondsLeft;
     const Basis start = std::move(solution_.basis);
     request.start = cold || start.empty() ? nullptr : &start;
     solution_ = Solution();
     try {
-      engine_->solve(model_, request, solution_);
+      solution_ = context.ask(*engine_, model_, request);
     } catch (...) {
       engine_.reset();
       throw;
     }
-    model_.changes().synchronised(model_.rows(), model_.columns());
     if (solution_.lpStatus == LpStatus::optimal || solution_.stop != Stop::none) break;
   }
   if (solution_.lpStatus != LpStatus::optimal) return solution_.lpStatus;

@@ -14,6 +14,7 @@
 #include "core/controls.h"
 #include "core/model.h"
 #include "core/solution.h"
+#include "engines/context.h"
 #include "engines/engine.h"
 #include "engines/nlp.h"
 #include "engines/slp/session.h"
@@ -32,7 +33,7 @@ class Linearisation {
 
   // Throws Error when the engine fails. Anything but LpStatus::optimal comes with the reason for a stop, or from
   // numerical trouble.
-  LpStatus solve(double secondsLeft);
+  LpStatus solve(const SolveContext& context);
   Stop stop() const { return solution_.stop; }
   const std::vector<double>& step() const { return step_; }              // u
   const std::vector<double>& dual() const { return solution_.lp.dual; }  // of rows

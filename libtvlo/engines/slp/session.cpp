@@ -60,7 +60,12 @@ double violationOf(const NlpProgram& program, const Vector& activity) {
 class Run {
  public:
   Run(NlpProgram& program, const NlpRequest& request, Linearisation& linear, NlpResult& result)
-      : program_(program), request_(request), linear_(linear), result_(result), tolerances_(request.controls) {}
+      : program_(program),
+        request_(request),
+        context_(request.secondsLeft, request.interrupted),
+        linear_(linear),
+        result_(result),
+        tolerances_(request.controls) {}
 
   void solve(const NlpPoint& start);
 
@@ -74,10 +79,6 @@ class Run {
   };
 
   double phi(const Iterate& at) const { return at.objective + penalty_ * at.violation; }
-  double seconds() const { return std::chrono::duration<double>(Clock::now() - begin_).count(); }
-  double secondsLeft() const {
-    return request_.secondsLeft < TVLO_INFINITY ? request_.secondsLeft - seconds() : TVLO_INFINITY;
-  }
   bool evaluate(Iterate& at);
   bool differentiate();
   void linearise();
@@ -93,14 +94,15 @@ class Run {
   void move(Model& model);
   bool mayContinue();
   void end(NlpStatus status, const char* reason, int stop = 0);
+  void endBy(Stop stop);
   void report();
 
   NlpProgram& program_;
   const NlpRequest& request_;
+  const SolveContext context_;  // of the linear programs; silent
   Linearisation& linear_;
   NlpResult& result_;
   const Tolerances tolerances_;
-  const Clock::time_point begin_ = Clock::now();
 
   Iterate now_;
   Vector gradient_, jacobian_;  // at now_; the gradient of s f
@@ -154,10 +156,12 @@ void Run::linearise() {
 bool Run::solveLinear(bool costs, double penalty, Model& model) {
   const int columns = program_.columns();
   linear_.setCosts(costs ? gradient_ : Vector(columns, 0), penalty);
-  if (linear_.solve(secondsLeft()) != LpStatus::optimal) {
-    const bool late = linear_.stop() == Stop::timeLimit;
-    end(late ? NlpStatus::unfinished : NlpStatus::failed, late ? "time limit" : "a linear program was not solved",
-        late ? -1 : 0);
+  if (linear_.solve(context_) != LpStatus::optimal) {
+    if (linear_.stop() == Stop::none) {
+      end(NlpStatus::failed, "a linear program was not solved");
+    } else {
+      endBy(linear_.stop());
+    }
     return false;
   }
   model.step = linear_.step();
@@ -322,10 +326,10 @@ bool Run::mayContinue() {
       request_.iteration ? request_.iteration(result_.iterations, program_.sense * now_.objective, now_.violation) : 0;
   if (stop != 0) {
     end(NlpStatus::unfinished, "stopped on request", stop);
+  } else if (context_.stop() != Stop::none) {
+    endBy(context_.stop());
   } else if (result_.iterations >= tolerances_.iterations) {
     end(NlpStatus::unfinished, "iteration limit", -2);
-  } else if (secondsLeft() <= 0) {
-    end(NlpStatus::unfinished, "time limit", -1);
   } else if (radius_ < kShortest) {
     const double size = std::max(1.0, std::abs(now_.objective));
     const bool nearly = now_.violation <= tolerances_.feasibility && stationarity_ <= tolerances_.acceptable * size;
@@ -349,6 +353,11 @@ void Run::end(NlpStatus status, const char* reason, int stop) {
   result_.reason = reason;
   result_.stop = stop;
   ended_ = true;
+}
+
+void Run::endBy(Stop stop) {
+  const bool late = stop == Stop::timeLimit;
+  end(NlpStatus::unfinished, late ? "time limit" : "stopped on request", late ? -1 : static_cast<int>(stop));
 }
 
 void Run::solve(const NlpPoint& start) {

@@ -158,6 +158,40 @@ TEST(Slp, StopsOnRequestAndAtLimits) {
   EXPECT_LT(result.seconds, 0.5);
 }
 
+// Linear programs that would take for ever, but for what their requests say.
+class Endless final : public EngineSession {
+ public:
+  void solve(const Model&, const SolveRequest& request, Solution& result) override {
+    for (int polls = 0; polls < 1000; ++polls) {
+      result.stop = request.interrupted && request.interrupted() != 0 ? Stop::interrupt
+                    : request.secondsLeft <= 0                        ? Stop::timeLimit
+                                                                      : Stop::none;
+      if (result.stop != Stop::none) return;
+      if (request.secondsLeft < TVLO_INFINITY) {  // the limit is the engine's own matter
+        result.stop = Stop::timeLimit;
+        return;
+      }
+    }
+    FAIL() << "neither limit nor interrupt";
+  }
+};
+
+TEST(Slp, PassesInterruptsAndLimitsToItsLinearPrograms) {
+  Hs071 program;
+  NlpRequest request;
+  int polls = 0;
+  request.interrupted = [&] { return ++polls > 100 ? 7 : 0; };
+  NlpResult result;
+  openSlp([] { return std::make_unique<Endless>(); })->solve(program, program.start(), request, result);
+  EXPECT_EQ(result.status, NlpStatus::unfinished);
+  EXPECT_EQ(result.stop, 7) << "with its reason";
+  EXPECT_EQ(result.iterations, 0);
+  NlpRequest limited;
+  limited.secondsLeft = 1000;
+  openSlp([] { return std::make_unique<Endless>(); })->solve(program, program.start(), limited, result);
+  EXPECT_EQ(result.stop, -1);
+}
+
 // One session for programs of different shapes, and from the solution of the other method.
 TEST(Slp, IsInterchangeableWithTheEngine) {
   const std::unique_ptr<NlpSession> slp = open(), ipopt = openNlpEngine("ipopt");

@@ -249,14 +249,19 @@ TEST_F(NonlinearSolve, StopsOnRequestAndInTime) {
   int id = 0;
   ASSERT_EQ(TSLPadduserfunction(slp_, "slow", 2, 1, 1, 0, slow, &model, &id), 0);
   minimise("( x0 u1");
-  model.slp = slp_;
-  EXPECT_EQ(solve(), 6);
-  EXPECT_EQ(slpAttribute(12186), 2);
-  model.slp = nullptr;
-  ASSERT_EQ(TVLOsetdblcontrol(prob_, 7160, 0.2), 0);
-  EXPECT_EQ(solve(), 6);
-  EXPECT_EQ(slpAttribute(12186), 1);
-  EXPECT_LT(value(12184), 1.0);
+  for (const int method : {0, 1}) {
+    ASSERT_EQ(TSLPsetintcontrol(slp_, 12430, method), 0);
+    model = Model2();
+    model.slp = slp_;
+    ASSERT_EQ(TVLOsetdblcontrol(prob_, 7160, 1e20), 0);
+    EXPECT_EQ(solve(), 6);
+    EXPECT_EQ(slpAttribute(12186), 2);
+    model.slp = nullptr;
+    ASSERT_EQ(TVLOsetdblcontrol(prob_, 7160, 0.2), 0);
+    EXPECT_EQ(solve(), 6);
+    EXPECT_EQ(slpAttribute(12186), 1);
+    EXPECT_LT(value(12184), 1.0);
+  }
 }
 
 }  // namespace
