@@ -20,9 +20,11 @@ const PointValues& currentPoint(const Solution& solution) {
   return solution.mip.available ? solution.mip : solution.lp;
 }
 
+constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+
 Violation currentViolation(const Problem& problem) {
   const PointValues& point = currentPoint(problem.solution);
-  if (!point.available) return {};
+  if (!point.available || point.x.size() != problem.model.columnTypes().size()) return {kNone, kNone};
   return primalViolation(problem.model, point.x, problem.solution.mip.available);
 }
 
@@ -30,7 +32,7 @@ double currentDualViolation(const Problem& problem) {
   const PointValues& lp = problem.solution.lp;
   const bool complete = lp.available && lp.dual.size() == problem.model.rowTypes().size() &&
                         lp.redcost.size() == problem.model.columnTypes().size();
-  return complete ? dualViolation(problem.model, lp.dual, lp.redcost, lp.x) : 0;
+  return complete ? dualViolation(problem.model, lp.dual, lp.redcost, lp.x) : kNone;
 }
 
 }  // namespace
@@ -93,11 +95,11 @@ double doubleAttribute(const Problem& problem, int id) {
   const Solution& solution = problem.solution;
   switch (id) {
     case attribute::lpobjval:
-      return solution.lp.available ? solution.lp.objective : 0;
+      return solution.lp.available ? solution.lp.objective : kNone;
     case attribute::mipobjval:
-      return solution.mip.available ? solution.mip.objective : 0;
+      return solution.mip.available ? solution.mip.objective : kNone;
     case attribute::bestbound:
-      return solution.bestBound;
+      return provenBound(solution, problem.model.sense());
     case attribute::objconstant:
       return problem.model.constant();
     case attribute::time:

@@ -1,5 +1,7 @@
 #include "capi/component.h"
 
+#include <limits>
+
 namespace tvlo {
 
 Component::~Component() {
@@ -87,13 +89,16 @@ int Component::intAttribute(int id) const {
 }
 
 double Component::doubleAttribute(int id) const {
+  const auto ofPoint = [this](double value) {
+    return result().point.available ? value : std::numeric_limits<double>::quiet_NaN();
+  };
   switch (id) {
     case slpattribute::nlpobjval:
-      return result().point.objective;
+      return ofPoint(result().point.objective);
     case slpattribute::nlpprimalinfeas:
-      return result().primalInfeasibility;
+      return ofPoint(result().primalInfeasibility);
     case slpattribute::nlpdualinfeas:
-      return result().dualInfeasibility;
+      return ofPoint(result().dualInfeasibility);
     case slpattribute::nlptime:
       return result().seconds;
     case slpattribute::nlpevaltime:

@@ -49,10 +49,10 @@ int TVLOgetlpsol(TVLOprob prob, double* x, double* slack, double* dual, double* 
     if ((dual != nullptr || redcost != nullptr) && noDuals) {
       throw Error(TVLO_ERR_STATE, "The LP solution has no dual values");
     }
-    give(lp.x, x);
-    give(lp.slack, slack);
-    give(lp.dual, dual);
-    give(lp.redcost, redcost);
+    give(lp.x, prob->model.columns(), x);
+    give(lp.slack, prob->model.rows(), slack);
+    give(lp.dual, prob->model.rows(), dual);
+    give(lp.redcost, prob->model.columns(), redcost);
   });
 }
 
@@ -60,8 +60,8 @@ int TVLOgetmipsol(TVLOprob prob, double* x, double* slack) {
   return guard(prob, [&] {
     const PointValues& mip = prob->solution.mip;
     requirePoint(mip, "integer");
-    give(mip.x, x);
-    give(mip.slack, slack);
+    give(mip.x, prob->model.columns(), x);
+    give(mip.slack, prob->model.rows(), slack);
   });
 }
 

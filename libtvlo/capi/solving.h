@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <limits>
 #include <vector>
 
 #include "capi/guard.h"
@@ -23,8 +24,11 @@ class Solving {
   Problem& problem_;
 };
 
-inline void give(const std::vector<double>& values, double* out) {
-  if (out != nullptr) std::copy(values.begin(), values.end(), out);
+// Values of `size` lines; NaN for those that were added after the solve.
+inline void give(const std::vector<double>& values, int size, double* out) {
+  if (out == nullptr) return;
+  out = std::copy(values.begin(), values.end(), out);
+  std::fill(out, out + (size - static_cast<int>(values.size())), std::numeric_limits<double>::quiet_NaN());
 }
 
 }  // namespace tvlo

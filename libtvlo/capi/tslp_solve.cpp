@@ -49,9 +49,9 @@ int TSLPgetslpsol(TSLPprob slp, double* x, double* slack, double* dual, double* 
         (problem.model.rows() > 0 || problem.model.columns() > 0)) {
       throw Error(TVLO_ERR_STATE, "The nonlinear solution has no dual values");
     }
-    give(point.x, x);
-    give(point.slack, slack);
-    give(point.dual, dual);
-    give(point.redcost, redcost);
+    give(point.x, problem.model.columns(), x);
+    give(point.slack, problem.model.rows(), slack);
+    give(point.dual, problem.model.rows(), dual);
+    give(point.redcost, problem.model.columns(), redcost);
   });
 }

@@ -13,17 +13,6 @@ int statusNearestZero(double lower, double upper) {
   return hasLower ? 0 : hasUpper ? 2 : 3;
 }
 
-// What a point says of rows or of columns, in step with their number or left out.
-void fit(PointValues& point, int rows, int columns) {
-  if (!point.available) return;
-  const bool duals = !point.dual.empty() || !point.redcost.empty();
-  point.x.resize(columns);
-  point.slack.resize(rows);
-  if (!duals) return;
-  point.dual.resize(rows);
-  point.redcost.resize(columns);
-}
-
 template <class F>
 void orForget(Solution& solution, F adapt) noexcept {
   try {
@@ -51,18 +40,12 @@ bool Problem::isHeard() const {
 
 void Problem::rowsAdded(int n) noexcept {
   orForget(solution, [&] {
-    fit(solution.lp, model.rows(), model.columns());
-    fit(solution.mip, model.rows(), model.columns());
-    fit(solution.nonlinear.point, model.rows(), model.columns());
     if (!solution.basis.empty()) solution.basis.row.resize(solution.basis.row.size() + n, 1);
   });
 }
 
 void Problem::columnsAdded(int n) noexcept {
   orForget(solution, [&] {
-    fit(solution.lp, model.rows(), model.columns());
-    fit(solution.mip, model.rows(), model.columns());
-    fit(solution.nonlinear.point, model.rows(), model.columns());
     if (solution.basis.empty()) return;
     for (int column = model.columns() - n; column < model.columns(); ++column) {
       solution.basis.column.push_back(statusNearestZero(model.lower()[column], model.upper()[column]));

@@ -44,8 +44,8 @@ class Problem {
   std::atomic<int> interruptReason{0};
   std::atomic<bool> solving{false};  // the C border refuses changes while it is set
 
-  // Called after the model has changed, these keep solution and basis in step with it: new rows are basic, new
-  // columns nonbasic at their bound nearest zero. When memory runs out, what can't be kept is dropped.
+  // Called after the model has changed, these keep solution and basis in step with it: new lines have no values; new
+  // rows are basic, new columns nonbasic at their bound nearest zero. When memory runs out, what can't be kept is dropped.
   void rowsAdded(int n) noexcept;
   void columnsAdded(int n) noexcept;
   void rowsDeleted(const std::vector<int>& sorted) noexcept;

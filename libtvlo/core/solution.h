@@ -1,8 +1,10 @@
-// What a solve leaves. Values follow the model's numbering at the time of the solve; a later change of the
-// model keeps them (entries of deleted lines go, new lines read 0) until the next solve.
+// What a solve leaves. Values follow the model's numbering; a later change of the model keeps them until the next
+// solve: entries of deleted lines go, and lines that were added since have none, so that the vectors may be shorter
+// than the model.
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -43,6 +45,17 @@ struct PointValues {
   bool available = false;
 };
 
+// For a start: a point for the whole model, with zeros for lines that were added since. Nothing where there is none.
+inline void extend(PointValues& point, int rows, int columns) {
+  if (!point.available) return;
+  const bool duals = !point.dual.empty() || !point.redcost.empty();
+  point.x.resize(columns);
+  point.slack.resize(rows);
+  if (!duals) return;
+  point.dual.resize(rows);
+  point.redcost.resize(columns);
+}
+
 // Of the nonlinear component; numbered as attribute 12044.
 enum class NonlinearStatus {
   unstarted,
@@ -71,8 +84,8 @@ struct Solution {
   MipStatus mipStatus = MipStatus::notLoaded;
   Stop stop = Stop::none;
   PointValues lp, mip;
-  double bestBound = 0;           // MIP: the proven bound of the last search
-  int64_t simplexIterations = 0;  // of the last solve
+  double bestBound = std::numeric_limits<double>::quiet_NaN();  // MIP: proven by the last search; NaN: none
+  int64_t simplexIterations = 0;                                // of the last solve
   int64_t barrierIterations = 0;
   int64_t nodes = 0;
   int mipSolutions = 0;
@@ -80,5 +93,13 @@ struct Solution {
   NonlinearSolution nonlinear;
   Basis basis;  // kept between solves; adapted when the model changes
 };
+
+// The bound on the objective that the last solve has proven, infinite where it has proven none or infeasibility.
+inline double provenBound(const Solution& solution, int sense) {
+  const double nothing = -sense * std::numeric_limits<double>::infinity();
+  if (solution.mipStatus == MipStatus::infeasible || solution.lpStatus == LpStatus::infeasible) return -nothing;
+  if (solution.bestBound == solution.bestBound) return solution.bestBound;
+  return solution.lpStatus == LpStatus::optimal ? solution.lp.objective : nothing;
+}
 
 }  // namespace tvlo

@@ -68,6 +68,7 @@ class NonlinearSolver {
   void run() {
     requireContinuous();
     old_ = std::move(solution().point);
+    extend(old_, model_.rows(), model_.columns());
     const bool warm = solution().warm && problem_.controls.getInt(control::keepbasis) != 0 && oldFits();
     solution() = NonlinearSolution();
     program_ = &lifted_.emplace(model_);

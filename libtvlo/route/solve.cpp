@@ -35,6 +35,7 @@ class Solver {
     class_ = classOf(model_, search);
     Basis start = std::move(problem_.solution.basis);
     PointValues last = std::move(problem_.solution.lp);
+    extend(last, model_.rows(), model_.columns());
     problem_.solution = Solution();
     announce();
     if (quadratic()) {
@@ -249,7 +250,9 @@ class Solver {
     const PointValues& point = search ? solution.mip : solution.lp;
     std::string text = search ? kMip[static_cast<int>(solution.mipStatus)] : kLp[static_cast<int>(solution.lpStatus)];
     if (point.available) text += format(", objective %.12g", point.objective);
-    if (search) text += format(", bound %.12g, %lld nodes", solution.bestBound, static_cast<long long>(solution.nodes));
+    if (search)
+      text += format(", bound %.12g, %lld nodes", provenBound(solution, model_.sense()),
+                     static_cast<long long>(solution.nodes));
     text += format(", %lld simplex iterations", static_cast<long long>(solution.simplexIterations));
     if (solution.barrierIterations > 0) {
       text += format(", %lld interior-point iterations", static_cast<long long>(solution.barrierIterations));

@@ -139,6 +139,7 @@ TVLO_API int TSLPunconstruct(TSLPprob slp);  // takes it away: the model can be 
 TVLO_API int TSLPpostsolve(TSLPprob slp);
 TVLO_API int TSLPnlpoptimize(TSLPprob slp, const char* flags);
 TVLO_API int TSLPinterrupt(TSLPprob slp, int reason);  // any thread
+// Of what the solve saw; NaN for what was added since.
 TVLO_API int TSLPgetslpsol(TSLPprob slp, double* x, double* slack, double* dual, double* redcost);
 
 #ifdef __cplusplus

@@ -177,7 +177,8 @@ TVLO_API int TVLOgetcalist_d(const int** ids, const char* const** names, const i
 TVLO_API int TVLOlpoptimize(TVLOprob prob, const char* flags);
 TVLO_API int TVLOmipoptimize(TVLOprob prob, const char* flags);
 TVLO_API int TVLOinterrupt(TVLOprob prob, int reason);  // reasons: the stop codes of attribute stopstatus
-// Fail when there is no solution. getlpsol: of the last LP solve or of the last relaxation.
+// Fail when there is no solution. getlpsol: of the last LP solve or of the last relaxation. What was added to the model
+// since then has NaN for its values, what was there keeps them.
 TVLO_API int TVLOgetlpsol(TVLOprob prob, double* x, double* slack, double* dual, double* redcost);
 TVLO_API int TVLOgetmipsol(TVLOprob prob, double* x, double* slack);
 // Status of rows and columns: 0 nonbasic at lower, 1 basic, 2 nonbasic at upper, 3 nonbasic free.

@@ -1,5 +1,7 @@
 """Solving and asking for results, on small models whose answers are known."""
 
+import math
+
 import numpy as np
 import pytest
 
@@ -140,6 +142,7 @@ def test_statuses_without_an_answer(rows, integer, status):
     p = build(*rows, integer=integer)
     assert p.getProbStatusString() == ("mip_not_loaded" if integer else "lp_unstarted")
     assert p.getProbStatus() == 0
+    assert math.isnan(p.getObjVal()) and p.attributes.bestbound == -math.inf
     for get in (p.getSolution, lambda: p.getSolution([0])):
         with pytest.raises(tv.SolverError, match="no"):
             get()
@@ -147,7 +150,9 @@ def test_statuses_without_an_answer(rows, integer, status):
         p.getSlack()
     p.solve()
     assert p.getProbStatusString() == status
+    assert math.isnan(p.getObjVal()) or "unbounded" in status
     if "infeas" in status:
+        assert p.attributes.bestbound == math.inf and math.isnan(p.attributes.maxabsprimalinfeas)
         with pytest.raises(tv.SolverError):
             p.getSolution()
 
@@ -177,6 +182,43 @@ def test_solve_again_after_changes(lp):
     p.setObjective(c + a, sense=tv.maximize)
     p.solve()
     assert (p.getProbStatusString(), p.getSolution(c), p.getObjVal()) == ("mip_optimal", 2, pytest.approx(5))
+
+
+def test_what_a_solve_has_not_seen_has_no_values(lp):
+    p, a, b, first, second = lp
+    values, slacks = p.getSolution(), p.getSlack()
+    late, row = tv.var(name="late", lb=3), tv.constraint(body=a, ub=1, name="row")
+    p.addVariable(late)
+    p.addConstraint(row)
+    assert (p.getSolution([a, b]), p.getObjVal()) == (values[:2], 11)
+    assert p.getSlack(first, second) == slacks == p.getSlack([0, 1])
+    assert p.getDual([first, second]) == pytest.approx([1, 1]) and p.getRCost(a) == pytest.approx(0)
+    assert math.isnan(p.attributes.maxabsprimalinfeas)
+    variable = "Variable late was added after the last solve, which has left no value for it"
+    constraint = variable.replace("Variable late", "Constraint row")
+    for ask, text in (
+        (lambda: p.getSolution(), variable),
+        (lambda: p.getSolution([a, {"k": late}]), variable),
+        (lambda: p.getSolution(a + 2 * late), variable),
+        (lambda: p.getSolution("late"), variable),
+        (lambda: p.getSolution(3, flatten=True), variable),
+        (lambda: p.getRCost(late), variable),
+        (lambda: tv.evaluate(late, problem=p), variable),
+        (lambda: p.getSlack(), constraint),
+        (lambda: p.getSlack([row]), constraint),
+        (lambda: p.getDual("row"), constraint),
+    ):
+        with pytest.raises(tv.SolverError) as raised:
+            ask()
+        assert str(raised.value) == text
+    assert math.isnan(tv.evaluate(late, problem=p, solution=[1, 1, 1, math.nan]))
+    p.delVariable(0)
+    p.delConstraint(0)
+    assert (p.getSolution(b), p.getSlack(second)) == (values[1], slacks[1])
+    p.delVariable(late)
+    assert p.getSolution() == values[1:]
+    p.solve()
+    assert p.getSlack(row) == p.getSlack()[1]
 
 
 def test_flags(lp):

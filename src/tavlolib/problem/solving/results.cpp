@@ -1,5 +1,6 @@
 // Results of the last solve: solution, slacks, duals and reduced costs, shaped after the arguments.
 #include <climits>
+#include <cmath>
 #include <cstring>
 
 #include "problem/entities/column_table.h"
@@ -50,6 +51,7 @@ const Vector kRCost{false,
 int fetch(problem_s* p, const Vector& vector, Values* out) {
   Source source;
   out->rows = vector.rows;
+  out->solved = true;
   if (sourceOf(p, &source) != 0) return -1;
   const bool mixed = source == Source::mixed, nonlinear = source == Source::nonlinear;
   if (mixed && vector.refusal) return solverError("%s", vector.refusal), -1;
@@ -96,8 +98,7 @@ int resolve(problem_s* p, const Values& values, PyObject* obj, double* out) {
     return modelError("Incorrect object(s) passed: need index, variable, constraint, or SOS"), -1;
   if (index == -2 && PyErr_Occurred()) return -1;
   if (index < 0 || index >= values.n) return modelError("Index out of range"), -1;
-  *out = values.at[static_cast<size_t>(index)];
-  return 0;
+  return valueAt(p, values, index, out);
 }
 
 struct FlatList {
@@ -113,10 +114,11 @@ PyObject* appendLeaf(problem_s* p, PyObject* leaf, void* data) {
   return number && PyList_Append(flat->list.get(), number.get()) == 0 ? Py_None : nullptr;
 }
 
-PyObject* listOfAll(const Values& values) {
+PyObject* listOfAll(problem_s* p, const Values& values) {
   Ref list = Ref::steal(PyList_New(values.n));
   for (int i = 0; list && i < values.n; ++i) {
-    PyObject* number = PyFloat_FromDouble(values.at[static_cast<size_t>(i)]);
+    double value = 0;
+    PyObject* number = valueAt(p, values, i, &value) == 0 ? PyFloat_FromDouble(value) : nullptr;
     if (!number) return nullptr;
     PyList_SET_ITEM(list.get(), i, number);
   }
@@ -126,7 +128,7 @@ PyObject* listOfAll(const Values& values) {
 // The flat form: everything, one value, or one list of the values of all leaves.
 PyObject* problem_getVector(problem_s* p, const Values& values, PyObject* args) {
   const Py_ssize_t n = PyTuple_GET_SIZE(args);
-  if (n == 0) return listOfAll(values);
+  if (n == 0) return listOfAll(p, values);
   PyObject* only = PyTuple_GET_ITEM(args, 0);
   if (n == 1 && !PyUnicode_Check(only) && !PyBytes_Check(only) && !isAggregate(only)) {
     double value = 0;
@@ -165,8 +167,7 @@ int valueOfIndex(void* context, PyObject* obj, double* out) {
   }
   if (column < 0 || column >= s->values.n)
     return interfaceError("Call to tavlo.problem.getSolution() contains an out-of-range index"), -1;
-  *out = s->values.at[static_cast<size_t>(column)];
-  return 0;
+  return valueAt(s->p, s->values, column, out);
 }
 
 PyObject* problem_getSolution(PyObject* self, PyObject* args, PyObject* kwargs) {
@@ -204,6 +205,10 @@ Arguments:
             The result has the same shape; of several arguments it is a tuple. Without any: all values, by column.
   flatten   True for one flat list of the values of all variables, names and numbers among the arguments.
 
+Further information:
+  The values stay as they are until the next solve, also while the problem is changed. A variable that was added after
+  the last solve has none: asking for it raises SolverError.
+
 Example:
   p.getSolution(x, 2*x + y)
   p.getSolution({"north": x, "south": [y, z]})
@@ -228,20 +233,34 @@ Related topics:
 
 constexpr char kGetSlackDoc[] = TAVLO_RESULT_DOC(
     "getSlack", "Slacks of constraints", "Constraints",
-    "A slack is the right-hand side minus the value of the left-hand side.", "problem.getSolution, problem.getDual");
+    "A slack is the right-hand side minus the value of the left-hand side. A constraint that was added after the last\n"
+    "  solve has none, and asking for it raises SolverError.",
+    "problem.getSolution, problem.getDual");
 constexpr char kGetDualDoc[] = TAVLO_RESULT_DOC(
     "getDual", "Dual values of constraints", "Constraints",
     "A dual value is the rate at which the optimal objective value changes with the right-hand side, whatever the "
-    "sense.\n  A problem with integer variables has none.",
+    "sense.\n  A problem with integer variables has none, nor has a constraint that was added after the last solve.",
     "problem.getRCost, problem.getSlack");
 constexpr char kGetRCostDoc[] = TAVLO_RESULT_DOC(
     "getRCost", "Reduced costs of variables", "Variables",
     "A reduced cost is the objective coefficient minus the duals times the variable's coefficients, whatever the "
-    "sense.\n  A problem with integer variables has none.",
+    "sense.\n  A problem with integer variables has none, nor has a variable that was added after the last solve.",
     "problem.getDual, problem.getSolution");
 #undef TAVLO_RESULT_DOC
 
 }  // namespace
+
+int valueAt(problem_s* p, const Values& values, int64_t index, double* out) {
+  *out = values.at[static_cast<size_t>(index)];
+  if (!values.solved || !std::isnan(*out)) return 0;
+  PyObject* list = values.rows ? p->cons : p->vars;
+  Ref object = index < PyList_GET_SIZE(list) ? Ref::borrow(PyList_GET_ITEM(list, index)) : Ref();
+  Ref name = Ref::steal(object ? PyObject_GetAttrString(object.get(), "name") : nullptr);
+  if (!name) return modelError("Index out of range"), -1;
+  solverError("%s %S was added after the last solve, which has left no value for it",
+              values.rows ? "Constraint" : "Variable", name.get());
+  return -1;
+}
 
 int fetchSolution(problem_s* p, Values* out) { return fetch(p, kSolution, out); }
 
@@ -251,8 +270,7 @@ bool valueOfVariable(void* context, var_s* v, double* out) {
   const int64_t column = columnOf(s->p, v);
   if (column < 0 || column >= s->values.n)
     return modelError("Object does not belong to problem or cannot be identified within expression") != nullptr;
-  *out = s->values.at[static_cast<size_t>(column)];
-  return true;
+  return valueAt(s->p, s->values, column, out) == 0;
 }
 
 const PyMethodDef* resultMethods() {

@@ -10,6 +10,7 @@ struct Values {
   Array<double> at;
   int n = 0;
   bool rows = false;
+  bool solved = false;  // of the last solve: NaN stands for what was added after it
 };
 
 struct Solution {
@@ -17,6 +18,8 @@ struct Solution {
   Values values;  // by column
 };
 
+// The value at an index within the range; SolverError for what the solve has never seen. 0, or -1 with an exception.
+int valueAt(problem_s* p, const Values& values, int64_t index, double* out);
 int fetchSolution(problem_s* p, Values* out);  // of the last solve; 0, or -1 with an exception
 // For a ValueSource; the context is a Solution.
 bool valueOfVariable(void* context, var_s* v, double* out);

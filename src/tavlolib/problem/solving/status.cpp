@@ -88,7 +88,7 @@ PyDoc_STRVAR(kGetObjValDoc, R"(getObjVal($self, /)
 --
 
 Purpose:
-  Objective value of the last solution.
+  Objective value of the last solution; NaN where there is none.
 
 Synopsis:
   value = p.getObjVal()
