@@ -100,6 +100,15 @@ int TVLOaddrows64(TVLOprob prob, int nrows, int64_t ncoefs, const char* rowtype,
   });
 }
 
+int TVLOaddrowsides64(TVLOprob prob, int nrows, int64_t ncoefs, const char* rowtype, const double* rhs,
+                      const double* lower, const int64_t* start, const int* colind, const double* rowcoef) {
+  return guardChange(prob, [&] {
+    requireArray(lower, nrows, "lower sides");
+    prob->model.addRows({nrows, ncoefs, rowtype, rhs, nullptr, start, colind, rowcoef, lower});
+    prob->rowsAdded(nrows);
+  });
+}
+
 int TVLOaddcols64(TVLOprob prob, int ncols, int64_t ncoefs, const double* obj, const int64_t* start, const int* rowind,
                   const double* rowcoef, const double* lb, const double* ub) {
   return guardChange(prob, [&] {

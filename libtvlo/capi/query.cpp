@@ -96,7 +96,21 @@ int TVLOgetrhs(TVLOprob prob, double* rhs, int first, int last) {
 }
 
 int TVLOgetrhsrange(TVLOprob prob, double* range, int first, int last) {
-  return getLines(prob, &Model::ranges, range, first, last, "Row");
+  return guard(prob, [&] {
+    const Range rows = requireRange(first, last, prob->model.rows(), "Row");
+    requireArray(range, rows.count, "results");
+    for (int i = 0; i < rows.count; ++i) range[i] = prob->model.range(rows.first + i);
+  });
+}
+
+int TVLOgetrowsides(TVLOprob prob, double* lower, double* upper, int first, int last) {
+  return guard(prob, [&] {
+    const Range rows = requireRange(first, last, prob->model.rows(), "Row");
+    for (int i = 0; i < rows.count; ++i) {
+      if (lower != nullptr) lower[i] = prob->model.rowLower(rows.first + i);
+      if (upper != nullptr) upper[i] = prob->model.rowUpper(rows.first + i);
+    }
+  });
 }
 
 int TVLOgetrowtype(TVLOprob prob, char* type, int first, int last) {

@@ -2,7 +2,8 @@
 //
 // Invariants: the arrays of columns have one length, those of rows another; bounds are stored as given but
 // with magnitudes of TVLO_INFINITY or more cut to it; no coefficient is NaN or infinite; a row holds a
-// column at most once and no zero coefficient that addRows was not given; `starts` is ascending.
+// column at most once and no zero coefficient that addRows was not given; `starts` is ascending. Both sides of a row
+// are kept as given: an R row's right-hand side and lower side, with the width between them for who asks for it.
 // Not synchronised: one thread at a time.
 #pragma once
 
@@ -33,6 +34,7 @@ struct RowBatch {
   const int64_t* start = nullptr;
   const int* col = nullptr;
   const double* coef = nullptr;
+  const double* lower = nullptr;  // of R rows: their lower sides, where rhs - range would round them; else null
 };
 struct ColumnBatch {
   int count = 0;
@@ -82,6 +84,8 @@ class Model {
   void setRowTypes(int n, const int* rows, const char* types);  // keeps right-hand side and range
   void setRhs(int n, const int* rows, const double* rhs);
   void setRanges(int n, const int* rows, const double* ranges);  // stores magnitudes; they count in R rows only
+  // Both sides, infinite ones for none: types L, G, R, N, and E where they are equal. They may not cross.
+  void setRowBounds(int n, const int* rows, const double* lower, const double* upper);
   void setCoefficients(int64_t n, const int* rows, const int* columns, const double* coefs);  // 0 removes
   void setQuadraticObjective(int64_t n, const int* c1, const int* c2, const double* coefs);
   void addRowQuadratic(int row, int64_t n, const int* c1, const int* c2, const double* coefs);
@@ -110,7 +114,7 @@ class Model {
   double semiLower(int column) const { return limit(column) > -TVLO_INFINITY ? limit(column) : lb_[column]; }
   const std::vector<char>& rowTypes() const { return rowType_; }
   const std::vector<double>& rhs() const { return rhs_; }
-  const std::vector<double>& ranges() const { return range_; }
+  double range(int row) const { return ranges_.empty() ? 0 : ranges_[row].width; }
   const SparseMatrix& byRows() const { return matrix_; }
   const SparseMatrix& byColumns() const;  // built when first asked for after a change
   double coefficient(int row, int column) const;
@@ -118,7 +122,9 @@ class Model {
   const std::vector<RowQuadratic>& quadraticRows() const { return qrows_; }  // ascending row, none empty
   const QuadraticForm* rowQuadratic(int row) const;                          // null where there is none
   bool quadratic() const { return !qobj_.empty() || !qrows_.empty(); }
-  Bounds rowBounds(int row) const;  // lower and upper activity, infinite as +-TVLO_INFINITY
+  double rowLower(int row) const;  // sides of the activity, infinite as +-TVLO_INFINITY
+  double rowUpper(int row) const;
+  Bounds rowBounds(int row) const { return {rowLower(row), rowUpper(row)}; }
 
   bool hasIntegers() const { return entities_ > 0; }  // any column that is not C
   int entities() const { return entities_; }          // how many columns are not C
@@ -126,10 +132,14 @@ class Model {
   const Changes& changes() const { return changes_; }
 
  private:
+  struct RowRange {
+    double width, lower;  // the lower side counts in R rows only, but stays when the type changes
+  };
   void validateRows(const RowBatch& batch);
   void validateColumns(const ColumnBatch& batch);
   void validateLines(int count, int64_t ncoefs, const int64_t* start, const int* index, const double* coef, int across,
                      bool rows);
+  void makeRanges();
   void mergeColumns(const ColumnBatch& batch, std::vector<int64_t>& extra, int64_t added) noexcept;
   void setType(int column, char type) noexcept;
   template <class F>
@@ -140,7 +150,8 @@ class Model {
   double constant_ = 0;
   std::vector<double> obj_, lb_, ub_, limit_;  // limit_ is empty while no column has one
   std::vector<char> colType_, rowType_;
-  std::vector<double> rhs_, range_;
+  std::vector<double> rhs_;
+  std::vector<RowRange> ranges_;  // empty while no row has one
   SparseMatrix matrix_;
   mutable SparseMatrix columns_;
   mutable bool columnsValid_ = false;

@@ -26,6 +26,17 @@ void requireRange(int row, double range) {
   if (!std::isfinite(range)) badArgument("Row %d: the range is %s", row, std::isnan(range) ? "NaN" : "infinite");
 }
 
+// Of an R row; where the lower one is infinite, that side is free.
+void requireSides(int row, double lower, double upper) {
+  if (std::isnan(lower) || std::isnan(upper)) badArgument("Row %d: a side is NaN", row);
+  if (lower > upper) badArgument("Row %d: the lower side %g is above the upper one, %g", row, lower, upper);
+}
+
+char typeOfSides(double lower, double upper) {
+  if (lower <= -TVLO_INFINITY) return upper >= TVLO_INFINITY ? 'N' : 'L';
+  return upper >= TVLO_INFINITY ? 'G' : lower == upper ? 'E' : 'R';
+}
+
 }  // namespace
 
 void Model::validateRows(const RowBatch& batch) {
@@ -36,10 +47,10 @@ void Model::validateRows(const RowBatch& batch) {
     const int row = rows() + i;
     requireRowType(row, batch.type[i]);
     if (batch.rhs != nullptr) requireRhs(row, batch.type[i], batch.rhs[i]);
-    if (batch.type[i] == 'R') {
-      requireArray(batch.range, 1, "ranges");
-      requireRange(row, batch.range[i]);
-    }
+    if (batch.type[i] != 'R') continue;
+    if (batch.lower == nullptr) requireArray(batch.range, 1, "ranges");
+    if (batch.range != nullptr) requireRange(row, batch.range[i]);
+    if (batch.lower != nullptr) requireSides(row, batch.lower[i], batch.rhs == nullptr ? 0 : batch.rhs[i]);
   }
   validateLines(batch.count, batch.ncoefs, batch.start, batch.col, batch.coef, columns(), true);
 }
@@ -95,12 +106,21 @@ void Model::validateLines(int count, int64_t ncoefs, const int64_t* start, const
   }
 }
 
+// Until here every row's width was 0.
+void Model::makeRanges() {
+  if (!ranges_.empty()) return;
+  ranges_.reserve(rows());
+  for (const double rhs : rhs_) ranges_.push_back({0, rhs});
+}
+
 void Model::addRows(const RowBatch& batch) {
   validateRows(batch);
   if (batch.count == 0) return;
   reserveMore(rowType_, batch.count);
   reserveMore(rhs_, batch.count);
-  reserveMore(range_, batch.count);
+  const bool ranges = std::find(batch.type, batch.type + batch.count, 'R') != batch.type + batch.count;
+  if (ranges) makeRanges();
+  if (!ranges_.empty()) reserveMore(ranges_, batch.count);
   reserveMore(matrix_.start, batch.count);
   reserveMore(matrix_.index, batch.ncoefs);
   reserveMore(matrix_.value, batch.ncoefs);
@@ -109,16 +129,20 @@ void Model::addRows(const RowBatch& batch) {
   const size_t old = rowType_.size();
   const int64_t base = matrix_.nonzeros();
   rowType_.insert(rowType_.end(), batch.type, batch.type + batch.count);
-  range_.resize(old + batch.count, 0);
   if (batch.rhs != nullptr) {
     rhs_.insert(rhs_.end(), batch.rhs, batch.rhs + batch.count);
   } else {
     rhs_.resize(old + batch.count, 0);
   }
-  if (batch.range != nullptr) {
-    for (int i = 0; i < batch.count; ++i) {
-      if (batch.type[i] == 'R') range_[old + i] = std::abs(batch.range[i]);
+  for (int i = 0; (ranges || !ranges_.empty()) && i < batch.count; ++i) {
+    const double rhs = rhs_[old + i];
+    if (batch.type[i] != 'R') {
+      ranges_.push_back({0, rhs});
+      continue;
     }
+    const double lower =
+        batch.lower == nullptr ? rhs - std::abs(batch.range[i]) : std::max(batch.lower[i], -TVLO_INFINITY);
+    ranges_.push_back({batch.range == nullptr ? rhs - lower : std::abs(batch.range[i]), lower});
   }
   if (batch.ncoefs > 0) {
     for (int i = 1; i < batch.count; ++i) matrix_.start.push_back(base + batch.start[i]);
@@ -161,7 +185,7 @@ void Model::deleteRows(int n, const int* rows) {
   columnsValid_ = false;
   erasePositions(rowType_, sorted);
   erasePositions(rhs_, sorted);
-  erasePositions(range_, sorted);
+  erasePositions(ranges_, sorted);
 
   if (!qrows_.empty()) changes_.quadratic = true;
   std::erase_if(qrows_, [&](RowQuadratic& q) { return (q.row = newIndex[q.row]) < 0; });
@@ -193,6 +217,7 @@ void Model::setRhs(int n, const int* rows, const double* rhs) {
   for (int k = 0; k < n; ++k) {
     if (rhs_[rows[k]] == rhs[k]) continue;
     rhs_[rows[k]] = rhs[k];
+    if (!ranges_.empty()) ranges_[rows[k]].lower = rhs[k] - ranges_[rows[k]].width;
     record([&](Changes& changes) { changes.rows.boundChanged(rows[k]); });
   }
 }
@@ -203,27 +228,67 @@ void Model::setRanges(int n, const int* rows, const double* ranges) {
   requireArray(ranges, n, "ranges");
   requireIndices(n, rows, this->rows(), "row");
   for (int k = 0; k < n; ++k) requireRange(rows[k], ranges[k]);
+  if (n > 0) makeRanges();
   for (int k = 0; k < n; ++k) {
-    if (range_[rows[k]] == std::abs(ranges[k])) continue;
-    range_[rows[k]] = std::abs(ranges[k]);
+    const double width = std::abs(ranges[k]);
+    if (ranges_[rows[k]].width == width) continue;
+    ranges_[rows[k]] = {width, rhs_[rows[k]] - width};
     record([&](Changes& changes) { changes.rows.boundChanged(rows[k]); });
   }
 }
 
-Bounds Model::rowBounds(int row) const {
-  const double rhs = rhs_[row];
-  const double lowest = rhs - range_[row];
+void Model::setRowBounds(int n, const int* rows, const double* lower, const double* upper) {
+  requireCount(n, "rows");
+  requireArray(rows, n, "rows");
+  requireArray(lower, n, "lower sides");
+  requireArray(upper, n, "upper sides");
+  requireIndices(n, rows, this->rows(), "row");
+  bool ranges = false;
+  for (int k = 0; k < n; ++k) {
+    requireSides(rows[k], lower[k], upper[k]);
+    if (lower[k] >= TVLO_INFINITY || upper[k] <= -TVLO_INFINITY) {
+      badArgument("Row %d: a side is infinite on the wrong end", rows[k]);
+    }
+    ranges |= typeOfSides(lower[k], upper[k]) == 'R';
+  }
+  if (ranges) makeRanges();
+  for (int k = 0; k < n; ++k) {
+    const int row = rows[k];
+    const char type = typeOfSides(lower[k], upper[k]);
+    if (type == rowType_[row] && rowLower(row) == lower[k] && rowUpper(row) == upper[k]) continue;
+    rowType_[row] = type;
+    if (type != 'N') rhs_[row] = type == 'G' ? lower[k] : upper[k];
+    if (type == 'R') {
+      ranges_[row] = {upper[k] - lower[k], lower[k]};
+    } else if (!ranges_.empty()) {
+      ranges_[row].lower = rhs_[row] - ranges_[row].width;
+    }
+    record([&](Changes& changes) { changes.rows.boundChanged(row); });
+  }
+}
+
+double Model::rowLower(int row) const {
+  switch (rowType_[row]) {
+    case 'G':
+      return std::max(rhs_[row], -TVLO_INFINITY);
+    case 'E':
+      return rhs_[row];
+    case 'R':
+      return ranges_.empty() ? rhs_[row] : std::max(ranges_[row].lower, -TVLO_INFINITY);
+    default:
+      return -TVLO_INFINITY;
+  }
+}
+
+double Model::rowUpper(int row) const {
   switch (rowType_[row]) {
     case 'L':
-      return {-TVLO_INFINITY, std::min(rhs, TVLO_INFINITY)};
-    case 'G':
-      return {std::max(rhs, -TVLO_INFINITY), TVLO_INFINITY};
+      return std::min(rhs_[row], TVLO_INFINITY);
     case 'E':
-      return {rhs, rhs};
     case 'R':
-      return {std::max(lowest, -TVLO_INFINITY), rhs};
+      return rhs_[row];
     default:
-      return {-TVLO_INFINITY, TVLO_INFINITY};
+      return TVLO_INFINITY;
   }
 }
 

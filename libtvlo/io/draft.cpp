@@ -28,11 +28,12 @@ int Draft::addColumn(std::string_view columnName) {
   return column;
 }
 
-void Draft::addRow(std::string_view named, char type, double right, double width) {
+void Draft::addRow(std::string_view named, char type) {
   rowName.push_back(named);
   rowType += type;
-  rhs.push_back(right);
-  range.push_back(width);
+  rhs.push_back(0);
+  range.push_back(0);
+  lower.push_back(0);
 }
 
 DraftQuadratic& Draft::quadraticOf(int row) {
@@ -69,6 +70,7 @@ void Draft::moveTo(Model& model) {
   rowBatch.type = rowType.data();
   rowBatch.rhs = rhs.data();
   rowBatch.range = range.data();
+  rowBatch.lower = lower.data();
   ColumnBatch columnBatch;
   columnBatch.count = columns.size();
   columnBatch.obj = obj.data();

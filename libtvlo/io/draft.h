@@ -42,7 +42,7 @@ struct Draft {
 
   std::vector<std::string_view> rowName;  // empty: none
   std::string rowType;
-  std::vector<double> rhs, range;
+  std::vector<double> rhs, range, lower;  // range and lower side of R rows
 
   Lookup columns;
   std::vector<double> obj, lb, ub, limit;
@@ -58,8 +58,8 @@ struct Draft {
   std::vector<DraftQuadratic> quadratics;
   Formulas formulas;  // rows and columns numbered as in the model
 
-  int addColumn(std::string_view columnName);  // or finds it; new ones with cost 0 and bounds [0, infinity)
-  void addRow(std::string_view named, char type, double right, double width);
+  int addColumn(std::string_view columnName);      // or finds it; new ones with cost 0 and bounds [0, infinity)
+  void addRow(std::string_view named, char type);  // with right-hand side 0
 
   DraftQuadratic& quadraticOf(int row);  // the last one when it is that row's, else a new one
 

@@ -308,7 +308,7 @@ void LpReader::finishRow(std::string_view name, int64_t line, double lower, doub
     rows_.findOrAdd(name);
     named_.push_back(row);
   }
-  draft_.addRow(name, 'N', 0, 0);
+  draft_.addRow(name, 'N');
   setRow(row, line, lower, upper);
   if (relation == '=' && lower == upper) draft_.rowType[row] = 'E';
 }
@@ -335,6 +335,7 @@ void LpReader::setRow(int row, int64_t line, double lower, double upper) {
   } else {
     type = 'R';
     rhs = upper;
+    draft_.lower[row] = lower;
     range = neatDifference(upper, lower);
   }
 }
@@ -344,7 +345,7 @@ void LpReader::changeEnd(std::string_view name, int64_t line, char relation, dou
   const double infinity = std::numeric_limits<double>::infinity();
   const char type = draft_.rowType[row];
   const double rhs = draft_.rhs[row];
-  double lower = type == 'L' || type == 'N' ? -infinity : type == 'R' ? rhs - draft_.range[row] : rhs;
+  double lower = type == 'L' || type == 'N' ? -infinity : type == 'R' ? draft_.lower[row] : rhs;
   double upper = type == 'G' || type == 'N' ? infinity : rhs;
   if (relation != '<') lower = value;
   if (relation != '>') upper = value;

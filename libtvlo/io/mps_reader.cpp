@@ -6,6 +6,7 @@
 #include "io/mps_bounds.h"
 #include "io/mps_formulas.h"
 #include "io/mps_quadratic.h"
+#include "io/mps_ranges.h"
 #include "io/numbers.h"
 
 namespace tvlo {
@@ -81,6 +82,7 @@ class MpsReader {
   struct Range {
     int row;
     double value;
+    std::string_view text;
     int64_t line;
   };
 
@@ -263,7 +265,7 @@ void MpsReader::readRow() {
   if (record.name.empty()) lines_.fail("the name of the row is missing");
   const int known = rows_.size();
   if (rows_.findOrAdd(record.name) < known) lines_.fail("a second row " + quoted(record.name));
-  draft_.addRow(record.name, static_cast<char>(type[0] - 'a' + 'A'), 0, 0);
+  draft_.addRow(record.name, static_cast<char>(type[0] - 'a' + 'A'));
 }
 
 void MpsReader::finishRows() {
@@ -389,15 +391,15 @@ void MpsReader::readRange() {
     const double value = number(text, "the range");
     if (hasRange_[at]) lines_.fail("a second range of row " + quoted(name));
     hasRange_[at] = true;
-    ranges_.push_back({at, value, lines_.number()});
+    ranges_.push_back({at, value, text, lines_.number()});
   };
   add(record.first, record.value);
   if (!record.second.empty()) add(record.second, record.secondValue);
 }
 
-// The store keeps the upper end and the width. A range of N rows means nothing; an infinite one frees that side.
+// A range of N rows means nothing; an infinite one frees that side.
 void MpsReader::applyRanges() {
-  for (const auto& [at, value, line] : ranges_) {
+  for (const auto& [at, value, text, line] : ranges_) {
     char& type = draft_.rowType[at];
     double& rhs = draft_.rhs[at];
     const double width = std::abs(value);
@@ -406,12 +408,14 @@ void MpsReader::applyRanges() {
     if (std::abs(rhs) >= TVLO_INFINITY) {
       file_.fail(line, "row " + quoted(rows_.name(at)) + " has a range but no finite right-hand side");
     }
-    if (width >= TVLO_INFINITY || std::abs(upwards ? rhs + width : rhs - width) >= TVLO_INFINITY) {
+    const double other = mpsRangeEnd(rhs, text, upwards);
+    if (width >= TVLO_INFINITY || std::abs(other) >= TVLO_INFINITY) {
       type = upwards ? 'G' : 'L';
       continue;
     }
     type = 'R';
-    if (upwards) rhs += width;
+    draft_.lower[at] = std::min(rhs, other);
+    rhs = std::max(rhs, other);
     draft_.range[at] = width;
   }
 }
@@ -444,6 +448,7 @@ void MpsReader::finish() {
   draft_.rowType.erase(static_cast<size_t>(objective_), 1);
   draft_.rhs.erase(draft_.rhs.begin() + objective_);
   draft_.range.erase(draft_.range.begin() + objective_);
+  draft_.lower.erase(draft_.lower.begin() + objective_);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "io/mps_formulas.h"
+#include "io/mps_ranges.h"
 #include "io/numbers.h"
 #include "io/output_names.h"
 #include "io/write_checks.h"
@@ -27,7 +28,10 @@ class MpsWriter {
 
   void section(const char* name) { (out_.text() += name) += '\n'; }
   // A data line; names of sets and columns are padded in both forms, which costs little and reads well.
-  void line(std::string_view type, std::string_view name, std::string_view target, const double* value);
+  void line(std::string_view type, std::string_view name, std::string_view target, const double* value) {
+    value == nullptr ? line(type, name, target) : line(type, name, target, Digits(*value).view());
+  }
+  void line(std::string_view type, std::string_view name, std::string_view target, std::string_view number = {});
   void pad(size_t begin, size_t width);
   void writeRows();
   void writeColumns();
@@ -53,7 +57,7 @@ void MpsWriter::pad(size_t begin, size_t width) {
   text.append(used < width ? width - used : 0, ' ');
 }
 
-void MpsWriter::line(std::string_view type, std::string_view name, std::string_view target, const double* value) {
+void MpsWriter::line(std::string_view type, std::string_view name, std::string_view target, std::string_view number) {
   std::string& text = out_.text();
   size_t begin = text.size();
   text += ' ';
@@ -67,10 +71,9 @@ void MpsWriter::line(std::string_view type, std::string_view name, std::string_v
     begin = text.size();
     text += target;
   }
-  if (value != nullptr) {
+  if (!number.empty()) {
     pad(begin, 8);
-    text += "  ";
-    appendNumber(text, *value);
+    (text += "  ") += number;
   }
   text += '\n';
   out_.drain();
@@ -92,12 +95,11 @@ void MpsWriter::write() {
   section("ENDATA");
 }
 
-// Rows with a range are L rows here, whose range reaches down from the right-hand side.
 void MpsWriter::writeRows() {
   section("ROWS");
   line("N", rows_.objective(), {}, nullptr);
   for (int i = 0; i < model_.rows(); ++i) {
-    const char type = model_.rowTypes()[i] == 'R' ? 'L' : model_.rowTypes()[i];
+    const char type = model_.rowTypes()[i] == 'R' ? mpsRange(model_, i).type : model_.rowTypes()[i];
     line({&type, 1}, rows_[i], {}, nullptr);
   }
 }
@@ -127,7 +129,8 @@ void MpsWriter::writeRhs() {
   const double minusConstant = -model_.constant();
   if (minusConstant != 0) line({}, "RHS", rows_.objective(), &minusConstant);
   for (int i = 0; i < model_.rows(); ++i) {
-    if (model_.rhs()[i] != 0) line({}, "RHS", rows_[i], &model_.rhs()[i]);
+    const double rhs = model_.rowTypes()[i] == 'R' ? mpsRange(model_, i).rhs : model_.rhs()[i];
+    if (rhs != 0) line({}, "RHS", rows_[i], &rhs);
   }
 }
 
@@ -137,7 +140,7 @@ void MpsWriter::writeRanges() {
     if (model_.rowTypes()[i] != 'R' || model_.rowBounds(i).lower <= -TVLO_INFINITY) continue;
     if (!started) section("RANGES");
     started = true;
-    line({}, "RNG", rows_[i], &model_.ranges()[i]);
+    line({}, "RNG", rows_[i], mpsRange(model_, i).width);
   }
 }
 

@@ -61,10 +61,6 @@ std::optional<double> parseNumber(std::string_view text) {
   return negative ? -value : value;
 }
 
-void appendNumber(std::string& text, double value) {
-  char digits[32];
-  const auto [end, error] = std::to_chars(digits, digits + sizeof digits, value);
-  text.append(digits, end);
-}
+Digits::Digits(double value) : size_(std::to_chars(text_, text_ + sizeof text_, value).ptr - text_) {}
 
 }  // namespace tvlo

@@ -14,6 +14,16 @@ double scanNumber(std::string_view text, size_t& length);
 // A text that is a number and nothing else: a sign, digits, an exponent (also with D), inf, infinity, nan.
 std::optional<double> parseNumber(std::string_view text);
 
-void appendNumber(std::string& text, double value);  // shortest form that reads back exactly
+// The shortest form that reads back exactly.
+class Digits {
+ public:
+  explicit Digits(double value);
+  std::string_view view() const { return {text_, size_}; }
+
+ private:
+  char text_[32];
+  size_t size_;
+};
+inline void appendNumber(std::string& text, double value) { text += Digits(value).view(); }
 
 }  // namespace tvlo

@@ -39,10 +39,10 @@ bool build(ModelProgram& program, Model& model) {
   model.setSense(program.sense);
 
   std::vector<char> type(rows);
-  std::vector<double> rhs(rows), range(rows);
+  std::vector<double> rhs(rows), lower(rows);
   for (int i = 0; i < rows; ++i) {
     type[i] = typeOf(program.rowLower[i], program.rowUpper[i]);
-    if (type[i] == 'R') range[i] = program.rowUpper[i] - program.rowLower[i];
+    if (type[i] == 'R') lower[i] = program.rowLower[i] - activity[i];
     if (type[i] != 'N') rhs[i] = (type[i] == 'G' ? program.rowLower[i] : program.rowUpper[i]) - activity[i];
   }
   const std::vector<int64_t> start(rows, 0);
@@ -50,7 +50,7 @@ bool build(ModelProgram& program, Model& model) {
   batch.count = rows;
   batch.type = type.data();
   batch.rhs = rhs.data();
-  batch.range = range.data();
+  batch.lower = lower.data();
   batch.start = start.data();
   model.addRows(batch);
   model.setCoefficients(static_cast<int64_t>(value.size()), program.jacobian.row.data(), program.jacobian.column.data(),

@@ -14,15 +14,15 @@ namespace {
 
 struct Rows {
   std::string type;
-  std::vector<double> rhs, range;
+  std::vector<double> rhs, lower;
   std::vector<int64_t> start;
   std::vector<int> index;
   std::vector<double> value;
 
-  void begin(char of, double right, double width) {
+  void begin(char of, double right, double least) {
     type += of;
     rhs.push_back(right);
-    range.push_back(width);
+    lower.push_back(least);
     start.push_back(static_cast<int64_t>(index.size()));
   }
   void add(int column, double coef) {
@@ -33,8 +33,8 @@ struct Rows {
     for (int64_t k = matrix.start[row]; k < matrix.start[row + 1]; ++k) add(matrix.index[k], matrix.value[k]);
   }
   void moveTo(Model& model) const {
-    model.addRows({static_cast<int>(type.size()), static_cast<int64_t>(index.size()), type.data(), rhs.data(),
-                   range.data(), start.data(), index.data(), value.data()});
+    model.addRows({static_cast<int>(type.size()), static_cast<int64_t>(index.size()), type.data(), rhs.data(), nullptr,
+                   start.data(), index.data(), value.data(), lower.data()});
   }
 };
 
@@ -72,7 +72,7 @@ Model linearRows(const Model& model) {
   Rows rows;
   for (int i = 0; i < model.rows(); ++i) {
     if (model.rowTypes()[i] == 'N' || model.rowQuadratic(i) != nullptr) continue;
-    rows.begin(model.rowTypes()[i], model.rhs()[i], model.ranges()[i]);
+    rows.begin(model.rowTypes()[i], model.rhs()[i], model.rowLower(i));
     rows.addRow(model.byRows(), i);
   }
   rows.moveTo(linear);

@@ -1,6 +1,7 @@
 #include "engines/slp/linearisation.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 namespace tvlo {
@@ -23,12 +24,6 @@ void changeWhatDiffers(const std::vector<double>& held, const std::vector<double
 bool hasLower(const NlpProgram& program, int row) { return program.rowLower[row] > -TVLO_INFINITY; }
 bool hasUpper(const NlpProgram& program, int row) { return program.rowUpper[row] < TVLO_INFINITY; }
 
-char typeOf(const NlpProgram& program, int row) {
-  if (!hasLower(program, row)) return hasUpper(program, row) ? 'L' : 'N';
-  if (!hasUpper(program, row)) return 'G';
-  return program.rowLower[row] == program.rowUpper[row] ? 'E' : 'R';
-}
-
 }  // namespace
 
 Linearisation::Linearisation(LpOpener open) : open_(std::move(open)), controls_(optimizerControls()) {
@@ -49,8 +44,7 @@ void Linearisation::begin(const NlpProgram& program, const std::vector<double>& 
   for (int k = 0; k < entries; ++k) entriesOf[program.jacobian.row[k]].push_back(k);
   std::vector<int64_t> start;
   std::vector<int> column;
-  std::vector<double> coef, range(rows, 0);
-  std::vector<char> type(rows);
+  std::vector<double> coef;
   int next = columns;
   const auto add = [&](int j, double value) {
     column.push_back(j);
@@ -63,8 +57,6 @@ void Linearisation::begin(const NlpProgram& program, const std::vector<double>& 
     }
     if (hasLower(program, i)) add(next++, 1);
     if (hasUpper(program, i)) add(next++, -1);
-    type[i] = typeOf(program, i);
-    if (type[i] == 'R') range[i] = program.rowUpper[i] - program.rowLower[i];
   }
   ColumnBatch variables;
   variables.count = next;
@@ -72,8 +64,8 @@ void Linearisation::begin(const NlpProgram& program, const std::vector<double>& 
   RowBatch batch;
   batch.count = rows;
   batch.ncoefs = static_cast<int64_t>(coef.size());
-  batch.type = type.data();
-  batch.range = range.data();
+  const std::string types(rows, 'N');  // until setRows
+  batch.type = types.data();
   batch.start = start.data();
   batch.col = column.data();
   batch.coef = coef.data();
@@ -97,18 +89,15 @@ void Linearisation::setJacobian(const std::vector<double>& values) {
 void Linearisation::setRows(const std::vector<double>& activity, double radius) {
   constexpr double kFar = 1e15;  // out of reach
   const int rows = program_->rows();
-  std::vector<double> rhs(rows, 0), range(rows, 0);
+  std::vector<double> lower(rows, -TVLO_INFINITY), upper(rows, TVLO_INFINITY);
   for (int i = 0; i < rows; ++i) {
-    const double lower = std::clamp((program_->rowLower[i] - activity[i]) / radius, -kFar, kFar);
-    const double upper = std::clamp((program_->rowUpper[i] - activity[i]) / radius, -kFar, kFar);
-    const char type = model_.rowTypes()[i];
-    if (type != 'N') rhs[i] = type == 'G' ? lower : upper;
-    if (type == 'R') range[i] = upper - lower;
+    const auto side = [&](double end) { return std::clamp((end - activity[i]) / radius, -kFar, kFar); };
+    if (hasLower(*program_, i)) lower[i] = side(program_->rowLower[i]);
+    if (hasUpper(*program_, i)) upper[i] = std::max(side(program_->rowUpper[i]), lower[i]);
   }
-  changeWhatDiffers(model_.rhs(), rhs,
-                    [&](int n, const int* lines, const double* values) { model_.setRhs(n, lines, values); });
-  changeWhatDiffers(model_.ranges(), range,
-                    [&](int n, const int* lines, const double* values) { model_.setRanges(n, lines, values); });
+  std::vector<int> all(rows);
+  std::iota(all.begin(), all.end(), 0);
+  model_.setRowBounds(rows, all.data(), lower.data(), upper.data());
 }
 
 void Linearisation::setCosts(const std::vector<double>& costs, double penalty) {

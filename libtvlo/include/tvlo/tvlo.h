@@ -92,6 +92,9 @@ TVLO_API int TVLOloadlp(TVLOprob prob, const char* name, int ncols, int nrows, c
                         const double* rowcoef, const double* lb, const double* ub);
 TVLO_API int TVLOaddrows64(TVLOprob prob, int nrows, int64_t ncoefs, const char* rowtype, const double* rhs,
                            const double* range, const int64_t* start, const int* colind, const double* rowcoef);
+// The same with the lower sides of R rows, which are kept to the last bit, instead of their ranges.
+TVLO_API int TVLOaddrowsides64(TVLOprob prob, int nrows, int64_t ncoefs, const char* rowtype, const double* rhs,
+                               const double* lower, const int64_t* start, const int* colind, const double* rowcoef);
 TVLO_API int TVLOaddcols64(TVLOprob prob, int ncols, int64_t ncoefs, const double* obj, const int64_t* start,
                            const int* rowind, const double* rowcoef, const double* lb, const double* ub);
 TVLO_API int TVLOdelrows(TVLOprob prob, int nrows, const int* rowind);
@@ -104,7 +107,8 @@ TVLO_API int TVLOchgbounds(TVLOprob prob, int n, const int* colind, const char* 
 // A column that becomes binary has its bounds intersected with [0, 1].
 TVLO_API int TVLOchgcoltype(TVLOprob prob, int n, const int* colind, const char* type);
 TVLO_API int TVLOchgglblimit(TVLOprob prob, int n, const int* colind, const double* limit);
-// Right-hand side and range are kept whatever the type; the range counts in R rows only.
+// Right-hand side and range are kept whatever the type; the range counts in R rows only. A new right-hand side or
+// range puts the lower side at right-hand side minus range.
 TVLO_API int TVLOchgrowtype(TVLOprob prob, int n, const int* rowind, const char* type);
 TVLO_API int TVLOchgrhs(TVLOprob prob, int n, const int* rowind, const double* rhs);
 TVLO_API int TVLOchgrhsrange(TVLOprob prob, int n, const int* rowind, const double* range);
@@ -125,6 +129,8 @@ TVLO_API int TVLOgetcoltype(TVLOprob prob, char* type, int first, int last);
 TVLO_API int TVLOgetglblimit(TVLOprob prob, double* limit, int first, int last);  // -1e20 where there is none
 TVLO_API int TVLOgetrhs(TVLOprob prob, double* rhs, int first, int last);
 TVLO_API int TVLOgetrhsrange(TVLOprob prob, double* range, int first, int last);
+// The least and the greatest activity of each row, exactly; +-1e20 where there is none.
+TVLO_API int TVLOgetrowsides(TVLOprob prob, double* lower, double* upper, int first, int last);
 TVLO_API int TVLOgetrowtype(TVLOprob prob, char* type, int first, int last);
 TVLO_API int TVLOgetcoef(TVLOprob prob, int row, int col, double* coef);
 // Sizes first: with null arrays only *ncoefs is filled. At most maxcoefs coefficients are written;

@@ -124,27 +124,23 @@ int readColumns(problem_s* p, int count, int units, Registry* registry) {
   return 0;
 }
 
-int setBounds(uint64_t* info, char type, double rhs, double range) {
-  const double lower = type == 'R' ? rhs - std::abs(range) : rhs;
-  if ((type == 'G' || type == 'E' || type == 'R') && set_con_lbound(info, lower) != 0) return -1;
-  return (type == 'L' || type == 'E' || type == 'R') ? set_con_ubound(info, rhs) : 0;
+int setBounds(uint64_t* info, double lower, double upper) {
+  if (lower > -kInfinity && set_con_lbound(info, lower) != 0) return -1;
+  return upper < kInfinity ? set_con_ubound(info, upper) : 0;
 }
 
 int readRows(problem_s* p, int count, int units, Registry* registry) {
   constexpr char kFailure[] = "Cannot read constraint from problem";
-  Array<double> rhs, range;
-  Array<char> type;
+  Array<double> lower, upper;
   const auto n = static_cast<size_t>(count);
-  if (!rhs.resize(n) || !range.resize(n) || !type.resize(n)) return -1;
-  if (TVLOgetrhs(p->prob, rhs.data(), 0, count - 1) != 0 || TVLOgetrhsrange(p->prob, range.data(), 0, count - 1) != 0 ||
-      TVLOgetrowtype(p->prob, type.data(), 0, count - 1) != 0)
-    return solverFailed(p);
+  if (!lower.resize(n) || !upper.resize(n)) return -1;
+  if (TVLOgetrowsides(p->prob, lower.data(), upper.data(), 0, count - 1) != 0) return solverFailed(p);
   NameReader names(p, TVLO_NAMES_ROW, count, units);
   for (int i = 0; i < count; ++i) {
     Ref object = Ref::steal(constraint_base()), name = names.at(i);
     if (!object || !name) return -1;
     auto* c = reinterpret_cast<constraint_s*>(object.get());
-    if (set_con_name(&c->info, name.get()) != 0 || setBounds(&c->info, type[i], rhs[i], range[i]) != 0) return -1;
+    if (set_con_name(&c->info, name.get()) != 0 || setBounds(&c->info, lower[i], upper[i]) != 0) return -1;
     if (enter(registry->cons.get(), registry->conmap, object.get(), conIndex(c), i, kFailure) != 0) return -1;
   }
   return 0;

@@ -48,6 +48,35 @@ TEST_F(Building, ReadsBackWhatWasLoaded) {
   EXPECT_STREQ(name, "small");
 }
 
+TEST_F(Building, BothSidesOfARowAreKeptThroughChangesAndCopies) {
+  const double rhs[] = {1e16, 2, 3}, lower[] = {0.1, 7, 7}, crossing[] = {1, 2, 3}, two = 2, range = 0.3;
+  EXPECT_EQ(errorOf(TVLOaddrowsides64(prob_, 2, 0, "LR", rhs, crossing, nullptr, nullptr, nullptr)), "");
+  EXPECT_EQ(errorOf(TVLOaddrowsides64(prob_, 2, 0, "RR", rhs, lower, nullptr, nullptr, nullptr)),
+            "Row 3: the lower side 7 is above the upper one, 2");
+  ASSERT_EQ(TVLOaddrowsides64(prob_, 3, 0, "RGN", rhs, lower, nullptr, nullptr, nullptr), 0);
+  TVLOprob copy;
+  ASSERT_EQ(TVLOcreateprob(&copy), 0);
+  ASSERT_EQ(TVLOcopyprob(copy, prob_, nullptr), 0);
+  const auto sides = [&](TVLOprob prob, int row) {
+    std::pair<double, double> both;
+    EXPECT_EQ(TVLOgetrowsides(prob, &both.first, &both.second, row, row), 0);
+    return both;
+  };
+  EXPECT_EQ(sides(copy, 2), std::pair(0.1, 1e16));
+  EXPECT_EQ(sides(copy, 3), std::pair(2., 1e20));
+  EXPECT_EQ(sides(copy, 4), std::pair(-1e20, 1e20));
+  const int row = 2;
+  EXPECT_EQ(TVLOchgrowtype(copy, 1, &row, "L"), 0);
+  EXPECT_EQ(sides(copy, 2), std::pair(-1e20, 1e16));
+  EXPECT_EQ(TVLOchgrowtype(copy, 1, &row, "R"), 0);
+  EXPECT_EQ(sides(copy, 2), std::pair(0.1, 1e16));
+  EXPECT_EQ(TVLOchgrhs(copy, 1, &row, &two), 0);
+  EXPECT_EQ(sides(copy, 2), std::pair(2 - 1e16, 2.));
+  EXPECT_EQ(TVLOchgrhsrange(copy, 1, &row, &range), 0);
+  EXPECT_EQ(sides(copy, 2), std::pair(2 - 0.3, 2.));
+  EXPECT_EQ(TVLOdestroyprob(copy), 0);
+}
+
 TEST_F(Building, ColumnsMayBeLoadedWithLengthsAndGaps) {
   const double rhs[] = {1}, coef[] = {9, 5, 9, 6};
   const int64_t start[] = {3, 1};

@@ -22,10 +22,21 @@ struct DenseColumn {
 
 struct DenseRow {
   char type = 'N';
-  double rhs = 0, range = 0;
+  double rhs = 0, range = 0, lower = 0;  // the lower side of R rows
   std::optional<std::string> name;
   std::vector<std::optional<double>> coefs;  // by column; an explicit zero is a coefficient
   std::map<std::pair<int, int>, double> quadratic;
+
+  void set(double right, double width) {
+    rhs = right;
+    range = width;
+    lower = right - width;
+  }
+  std::pair<double, double> sides() const {
+    if (type == 'E') return {rhs, rhs};
+    const double least = type == 'G' ? rhs : type == 'R' ? lower : -TVLO_INFINITY;
+    return {least, type == 'L' || type == 'R' ? rhs : TVLO_INFINITY};
+  }
 };
 
 template <class Line>
@@ -115,7 +126,9 @@ inline void expectSame(const Model& model, const Dense& dense) {
     const DenseRow& row = dense.rows[i];
     EXPECT_EQ(model.rowTypes()[i], row.type);
     EXPECT_EQ(model.rhs()[i], row.rhs);
-    EXPECT_EQ(model.ranges()[i], row.range);
+    EXPECT_EQ(model.range(i), row.range);
+    EXPECT_EQ(model.rowLower(i), row.sides().first) << i;
+    EXPECT_EQ(model.rowUpper(i), row.sides().second) << i;
     EXPECT_EQ(model.rowNames().get(i), nameOf(dense.rows, i, 'R'));
     expectQuadratic(model.rowQuadratic(i), row.quadratic);
     std::vector<std::optional<double>> found(model.columns());

@@ -26,15 +26,16 @@ class RandomModel : public ::testing::TestWithParam<int> {
   void addRows() {
     const int n = below(4);
     std::string types;
-    std::vector<double> rhs, ranges, coefs;
+    std::vector<double> rhs, ranges, lower, coefs;
+    const bool sides = sometimes(2);
     std::vector<int64_t> start;
     std::vector<int> index;
     for (int i = 0; i < n; ++i) {
       DenseRow row;
       row.type = "LGERN"[below(5)];
-      row.rhs = number();
-      const double range = number();
-      if (row.type == 'R') row.range = std::abs(range);
+      const double range = sides ? std::abs(number()) / 3 : number();
+      row.set(number(), row.type == 'R' ? std::abs(range) : 0);
+      if (row.type == 'R' && sides) row.lower = std::nextafter(row.lower, -TVLO_INFINITY);
       row.coefs.resize(model_.columns());
       start.push_back(static_cast<int64_t>(index.size()));
       for (const int j : subset(model_.columns(), 5)) {
@@ -45,10 +46,11 @@ class RandomModel : public ::testing::TestWithParam<int> {
       types += row.type;
       rhs.push_back(row.rhs);
       ranges.push_back(range);
+      lower.push_back(row.lower);
       dense_.rows.push_back(row);
     }
     model_.addRows({n, static_cast<int64_t>(index.size()), types.data(), rhs.data(), ranges.data(), start.data(),
-                    index.data(), coefs.data()});
+                    index.data(), coefs.data(), sides ? lower.data() : nullptr});
   }
 
   void addColumns() {
@@ -107,19 +109,35 @@ class RandomModel : public ::testing::TestWithParam<int> {
     }
   }
 
+  static void changeSides(DenseRow& row, double lower, double upper) {
+    const bool below = lower > -TVLO_INFINITY, above = upper < TVLO_INFINITY;
+    const char type = below && above ? (lower == upper ? 'E' : 'R') : below ? 'G' : above ? 'L' : 'N';
+    if (type == row.type && row.sides() == std::pair(lower, upper)) return;
+    row.type = type;
+    row.set(above ? upper : below ? lower : row.rhs, type == 'R' ? upper - lower : row.range);
+    if (type == 'R') row.lower = lower;
+  }
+
   void changeRows() {
     const int i = anyRow();
     DenseRow& row = dense_.rows[i];
     const double value = number();
-    switch (below(3)) {
+    switch (below(4)) {
       case 0:
         model_.setRhs(1, &i, &value);
-        row.rhs = value;
+        if (row.rhs != value) row.set(value, row.range);
         break;
       case 1:
         model_.setRanges(1, &i, &value);
-        row.range = std::abs(value);
+        if (row.range != std::abs(value)) row.set(row.rhs, std::abs(value));
         break;
+      case 2: {
+        const double lower = sometimes(3) ? -TVLO_INFINITY : value / 3;
+        const double upper = sometimes(3) ? TVLO_INFINITY : std::max(value / 3, number());
+        model_.setRowBounds(1, &i, &lower, &upper);
+        changeSides(row, lower, upper);
+        break;
+      }
       default: {
         const char type = "LGERN"[below(5)];
         model_.setRowTypes(1, &i, &type);
@@ -191,7 +209,7 @@ class RandomModel : public ::testing::TestWithParam<int> {
     const int bad = sometimes(2) ? -2 : std::max(model_.rows(), model_.columns());
     const int good = 0;
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    const double one = 1;
+    const double one = 1, zero = 0;
     const std::vector<int> rows{good, bad}, twice{good, good};
     const std::vector<double> coefs{one, nan};
     const std::vector<int64_t> start{0};
@@ -203,6 +221,7 @@ class RandomModel : public ::testing::TestWithParam<int> {
     EXPECT_THROW(model_.setBounds(2, rows.data(), "LL", coefs.data()), Error);
     EXPECT_THROW(model_.setColumnTypes(2, twice.data(), "IX"), Error);
     EXPECT_THROW(model_.setRowTypes(2, twice.data(), "LX"), Error);
+    EXPECT_THROW(model_.setRowBounds(1, twice.data(), &one, &zero), Error);
     EXPECT_THROW(model_.addRows({1, 2, "L", &one, nullptr, start.data(), twice.data(), coefs.data()}), Error);
     EXPECT_THROW(model_.addRows({1, 1, "L", &one, nullptr, start.data(), &bad, &one}), Error);
     EXPECT_THROW(model_.addColumns({1, 1, &one, nullptr, nullptr, start.data(), &good, &nan}), Error);

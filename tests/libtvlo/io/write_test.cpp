@@ -76,7 +76,7 @@ class RandomModel {
  public:
   explicit RandomModel(unsigned seed) : random_(seed) {}
 
-  // `lp`: only what LP format holds exactly, so no partially integer columns and ranges without rounding.
+  // `lp`: only what LP format holds, so no partially integer columns.
   Model make(bool lp) {
     const int n = static_cast<int>(random_() % 12);
     const int m = static_cast<int>(random_() % 12);
@@ -88,15 +88,15 @@ class RandomModel {
       ub.push_back(pick({TVLO_INFINITY, TVLO_INFINITY, 0, 1, value()}));
     }
     std::string types;
-    std::vector<double> rhs, range;
+    std::vector<double> rhs, lower;
     std::vector<int64_t> start;
     std::vector<int> index;
     std::vector<double> coefs;
     for (int i = 0; i < m; ++i) {
       types += "LGERN"[random_() % 5];
-      const bool exact = lp && types.back() == 'R';
-      rhs.push_back(exact ? static_cast<double>(random_() % 100) : types.back() == 'N' && lp ? 0 : value());
-      range.push_back(exact ? static_cast<double>(random_() % 100) / 4 : std::abs(value()));
+      rhs.push_back(types.back() == 'N' && lp ? 0 : value());
+      lower.push_back(value());
+      if (types.back() == 'R' && lower.back() > rhs.back()) std::swap(lower.back(), rhs.back());
       start.push_back(static_cast<int64_t>(index.size()));
       for (int j = n - 1; j >= 0; --j) {
         if (random_() % 3 != 0) continue;
@@ -110,10 +110,10 @@ class RandomModel {
                    .ncoefs = static_cast<int64_t>(index.size()),
                    .type = types.data(),
                    .rhs = rhs.data(),
-                   .range = range.data(),
                    .start = start.data(),
                    .col = index.data(),
-                   .coef = coefs.data()});
+                   .coef = coefs.data(),
+                   .lower = lower.data()});
     for (int j = 0; j < n; ++j) {
       const char type = "CCCBISRP"[random_() % (lp ? 7 : 8)];
       if (type == 'S' || type == 'R') {
@@ -157,6 +157,29 @@ TEST(Write, randomModelsReadBackToTheLastBit) {
     const Model lp = RandomModel(seed).make(true);
     expectSame(readBack(lp, "a.lp"), lp);
     if (HasFailure()) return;
+  }
+}
+
+// Widths between sides of like magnitude, or of very different ones, don't fit into a double, in more ways than one.
+TEST(Write, sidesOfRowsAreKeptToTheLastBit) {
+  std::mt19937 random(1);
+  std::vector<double> lower{0.1, -1e16, -1.05, -1e19, 1e-300, -1, 5e-324},
+      upper{1e16, 0.1, 1.1, 1e19, 1, 1e-17, 1e-323};
+  while (lower.size() < 2000) {
+    const auto side = [&] {
+      return std::ldexp(std::uniform_real_distribution(-1.0, 1.0)(random), static_cast<int>(random() % 60));
+    };
+    const auto [least, most] = std::minmax({side(), side()});
+    lower.push_back(least);
+    upper.push_back(most);
+  }
+  Model m = read("min\n x\nend\n", "l");
+  const auto rows = static_cast<int>(lower.size());
+  m.addRows({.count = rows, .type = std::string(rows, 'R').c_str(), .rhs = upper.data(), .lower = lower.data()});
+  for (const auto& [name, flags] : {std::pair("a.mps", "x"), {"a.mps", "f"}, {"a.lp", ""}}) {
+    expectSame(readBack(m, name, flags), m);
+    const Model copy = readBack(readBack(m, "b.lp"), name, flags);
+    expectSame(copy, m);
   }
 }
 

@@ -38,6 +38,22 @@ def test_what_is_written_is_read(name, tmp_path, stored, agrees):
         _ = q.getConstraint(0).body
 
 
+@pytest.mark.parametrize("name", ["a.mps", "a.lp", None])
+@pytest.mark.parametrize("lb, ub", [(0.1, 1e16), (-1e16, 0.1), (-1.05, 1.1)])
+def test_both_sides_of_a_row_count_to_the_last_bit(lb, ub, name, tmp_path):
+    x = tv.var(lb=-1e19)
+    p = tv.problem(x, tv.constraint(body=x, lb=lb, ub=ub))
+    if name:
+        p.write(str(tmp_path / name))
+        p.read(str(tmp_path / name))
+        assert (p.getConstraint(0).lb, p.getConstraint(0).ub) == (lb, ub)
+        x = p.getVariable(0)
+    for sense, best in ((tv.minimize, lb), (tv.maximize, ub)):
+        p.setObjective(x, sense=sense)
+        p.solve()
+        assert p.attributes.lpstatus == 1 and p.getSolution(x) == best
+
+
 def test_a_problem_that_was_read_can_be_worked_on(tmp_path, stored, agrees):
     p = tv.problem()
     sample().write(str(tmp_path / "a.mps"))

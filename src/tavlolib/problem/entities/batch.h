@@ -64,7 +64,7 @@ struct RowBatch {
   size_t namesUsed = 0;
   Terms terms;
   Array<int64_t> start, quadCount;  // start has nrows + 1 entries
-  Array<double> rhs, range;
+  Array<double> rhs, lower;         // lower sides of rows of type R
   Array<char> rowType, names;
 };
 

@@ -11,7 +11,7 @@ constexpr int kRows = 1124;
 
 struct RowSense {
   char type = 'N';
-  double rhs = 0, range = 0;
+  double rhs = 0, lower = 0;
 };
 
 // Row type from bounds that have passed checkBounds; rhs arrives holding minus the body's constant.
@@ -30,8 +30,8 @@ void getRhsSense(double lb, double ub, RowSense* s) {
     s->rhs += ub;
   } else {
     s->type = 'R';
+    s->lower = s->rhs + lb;
     s->rhs += ub;
-    s->range = ub - lb;
   }
 }
 
@@ -57,7 +57,7 @@ RowCollector::RowCollector(problem_s* p)
 int RowCollector::reserveRow() {
   RowBatch& b = batch_;
   const auto n = static_cast<size_t>(b.nrows);
-  if (!b.rhs.reserve(n + 1) || !b.range.reserve(n + 1) || !b.rowType.reserve(n + 1) || !b.quadCount.reserve(n + 1) ||
+  if (!b.rhs.reserve(n + 1) || !b.lower.reserve(n + 1) || !b.rowType.reserve(n + 1) || !b.quadCount.reserve(n + 1) ||
       !b.start.reserve(n + 2))
     return -1;
   if (n == 0) b.start[0] = 0;
@@ -81,7 +81,7 @@ int RowCollector::translate(constraint_s* c) {
   const auto n = static_cast<size_t>(b.nrows);
   b.rowType[n] = sense.type;
   b.rhs[n] = sense.rhs;
-  b.range[n] = sense.range;
+  b.lower[n] = sense.lower;
   b.start[n + 1] = b.terms.nlin;
   b.quadCount[n] = b.terms.nquad - quadratic;
   for (int64_t k = formulas; k < b.terms.formulas.count; ++k) b.terms.formulas.row[k] = b.nrows;
@@ -137,8 +137,8 @@ int RowCollector::send(int first, Registration* registration) {
   Array<int32_t> added;  // made first: a withdrawal must not run short of memory
   if (!added.resize(b.nrows)) return -1;
   for (int32_t i = 0; i < b.nrows; ++i) added[i] = first + i;
-  if (TVLOaddrows64(prob, b.nrows, b.terms.nlin, b.rowType.data(), b.rhs.data(), b.range.data(), b.start.data(),
-                    b.terms.colind.data(), b.terms.coef.data()) != 0)
+  if (TVLOaddrowsides64(prob, b.nrows, b.terms.nlin, b.rowType.data(), b.rhs.data(), b.lower.data(), b.start.data(),
+                        b.terms.colind.data(), b.terms.coef.data()) != 0)
     return solverFailed(p_);
   const bool named = TVLOaddnames(prob, TVLO_NAMES_ROW, b.names.data(), first, first + b.nrows - 1) == 0;
   if (named && sendQuadratic(first) == 0 && sendFormulas(first) == 0) return 0;
