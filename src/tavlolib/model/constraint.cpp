@@ -1,4 +1,5 @@
 // Constraints: the type, its constructor, and the conversion of a comparison into a constraint.
+#include "model/held.h"
 #include "model/nonlinear.h"
 #include "model/packed_word.h"
 #include "model/release.h"
@@ -23,11 +24,24 @@ constraint_s* indexed(PyObject* o) {
   return c;
 }
 
+// The collector looks at constraints that can be part of a cycle only: a model has millions of others.
+void track(constraint_s* c, PyObject* held) {
+  auto* o = reinterpret_cast<PyObject*>(c);
+  if (held && mayCloseCycle(held) && !PyObject_GC_IsTracked(o)) PyObject_GC_Track(o);
+}
+
 void setBody(constraint_s* c, PyObject* body) {  // null: none
   PyObject* old = c->body;
   c->body = body;
   Py_XINCREF(body);
+  track(c, body);
   releaseChained(old);
+}
+
+int rename(constraint_s* c, PyObject* name) {
+  if (set_con_name(&c->info, name) != 0) return -1;
+  track(c, name);
+  return 0;
 }
 
 int setBounds(constraint_s* c, double lb, double ub) {
@@ -65,6 +79,7 @@ int copyFrom(constraint_s* self, PyObject* other) {
 
 int constraint_init(PyObject* self, PyObject* args, PyObject* kwargs) {
   constraint_s* c = indexed(self);
+  if (Py_TYPE(self) == &tavlo_constraintType && !c->body && !(c->info & kConNameBit)) PyObject_GC_UnTrack(self);
   if (rekeyCon(&c->info, nextIndex()) != 0) return -1;
   setBody(c, nullptr);
   if (setBounds(c, -kInfinity, kInfinity) != 0) return -1;
@@ -75,7 +90,7 @@ int constraint_init(PyObject* self, PyObject* args, PyObject* kwargs) {
   if (!ko_ParseTupleAndKeywords(args, kwargs, "|OOddldO", kNames, nullptr, &constraint, &body, &lb, &ub, &sense, &rhs,
                                 &name))
     return -1;
-  if (name && name != Py_None && set_con_name(&c->info, name) != 0) return -1;
+  if (name && name != Py_None && rename(c, name) != 0) return -1;
   if (ub + kFeasibilityTolerance < lb) return fail("Constraint defined infeasible: lower bound > upper bound");
   const bool bounds_given = lb != kLbNotGiven || ub != kUbNotGiven, rhs_given = rhs != kRhsNotGiven;
   Ref the_body;
@@ -93,7 +108,23 @@ int constraint_init(PyObject* self, PyObject* args, PyObject* kwargs) {
   return setBounds(c, lb, ub);
 }
 
+PyObject* ownName(const constraint_s* c) {
+  return c->info & kConNameBit ? namemap_get(tvl_py_env.con_name_map, conIndex(c)) : nullptr;
+}
+
+int constraint_traverse(PyObject* self, visitproc visit, void* arg) {
+  Py_VISIT(ownName(self_(self)));
+  return visitHeld(self_(self)->body, visit, arg);
+}
+
+// The name is kept: that the body goes opens every cycle through it but those through the name itself.
+int constraint_clear(PyObject* self) {
+  setBody(self_(self), nullptr);
+  return 0;
+}
+
 void constraint_dealloc(PyObject* self) {
+  PyObject_GC_UnTrack(self);
   setBody(self_(self), nullptr);
   if (self_(self)->info & kConSideBits) dropConEntries(self_(self)->info);
   Py_TYPE(self)->tp_free(self);
@@ -115,9 +146,7 @@ int setNumber(PyObject* self, PyObject* value, void*) {
   return v == -1.0 && PyErr_Occurred() ? -1 : set(&indexed(self)->info, v);
 }
 PyObject* getName(PyObject* self, void*) { return get_con_name(indexed(self)->info); }
-int setName(PyObject* self, PyObject* value, void*) {
-  return value ? set_con_name(&indexed(self)->info, value) : refuseDeletion();
-}
+int setName(PyObject* self, PyObject* value, void*) { return value ? rename(indexed(self), value) : refuseDeletion(); }
 PyObject* getBody(PyObject* self, void*) {
   PyObject* body = self_(self)->body;
   return body ? newRef(body) : modelError("Constraint has no body");
@@ -193,7 +222,10 @@ PyTypeObject constraintType() {
   t.tp_methods = constraintMethods;
   t.tp_getset = constraintAttributes;
   t.tp_init = constraint_init;
-  t.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE;
+  t.tp_traverse = constraint_traverse;
+  t.tp_clear = constraint_clear;
+  t.tp_free = PyObject_GC_Del;
+  t.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE | Py_TPFLAGS_HAVE_GC;
   t.tp_doc = kConstraintDoc;
   return t;
 }
@@ -277,11 +309,12 @@ PyObject* make_constraint(PyObject* a, PyObject* b, int op) {
   if ((op != Py_LE && set_con_lbound(&c->info, rhs) != 0) || (op != Py_GE && set_con_ubound(&c->info, rhs) != 0))
     return nullptr;
   c->body = body.release();
+  track(c, c->body);
   return r.release();
 }
 
 PyObject* constraint_base() {
-  constraint_s* c = PyObject_New(constraint_s, &tavlo_constraintType);
+  constraint_s* c = PyObject_GC_New(constraint_s, &tavlo_constraintType);
   if (!c) return nullptr;
   c->info = nextIndex() & kConIndexMask;
   c->body = nullptr;

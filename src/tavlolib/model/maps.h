@@ -52,6 +52,8 @@ int quadmap_copy(quadmap** out, const quadmap* map);
 void quadmap_free(quadmap** map);
 template <class Fn>
 bool quadmap_each(const quadmap* map, Fn&& fn);  // fn(var_s*, var_s*, double)
+template <class Fn>
+bool quadmap_each_held(const quadmap* map, Fn&& fn);  // fn(var_s*), once for each reference that the map holds
 void quadmap_scale(quadmap* map, double factor);
 
 rowcolmap* rowcolmap_new();

@@ -57,6 +57,12 @@ bool quadmap_each(const quadmap* map, Fn&& fn) {
   });
 }
 template <class Fn>
+bool quadmap_each_held(const quadmap* map, Fn&& fn) {
+  return !map || map->c.each([&](const QuadEntry& q) {
+    return fn(q.v) && q.row->c.each([&](const LinEntry& e) { return fn(e.v); });
+  });
+}
+template <class Fn>
 bool rowcolmap_each(const rowcolmap* map, Fn&& fn) {
   return !map || map->c.each([&](const PlainEntry<uint64_t, int64_t>& e) { return fn(e.k, e.value); });
 }

@@ -1,6 +1,7 @@
 // The node type of nonlinear trees: record, constructors and checks, access to operands.
 #include "model/nonlinear.h"
 
+#include "model/held.h"
 #include "model/text.h"
 #include "runtime/errors.h"
 
@@ -16,10 +17,7 @@ void nonlin_dealloc(PyObject* self) {
   Py_TRASHCAN_END
 }
 
-int nonlin_traverse(PyObject* self, visitproc visit, void* arg) {
-  Py_VISIT(asNode(self)->args);
-  return 0;
-}
+int nonlin_traverse(PyObject* self, visitproc visit, void* arg) { return visitHeld(asNode(self)->args, visit, arg); }
 
 int nonlin_clear(PyObject* self) {
   Py_CLEAR(asNode(self)->args);

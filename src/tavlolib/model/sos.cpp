@@ -3,8 +3,8 @@
 #include "model/packed_word.h"
 #include "model/release.h"
 #include "model/text.h"
-#include "runtime/errors.h"
 #include "pyutil/ref.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 
@@ -40,7 +40,22 @@ int sos_init(PyObject* self, PyObject* args, PyObject* kwargs) {
   return 0;
 }
 
+int sos_traverse(PyObject* self, visitproc visit, void* arg) {
+  Py_VISIT(self_(self)->name);
+  Py_VISIT(self_(self)->indices);
+  Py_VISIT(self_(self)->weights);
+  return 0;
+}
+
+int sos_clear(PyObject* self) {
+  Py_CLEAR(self_(self)->name);
+  Py_CLEAR(self_(self)->indices);
+  Py_CLEAR(self_(self)->weights);
+  return 0;
+}
+
 void sos_dealloc(PyObject* self) {
+  PyObject_GC_UnTrack(self);
   releaseChained(self_(self)->name);
   releaseChained(self_(self)->indices);
   releaseChained(self_(self)->weights);
@@ -49,16 +64,17 @@ void sos_dealloc(PyObject* self) {
 
 PyObject* sos_copy(PyObject* self, PyObject*) {
   const sos_s* s = self_(self);
-  if (!s->indices || !s->weights) return modelError("Set is not initialized");
   Ref r = Ref::steal(PyType_GenericAlloc(&tavlo_sosType, 0)), name = Ref::steal(modelling_str(self));
   if (!r || !name) return nullptr;
+  // Looked at only now: the name's own str() may have initialised the set again. The rest runs no code of the lists.
+  if (!s->indices || !s->weights) return modelError("Set is not initialized");
   sos_s* to = self_(r.get());
   to->index = nextIndex();
   to->type = s->type;
   to->name = PyUnicode_FromFormat("sos%llu_copy_%U", static_cast<unsigned long long>(s->index), name.get());
-  to->indices = PySequence_List(s->indices);
-  to->weights = PySequence_List(s->weights);
-  return to->name && to->indices && to->weights ? r.release() : nullptr;
+  to->indices = to->name ? PyList_GetSlice(s->indices, 0, PY_SSIZE_T_MAX) : nullptr;
+  to->weights = to->indices ? PyList_GetSlice(s->weights, 0, PY_SSIZE_T_MAX) : nullptr;
+  return to->weights ? r.release() : nullptr;
 }
 
 PyMemberDef sosMembers[] = {{"name", T_OBJECT_EX, offsetof(sos_s, name), 0, "Name of the set."},
@@ -86,7 +102,10 @@ PyTypeObject sosType() {
   t.tp_methods = sosMethods;
   t.tp_members = sosMembers;
   t.tp_init = sos_init;
-  t.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE;
+  t.tp_traverse = sos_traverse;
+  t.tp_clear = sos_clear;
+  t.tp_free = PyObject_GC_Del;
+  t.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE | Py_TPFLAGS_HAVE_GC;
   t.tp_doc = kSosDoc;
   return t;
 }

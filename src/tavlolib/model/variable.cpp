@@ -1,5 +1,6 @@
 // The variable type: construction, attributes, deallocation.
 #include "model/arithmetic.h"
+#include "model/held.h"
 #include "model/packed_word.h"
 #include "model/text.h"
 #include "runtime/errors.h"
@@ -43,7 +44,10 @@ int fill(var_s* v, VarArgs a) {
   return set_var_name(&v->word, a.name);
 }
 
-PyObject* var_new(PyTypeObject* type, PyObject*, PyObject*) { return type->tp_alloc(type, 0); }
+PyObject* var_new(PyTypeObject* type, PyObject*, PyObject*) {
+  if (type != &tavlo_varType) noteSubclassedVariable();
+  return type->tp_alloc(type, 0);
+}
 
 int var_init(PyObject* self, PyObject* args, PyObject* kwargs) {
   if (freshIndex(self_(self)) != 0) return -1;

@@ -204,3 +204,22 @@ def test_sets(x, y):
             tv.sos(*args)
     with pytest.raises(TypeError):
         tv.sos([x])
+
+
+def test_sets_whose_lists_or_names_meddle(x, y):
+    class Members(list):
+        def __iter__(self):
+            s.__init__([y], [5])
+            raise ZeroDivisionError
+
+    class Name(str):
+        def __str__(self):
+            s.__init__([y], [5])
+            return "n"
+
+    s = tv.sos(Members([x, y]), Members([1, 2]), 2, "n")
+    assert s.copy().name.endswith("_copy_n")
+    s = tv.sos([x, y], Members([1, 2]), 2, Name("n"))
+    assert s.copy().name.endswith("_copy_n")
+    with pytest.raises(tv.ModelError, match="Set is not initialized"):
+        tv.sos.__new__(tv.sos).copy()
