@@ -143,7 +143,10 @@ PyObject* evaluateStructure(PyObject* o, const ValueSource& source, int budget) 
   return evaluateScalar(o, source, budget, &value) == 0 ? PyFloat_FromDouble(value) : nullptr;
 }
 
-PyObject* evaluateArguments(PyObject* args, const ValueSource& source) {
+PyObject* evaluateArguments(PyObject* args, const ValueSource& given) {
+  NodeValues known;
+  ValueSource source = given;
+  source.known = &known;
   if (PyTuple_GET_SIZE(args) == 1) return evaluateStructure(PyTuple_GET_ITEM(args, 0), source, kDepthBudget);
   return evaluateTuple(args, source, kDepthBudget + 1);
 }

@@ -2,8 +2,9 @@
 #include <cmath>
 
 #include "model/nonlinear.h"
-#include "runtime/errors.h"
+#include "pyutil/guard.h"
 #include "pyutil/locks.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 
@@ -225,12 +226,44 @@ class NodeEvaluator {
   int budget_;
 };
 
+// Whether a walk may come to the node again: more refer to it, or to its operands, than the one that it is reached by
+// and the walk itself. Trees without such nodes pay for no memory.
+bool isShared(PyObject* node) {
+  PyObject* args = asNode(node)->args;
+  return Py_REFCNT(node) > 2 || (PyTuple_CheckExact(args) && Py_REFCNT(args) > 1);
+}
+
 }  // namespace
 
+const double* NodeValues::find(PyObject* node) const {
+  const auto found = values_.find(contentOf(node));
+  return found == values_.end() ? nullptr : &found->second.value;
+}
+
+void NodeValues::add(const NodeContent& content, double value) {
+  values_.emplace(content, Known{Ref::borrow(content.args), value});
+}
+
 int evaluateNode(PyObject* node, const ValueSource& source, int budget, double* out) {
-  if (PyErr_CheckSignals() != 0) return -1;  // shared subtrees can make the walk long
-  Ref args = Ref::borrow(asNode(node)->args);
-  return NodeEvaluator(args.get(), source, budget).value(asNode(node)->code, out) ? 0 : -1;
+  if (!source.known) {
+    NodeValues known;
+    ValueSource remembering = source;
+    remembering.known = &known;
+    return evaluateNode(node, remembering, budget, out);
+  }
+  const bool shared = isShared(node);
+  if (const double* value = shared ? source.known->find(node) : nullptr) {
+    *out = *value;
+    return 0;
+  }
+  if (!source.known->poll.goesOn()) return -1;
+  const NodeContent content = contentOf(node);
+  Ref args = Ref::borrow(content.args);
+  if (!NodeEvaluator(args.get(), source, budget).value(content.code, out)) return -1;
+  return guarded([&] {
+    if (shared) source.known->add(content, *out);
+    return 0;
+  });
 }
 
 }  // namespace tavlo

@@ -11,14 +11,11 @@ void expression_dealloc(PyObject* self) {
   auto* e = reinterpret_cast<expression_s*>(self);
   linmap_free(&e->linear);
   quadmap_free(&e->quadratic);
-  indexset_free(&e->quadvars);
   Py_TYPE(self)->tp_free(self);
 }
 
 bool hasQuadratic(expression_s* e) {
   if (!e->quadratic) e->quadratic = quadmap_new();
-  if (e->quadratic && !e->quadvars) e->quadvars = indexset_new();
-  if (e->quadratic && !e->quadvars) quadmap_free(&e->quadratic);
   return e->quadratic != nullptr;
 }
 
@@ -30,18 +27,14 @@ int failed(const char* text) {
 int addQuadTerm(expression_s* e, var_s* u, var_s* v, double c, const char* insertion_failure) {
   if (less_variable(v, u)) std::swap(u, v);
   if (!hasQuadratic(e)) return failed("Cannot amend quadratic expression");
-  if (indexset_add(e->quadvars, static_cast<int64_t>(varIndex(u))) != 0 ||
-      indexset_add(e->quadvars, static_cast<int64_t>(varIndex(v))) != 0 || quadmap_add(c, e->quadratic, u, v) != 0)
-    return failed(insertion_failure);
-  return 0;
+  return quadmap_add(c, e->quadratic, u, v) == 0 ? 0 : failed(insertion_failure);
 }
 
 PyObject* copyOfExpression(const expression_s* x, double f) {
   auto r = BasicRef<expression_s>::steal(newExpression());
   if (!r) return nullptr;
   if ((x->linear && linmap_copy(&r->linear, x->linear) != 0) ||
-      (x->quadratic && quadmap_copy(&r->quadratic, x->quadratic) != 0) ||
-      (x->quadvars && indexset_copy(&r->quadvars, x->quadvars) != 0))
+      (x->quadratic && quadmap_copy(&r->quadratic, x->quadratic) != 0))
     return modelError("Cannot copy expression");
   r->constant = x->constant;
   if (f - 1 > 1e-15 || f - 1 < -1e-15 || f != f) expression_scale(r.get(), f);
@@ -88,6 +81,29 @@ PyObject* expression_extractQuadratic(PyObject* self, PyObject*) {
   return convert_quadmap_triple_list(reinterpret_cast<expression_s*>(self)->quadratic);
 }
 
+// Takes the content of a copy, so that a failure changes nothing.
+int expression_init(PyObject* self, PyObject* args, PyObject* kwargs) {
+  PyObject* given = nullptr;
+  if ((kwargs && PyDict_GET_SIZE(kwargs) > 0) || PyTuple_GET_SIZE(args) > 1) {
+    PyErr_SetString(PyExc_TypeError, "tavlo.expression() takes at most one argument: what it is to be a copy of");
+    return -1;
+  }
+  Operand a;
+  if (PyTuple_GET_SIZE(args) == 1) {
+    given = PyTuple_GET_ITEM(args, 0);
+    if (!classify(given, &a)) return -1;
+    if (a.kind == kNonlinear) return failed("A nonlinear expression cannot be the content of a tavlo.expression");
+  }
+  auto copy = BasicRef<expression_s>::steal(given ? reinterpret_cast<expression_s*>(expression_copy(given, 1))
+                                                  : newExpression());
+  if (!copy) return -1;
+  auto* e = reinterpret_cast<expression_s*>(self);
+  e->constant = copy->constant;
+  std::swap(e->linear, copy->linear);
+  std::swap(e->quadratic, copy->quadratic);
+  return 0;
+}
+
 PyMethodDef expressionMethods[] = {{"extractLinear", expression_extractLinear, METH_NOARGS, kExtractLinearDoc},
                                    {"extractQuadratic", expression_extractQuadratic, METH_NOARGS, kExtractQuadraticDoc},
                                    {nullptr, nullptr, 0, nullptr}};
@@ -101,11 +117,12 @@ PyTypeObject expressionType() {
   t.tp_as_number = &expressionNumbers;
   t.tp_richcompare = modelling_richcompare;
   t.tp_methods = expressionMethods;
+  t.tp_init = expression_init;
   t.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE;
   t.tp_doc =
       "An expression of degree at most two: a constant, linear terms and quadratic terms.\n\nResults from arithmetic "
-      "on "
-      "variables and numbers, as in x + 2*y*z - 3, and is what constraints and objectives are made of.\n"
+      "on variables and numbers, as in x + 2*y*z - 3, and is what constraints and objectives are made of.\n"
+      "tavlo.expression() is 0, tavlo.expression(e) a copy of a number, variable, term or expression e.\n"
       "On the left of +=, -=, *= and /= an expression is changed in place.";
   return t;
 }
@@ -128,7 +145,6 @@ expression_s* newExpression() {
   e->constant = 0;
   e->linear = nullptr;
   e->quadratic = nullptr;
-  e->quadvars = nullptr;
   return e;
 }
 PyObject* expression_base() { return reinterpret_cast<PyObject*>(newExpression()); }

@@ -6,7 +6,11 @@
 // the translation of trees.
 #pragma once
 
+#include <functional>
+#include <unordered_map>
+
 #include "model/arithmetic.h"
+#include "pyutil/signals.h"
 
 namespace tavlo {
 
@@ -46,6 +50,20 @@ inline bool isListNode(PyObject* o, int32_t code) {
   return nonlinear_Check(o) && asNode(o)->code == code && asNode(o)->args && PyList_Check(asNode(o)->args);
 }
 
+// What a node computes: copies of a node share it. Walks over trees with shared subtrees remember by it where they
+// were, and hold a reference to `args` meanwhile.
+struct NodeContent {
+  PyObject* args;
+  int32_t code;
+  bool operator==(const NodeContent& o) const { return args == o.args && code == o.code; }
+  struct Hash {
+    size_t operator()(const NodeContent& c) const {
+      return std::hash<const void*>()(c.args) * 31 + static_cast<size_t>(c.code);
+    }
+  };
+};
+inline NodeContent contentOf(PyObject* node) { return {asNode(node)->args, asNode(node)->code}; }
+
 // ---- constructors ----
 PyObject* nonlin_base();
 PyObject* nonlin_instantiate_unary(int32_t code, PyObject* a);
@@ -74,6 +92,19 @@ int nonlin_multiplyTo(nonlinear_s* product, const Operand& b);
 // ---- walks ----
 PyObject* nonlin_extractLinear(PyObject* self, PyObject*);
 PyObject* nonlin_extractQuadratic(PyObject* self, PyObject*);
+class NodeValues {
+ public:
+  const double* find(PyObject* node) const;  // null: not known
+  void add(const NodeContent& content, double value);
+  SignalPoll poll;
+
+ private:
+  struct Known {
+    Ref args;  // keeps the address from being taken by another object
+    double value;
+  };
+  std::unordered_map<NodeContent, Known, NodeContent::Hash> values_;
+};
 int evaluateNode(PyObject* node, const ValueSource& source, int budget, double* out);
 
 }  // namespace tavlo

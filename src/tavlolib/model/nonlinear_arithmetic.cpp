@@ -54,7 +54,7 @@ int addPlain(nonlinear_s* sum, double s, const Operand& b) {
   Operand a;
   if (!classify(member, &a)) return -1;
   // An expression that only this list has is as good as a new one.
-  if (a.kind == kExpression && Py_REFCNT(member) == 1) return accumulate(a.expression(), s, b);
+  if (Py_TYPE(member) == &tavlo_expressionType && Py_REFCNT(member) == 1) return accumulate(a.expression(), s, b);
   Ref merged = Ref::steal(addScaled(s, a, b));
   if (!merged) return -1;
   const bool number = isNumber(merged.get());
@@ -65,11 +65,13 @@ int addPlain(nonlinear_s* sum, double s, const Operand& b) {
 }  // namespace
 
 int nonlin_addTo(nonlinear_s* sum, double s, const Operand& b) {
+  if (b.kind == kInvalid || b.kind == kArray) return invalidInOperation(b.o), -1;
   if (b.kind != kNonlinear) return addPlain(sum, s, b);
   if (!isSum(b)) return appendNode(sum, s, b.o);
   for (Py_ssize_t i = 0; Ref member = operandAt(asNode(b.o)->args, i); ++i) {
     Operand m;
     if (!classify(member.get(), &m)) return -1;
+    if (m.kind == kInvalid || m.kind == kArray) return invalidInOperation(m.o), -1;  // put there from outside
     if ((m.kind == kNonlinear ? appendNode(sum, s, m.o) : addPlain(sum, s, m)) != 0) return -1;
   }
   return 0;

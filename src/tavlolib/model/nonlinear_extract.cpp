@@ -1,5 +1,11 @@
 // The linear and quadratic parts of nonlinear trees: what can be read off without any algebra beyond constant factors.
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
 #include "model/nonlinear.h"
+#include "pyutil/guard.h"
+#include "pyutil/signals.h"
 #include "runtime/errors.h"
 
 namespace tavlo {
@@ -24,8 +30,6 @@ struct Maps {  // only one of the two is wanted
   }
 };
 
-bool collect(PyObject* o, double f, int budget, Maps& maps);
-
 bool collectLeaf(const Operand& a, double f, Maps& maps) {
   if (a.isLinear()) return maps.add(f * a.linearCoef(), a.linearVar());
   if (a.kind == kQuadterm) return maps.add(f * a.quadterm()->coef, a.quadterm()->var1, a.quadterm()->var2);
@@ -36,76 +40,117 @@ bool collectLeaf(const Operand& a, double f, Maps& maps) {
           quadmap_each(e->quadratic, [&](var_s* u, var_s* v, double c) { return maps.add(f * c, u, v); }));
 }
 
-// The one member that is no number, when there is exactly one, with the product of the others.
-bool collectProduct(PyObject* args, double f, int budget, Maps& maps) {
-  Ref other;
-  for (Py_ssize_t i = 0; Ref member = operandAt(args, i); ++i) {
+// The walk goes down level by level, each distinct node of a level once, with the sum of the factors with which it is
+// reached: along its paths, a tree that shares its subtrees can be walked 2**64 times.
+class Collector {
+ public:
+  explicit Collector(Maps& maps) : maps_(maps) {}
+
+  bool walk(PyObject* root) {
+    if (!add(root, 1)) return false;
+    for (int budget = kDepthBudget; budget > 1 && !below_.empty(); --budget) {
+      const std::vector<Reached> level = std::move(below_);
+      below_.clear();
+      places_.clear();
+      for (const Reached& r : level)
+        if (!poll_.goesOn() || !expand(asNode(r.node.get()), r.factor)) return false;
+    }
+    return true;
+  }
+
+ private:
+  struct Reached {
+    Ref node;
+    double factor;
+  };
+
+  bool add(PyObject* o, double f) {
     Operand a;
-    double c;
-    if (!classify(member.get(), &a)) return false;
-    if (constantValue(a, &c)) {
-      f *= c;
-    } else {
-      if (other) return true;
-      std::swap(other, member);
+    if (!classify(o, &a)) return false;
+    if (a.kind != kNonlinear) return collectLeaf(a, f, maps_);
+    const auto [place, fresh] = places_.emplace(contentOf(o), below_.size());
+    if (fresh)
+      below_.push_back({Ref::borrow(o), f});
+    else
+      below_[place->second].factor += f;
+    return true;
+  }
+
+  bool expand(const nonlinear_s* n, double f) {
+    Ref args = Ref::borrow(n->args);
+    switch (n->code) {
+      case kNodeSum:
+        for (Py_ssize_t i = 0; Ref member = operandAt(args.get(), i); ++i)
+          if (!add(member.get(), f)) return false;
+        return true;
+      case kNodeNegation:
+        return add(args.get(), -f);
+      case kNodeProduct:
+        return addProduct(args.get(), f);
+      case kNodeDifference:
+      case kNodeDivision:
+      case kNodePower:
+        return addPair(n->code, args.get(), f);
+      default:
+        return true;
     }
   }
-  return !other || collect(other.get(), f, budget, maps);
-}
 
-bool collectPair(int32_t code, PyObject* args, double f, int budget, Maps& maps) {
-  Ref a = operandAt(args, 0), b = operandAt(args, 1);
-  Operand second;
-  double c;
-  if (!a || !b) return true;
-  if (!classify(b.get(), &second)) return false;
-  switch (code) {
-    case kNodeDifference:
-      return collect(a.get(), f, budget, maps) && collect(b.get(), -f, budget, maps);
-    case kNodeDivision:
-      return !constantValue(second, &c) || c == 0 || collect(a.get(), f / c, budget, maps);
-    default:
-      return !constantValue(second, &c) || c != 1 || collect(a.get(), f, budget, maps);
+  // The one member that is no number, when there is exactly one, with the product of the others.
+  bool addProduct(PyObject* args, double f) {
+    Ref other;
+    for (Py_ssize_t i = 0; Ref member = operandAt(args, i); ++i) {
+      Operand a;
+      double c;
+      if (!classify(member.get(), &a)) return false;
+      if (constantValue(a, &c)) {
+        f *= c;
+      } else {
+        if (other) return true;
+        std::swap(other, member);
+      }
+    }
+    return !other || add(other.get(), f);
   }
-}
 
-bool collect(PyObject* o, double f, int budget, Maps& maps) {
-  Operand a;
-  if (budget < 1) return true;
-  if (!classify(o, &a)) return false;
-  if (a.kind != kNonlinear) return collectLeaf(a, f, maps);
-  const nonlinear_s* n = asNode(o);
-  Ref args = Ref::borrow(n->args);
-  switch (n->code) {
-    case kNodeSum:
-      for (Py_ssize_t i = 0; Ref member = operandAt(args.get(), i); ++i)
-        if (!collect(member.get(), f, budget - 1, maps)) return false;
-      return true;
-    case kNodeNegation:
-      return collect(args.get(), -f, budget - 1, maps);
-    case kNodeProduct:
-      return collectProduct(args.get(), f, budget - 1, maps);
-    case kNodeDifference:
-    case kNodeDivision:
-    case kNodePower:
-      return collectPair(n->code, args.get(), f, budget - 1, maps);
-    default:
-      return true;
+  bool addPair(int32_t code, PyObject* args, double f) {
+    Ref a = operandAt(args, 0), b = operandAt(args, 1);
+    Operand second;
+    double c;
+    if (!a || !b) return true;
+    if (!classify(b.get(), &second)) return false;
+    switch (code) {
+      case kNodeDifference:
+        return add(a.get(), f) && add(b.get(), -f);
+      case kNodeDivision:
+        return !constantValue(second, &c) || c == 0 || add(a.get(), f / c);
+      default:
+        return !constantValue(second, &c) || c != 1 || add(a.get(), f);
+    }
   }
-}
+
+  Maps& maps_;
+  std::vector<Reached> below_;                                         // the nodes of the next level
+  std::unordered_map<NodeContent, size_t, NodeContent::Hash> places_;  // where each of them is
+  SignalPoll poll_;
+};
 
 }  // namespace
 
 PyObject* nonlin_extractLinear(PyObject* self, PyObject*) {
-  Maps maps(false);
-  if (!maps.linear) return PyErr_NoMemory();
-  return collect(self, 1, kDepthBudget, maps) ? convert_linmap_double_list(maps.linear) : nullptr;
+  return guarded([&]() -> PyObject* {
+    Maps maps(false);
+    if (!maps.linear) return PyErr_NoMemory();
+    return Collector(maps).walk(self) ? convert_linmap_double_list(maps.linear) : nullptr;
+  });
 }
 
 PyObject* nonlin_extractQuadratic(PyObject* self, PyObject*) {
-  Maps maps(true);
-  if (!maps.quadratic) return PyErr_NoMemory();
-  return collect(self, 1, kDepthBudget, maps) ? convert_quadmap_triple_list(maps.quadratic) : nullptr;
+  return guarded([&]() -> PyObject* {
+    Maps maps(true);
+    if (!maps.quadratic) return PyErr_NoMemory();
+    return Collector(maps).walk(self) ? convert_quadmap_triple_list(maps.quadratic) : nullptr;
+  });
 }
 
 }  // namespace tavlo

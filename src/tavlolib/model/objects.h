@@ -21,7 +21,6 @@ struct expression_s {
   PyObject_HEAD double constant;
   tavlo::linmap* linear;      // null: absent
   tavlo::quadmap* quadratic;  // null: absent
-  tavlo::indexset* quadvars;  // present exactly when quadratic is
 };
 struct nonlinear_s {
   PyObject_HEAD PyObject* args;  // list, tuple, or the one operand; null: never filled
@@ -107,8 +106,8 @@ PyObject* general_idiv(PyObject* a, PyObject* b);
 PyObject* general_ipow(PyObject* a, PyObject* b);
 PyObject* general_iand(PyObject* a, PyObject* b);
 PyObject* general_ior(PyObject* a, PyObject* b);
-// Turns the accumulator a, of which the caller knows every reference, into a + s*b (s = 1 or -1): 1 when that is done, 0,
-// with nothing changed, when these two need a new object, -1 with an exception.
+// Turns the accumulator a, of which the caller knows every reference, into a + s*b (s = 1 or -1): 1 when that is done,
+// 0, with nothing changed, when these two need a new object, -1 with an exception.
 int general_absorb(PyObject* a, double s, PyObject* b);
 
 // ---- constraints and sets ----
@@ -122,6 +121,7 @@ PyObject* get_con_name(uint64_t info);
 int set_con_name(uint64_t* info, PyObject* name);
 
 // ---- evaluation at given values (model/evaluate.cpp) ----
+class NodeValues;  // model/evaluate_node.cpp
 // How the value of a variable is found: false with an exception set when it has none.
 struct ValueSource {
   bool (*value)(void* context, var_s* v, double* out);
@@ -129,6 +129,8 @@ struct ValueSource {
   // The value of a scalar that stands for a column by name or number: 0, or -1 with an exception, or 1 when it is no
   // such scalar. Null when there are none.
   int (*index)(void* context, PyObject* o, double* out) = nullptr;
+  // The values of nodes that were met and can be met again; null: nothing is remembered beyond one tree.
+  NodeValues* known = nullptr;
 };
 int evaluateScalar(PyObject* o, const ValueSource& source, int budget, double* out);
 // A new structure of the same shape as o (tuples, lists, dicts, arrays) with floats for its leaves.

@@ -34,6 +34,14 @@ bool readNumpyInteger(PyObject* obj, int64_t* value) {
   return true;
 }
 
+// By NumPy's own conversion: a subclass may have another.
+Number readHalf(PyObject* obj, double* value) {
+  Ref number = Ref::steal(PyHalfArrType_Type.tp_as_number->nb_float(obj));
+  if (!number) return Number::overflow;
+  *value = PyFloat_AS_DOUBLE(number.get());
+  return Number::yes;
+}
+
 // The value of a number; on overflow the interpreter's exception is pending.
 Number readNumber(PyObject* obj, double* value) {
   if (PyFloat_Check(obj)) {
@@ -48,7 +56,7 @@ Number readNumber(PyObject* obj, double* value) {
   else if (PyArray_IsScalar(obj, Float))
     *value = PyArrayScalar_VAL(obj, Float);
   else if (PyArray_IsScalar(obj, Half))
-    *value = PyFloat_AsDouble(obj);
+    return readHalf(obj, value);
   else
     return Number::no;
   return Number::yes;

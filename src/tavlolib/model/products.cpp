@@ -36,8 +36,7 @@ PyObject* linearTimesExpression(double f, var_s* w, const expression_s* e) {
   auto r = BasicRef<expression_s>::steal(newExpression());
   if (!r) return nullptr;
   r->quadratic = quadmap_new();
-  r->quadvars = indexset_new();
-  if (!r->quadratic || !r->quadvars) return modelError("Error multiplying expressions");
+  if (!r->quadratic) return modelError("Error multiplying expressions");
   return accumulateProduct(r.get(), f, w, e) == 0 ? r.releaseObject() : nullptr;
 }
 
@@ -55,8 +54,7 @@ PyObject* linearTimesLinear(const expression_s* a, const expression_s* b) {
       return nullptr;
   if (!a->linear || !b->linear) return r.releaseObject();
   r->quadratic = quadmap_new();
-  r->quadvars = indexset_new();
-  if (!r->quadratic || !r->quadvars) return modelError("Cannot create quadratic term in expression");
+  if (!r->quadratic) return modelError("Cannot create quadratic term in expression");
   const bool whole = linmap_each(a->linear, [&](var_s* u, double cu) {
     return cu == 0 || linmap_each(b->linear, [&](var_s* v, double cv) {
              return expression_addToQuadTerm(r.get(), u, v, cu * cv) == 0;

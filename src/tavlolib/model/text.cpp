@@ -1,9 +1,12 @@
 #include "model/text.h"
 
+#include <unordered_set>
+
 #include "model/nonlinear.h"
 #include "model/print_tools.h"
-#include "runtime/errors.h"
+#include "pyutil/guard.h"
 #include "pyutil/ref.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 
@@ -80,12 +83,25 @@ PyObject* expressionText(PyObject* self) {
   return whole ? pieces.join() : nullptr;
 }
 
+// Subtrees that come again are written again, but the text of a tree that shares them is exponentially long: from some
+// number of repetitions on they are cut.
+class Repetitions {
+ public:
+  bool tooMany(PyObject* node) { return !seen_.emplace(contentOf(node)).second && ++count_ > kMost; }
+
+ private:
+  static constexpr int kMost = 10000;
+  std::unordered_set<NodeContent, NodeContent::Hash> seen_;
+  int count_ = 0;
+};
+
 // Where in a tree the text is being made: the nodes above, and how many levels may follow. A node that &= or the
 // caller's list made a part of itself is cut where it comes again: the levels of the budget would hold it 2**64 times.
 struct Place {
   PyObject* node;
   const Place* above;
   int budget;
+  Repetitions* repetitions;
 
   bool below(const PyObject* o) const {
     for (const Place* p = this; p; p = p->above)
@@ -93,6 +109,8 @@ struct Place {
     return false;
   }
 };
+
+constexpr char kCut[] = "[MAX RECURS LEV]";
 
 Ref treeText(PyObject* o, const Place& at);
 
@@ -138,7 +156,7 @@ Ref treeText(PyObject* o, const Place& at) {
   Operand a;
   if (!classify(o, &a)) return {};
   if (a.kind == kConstant) return Ref::steal(PyObject_Str(o));
-  if (at.budget < 0 || at.below(o)) return Ref::steal(PyUnicode_FromString("[MAX RECURS LEV]"));
+  if (at.budget < 0 || at.below(o)) return Ref::steal(PyUnicode_FromString(kCut));
   if (a.isModelling() && a.kind != kNonlinear) return Ref::steal(modelling_str(o));
   if (a.kind != kNonlinear && PyCallable_Check(o)) return Ref::steal(PyUnicode_FromString("user"));
   const int32_t code = a.kind == kNonlinear ? asNode(o)->code : -1;
@@ -146,12 +164,13 @@ Ref treeText(PyObject* o, const Place& at) {
     modelError("Invalid object in nonlinear expression");
     return {};
   }
-  if (PyErr_CheckSignals() != 0) return {};  // shared subtrees can make the text long
+  if (at.repetitions->tooMany(o)) return Ref::steal(PyUnicode_FromString(kCut));
+  if (PyErr_CheckSignals() != 0) return {};
   const PrintTool& tool = printToolArray[code];
   Ref args = Ref::borrow(asNode(o)->args);
   return (tool.arity == 1   ? unaryText
           : tool.arity == 2 ? binaryText
-                            : naryText)(tool, args.get(), {o, &at, at.budget - 1});
+                            : naryText)(tool, args.get(), {o, &at, at.budget - 1, at.repetitions});
 }
 
 }  // namespace
@@ -175,7 +194,11 @@ PyObject* modelling_str(PyObject* self) {
     PyObject* name = reinterpret_cast<sos_s*>(self)->name;
     return name ? textOf(Ref::borrow(name)).release() : PyUnicode_FromString("?");
   }
-  if (nonlinear_Check(self) && asNode(self)->args) return treeText(self, {nullptr, nullptr, kDepthBudget}).release();
+  if (nonlinear_Check(self) && asNode(self)->args)
+    return guarded([&] {
+      Repetitions repetitions;
+      return treeText(self, {nullptr, nullptr, kDepthBudget, &repetitions}).release();
+    });
   return PyUnicode_FromString("?");  // a node that was never filled
 }
 

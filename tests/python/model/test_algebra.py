@@ -1,5 +1,6 @@
 """The algebra against a plain reference polynomial, over random trees of operators of degree two at most."""
 
+import pytest
 from hypothesis import given
 from hypothesis import strategies as st
 
@@ -115,3 +116,27 @@ def test_products_of_linear_expressions_are_quadratic(data):
     for v in VARIABLES:
         check(v * a + a * (3 * v), Poly({(hash(v),): 4}).times(p))
     check(a**2 - b**2, p.times(p).plus(q.times(q), -1))
+
+
+def test_the_constructor_copies(x, y, content):
+    def same(a, b):
+        return content(a) == content(b)
+
+    for source in (0, 2.5, x, 2 * x, x * y, 3 + x - 2 * x * y):
+        e = tv.expression(source)
+        assert type(e) is tv.expression and same(e, source)
+        before = str(source)
+        e += y
+        assert str(source) == before
+    assert same(tv.expression(), tv.Sum([]))
+    e = x + 1
+    e.__init__(e)
+    assert same(e, x + 1)
+    e.__init__()
+    assert same(e, tv.Sum([]))
+    for refused in (tv.sin(x), "x", None, [x], x <= 1):
+        with pytest.raises(tv.ModelError):
+            tv.expression(refused)
+    for arguments in (([x, y], {}), ([], {"e": x})):
+        with pytest.raises(TypeError):
+            tv.expression(*arguments[0], **arguments[1])

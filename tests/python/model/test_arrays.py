@@ -185,3 +185,12 @@ def test_scalars_and_arrays_leave_no_references(x, reference_growth):
                 failing()
 
     assert max(reference_growth(use, [x, array, number, None, tv.var], calls=200)) <= 0
+
+
+def test_a_half_whose_own_conversion_fails(x):
+    class Half(np.float16):
+        def __float__(self):
+            raise ZeroDivisionError
+
+    for use in (lambda h: h * x, lambda h: x + h, lambda h: tv.Sum([x, h]), lambda h: tv.expression(h) + x):
+        assert tv.evaluate(use(Half(2.5)), solution={x: 2}) == tv.evaluate(use(2.5), solution={x: 2})

@@ -16,7 +16,7 @@ class KeySet {
   KeySet() = default;
   KeySet(const KeySet&) = delete;
   KeySet& operator=(const KeySet&) = delete;
-  ~KeySet() { rowcolmap_free(&seen_); }
+  ~KeySet() { indexset_free(&seen_); }
 
   int add(uint64_t key, bool* fresh);  // 0, or -1 with MemoryError
   int64_t size() const { return size_; }
@@ -27,7 +27,7 @@ class KeySet {
 
   Array<uint64_t> keys_;
   int64_t size_ = 0;
-  rowcolmap* seen_ = nullptr;  // made with the first key that does not ascend
+  indexset* seen_ = nullptr;  // made with the first key that does not ascend
 };
 
 // Enters collected objects in a list and its map, at the end, and withdraws them again unless they are kept. A deletion

@@ -91,6 +91,13 @@ int RowCollector::translate(constraint_s* c) {
 
 int RowCollector::add(PyObject* leaf) {
   if (!objects_ || (!isReady(p_) && checkProblemIsInitialized(p_) != 0)) return -1;
+  if (PyBool_Check(leaf) || PyArray_IsScalar(leaf, Bool)) {
+    modelError(
+        "Invalid constraint: %S is the outcome of comparing numbers, without a variable (a term with coefficient 0 is "
+        "the number 0)",
+        leaf);
+    return -1;
+  }
   if (!constraint_Check(leaf)) return fail("Invalid constraint");
   auto* c = reinterpret_cast<constraint_s*>(leaf);
   if (!c->body) return fail("Stale expression link, cannot add constraint");
