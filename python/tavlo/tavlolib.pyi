@@ -83,6 +83,7 @@ class var(_Polynomial):
 
 @disjoint_base
 class expression(_Polynomial):
+    def __init__(self, content: _Number | var | linterm | quadterm | expression = 0, /) -> None: ...
     __hash__: ClassVar[None]  # type: ignore[assignment]
 
 @type_check_only
