@@ -7,7 +7,7 @@ import sys
 from pathlib import Path
 from typing import Any
 
-from benchmarks import nonlinear, small, solving, terms
+from benchmarks import nonlinear, quadratic, small, solving, terms
 from benchmarks.models import FORM, P_MEDIAN, PRODUCT, TRANSPORT, transport_tavlo
 from benchmarks.timing import best_in_turns, ratio_line, seconds
 
@@ -70,6 +70,7 @@ PARTS = {
     "doubling": ("Doubling the model", doubling),
     "solve": ("Solving", solving.main),
     "million": ("A million variables and a million rows", million),
+    "quadratic": ("Convex quadratic models, solving (at most 1.3)", quadratic.main),
     "nonlinear": ("Quadratic and nonlinear models", nonlinear.main),
     "small": ("Single operations", small.main),
 }

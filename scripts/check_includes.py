@@ -19,9 +19,9 @@ LAYERS = {
         ["module"],
     ],
     "libtvlo": [
-        ["core"],
+        ["core", "linear"],
         ["engines"],
-        ["engines/highs", "engines/ipopt", "engines/slp", "io", "quadratic"],
+        ["engines/highs", "engines/ipopt", "engines/piqp", "engines/slp", "io", "quadratic"],
         ["route"],
         ["nonlinear"],
         ["capi"],

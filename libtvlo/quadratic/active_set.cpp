@@ -1,11 +1,11 @@
 #include "quadratic/active_set.h"
 
-#include <Eigen/SparseCholesky>
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
 #include "core/check.h"
+#include "linear/ldl.h"
 
 namespace tvlo {
 
@@ -16,30 +16,22 @@ constexpr int kMostCurvedSteps = 40;
 constexpr int kMostRefinements = 15;
 constexpr double kRegularisation = 1e-9;  // of the scaled system; the refinement takes it out again
 constexpr double kMostWork = 1e9;         // multiplications of all factorisations; a second or so
-constexpr double kNear = 1e-6;            // of a bound, where a column can be put on it
 constexpr double kNearlyExact = 1e-9;
 constexpr double kExact = 1e-12;
 constexpr double kTolerable = 1e-8;
-
-using SparseSystem = Eigen::SparseMatrix<double>;
-
-// Tells what a factorisation will cost, which its base knows after the analysis of the pattern.
-class Factorisation : public Eigen::SimplicialLDLT<SparseSystem, Eigen::Lower> {
- public:
-  double work() const { return m_nonZerosPerCol.template cast<double>().squaredNorm(); }
-};
+constexpr int64_t kSmall = 20000;  // columns and coefficients of a problem whose factors take milliseconds
 
 // A symmetric indefinite system, whose solutions need not be unique: scaled, regularised and refined.
 class System {
  public:
-  // The lower triangle; of the unknowns from `second` on the diagonal is zero.
-  // Takes its work off `budget`, and fails where that is too small.
-  bool factorise(const std::vector<Eigen::Triplet<double>>& lower, int size, int second, double& budget) {
+  // The upper triangle; of the unknowns from `second` on the diagonal is zero. Takes its work off `budget`, and fails
+  // where that is too small.
+  bool factorise(std::vector<Eigen::Triplet<double>> upper, int size, int second, double& budget) {
     const auto n = static_cast<Eigen::Index>(size);
     scale_ = Eigen::VectorXd::Ones(n);
     for (int pass = 0; pass < 3; ++pass) {
       Eigen::VectorXd largest = Eigen::VectorXd::Zero(n);
-      for (const auto& t : lower) {
+      for (const auto& t : upper) {
         const double value = std::abs(t.value()) * scale_[t.row()] * scale_[t.col()];
         largest[t.row()] = std::max(largest[t.row()], value);
         largest[t.col()] = std::max(largest[t.col()], value);
@@ -48,41 +40,54 @@ class System {
         if (largest[k] > 0) scale_[k] /= std::sqrt(largest[k]);
       }
     }
-    std::vector<Eigen::Triplet<double>> scaled;
-    scaled.reserve(lower.size() + n);
-    for (const auto& t : lower) {
-      scaled.emplace_back(t.row(), t.col(), t.value() * scale_[t.row()] * scale_[t.col()]);
-    }
-    for (int k = 0; k < size; ++k) scaled.emplace_back(k, k, 0);
+    for (auto& t : upper) t = {t.row(), t.col(), t.value() * scale_[t.row()] * scale_[t.col()]};
+    for (int k = 0; k < size; ++k) upper.emplace_back(k, k, 0);
     matrix_.resize(n, n);
-    matrix_.setFromTriplets(scaled.begin(), scaled.end());
-    SparseSystem regular = matrix_;
-    for (int k = 0; k < size; ++k) regular.coeffRef(k, k) += k < second ? kRegularisation : -kRegularisation;
-    factors_.analyzePattern(regular);
-    budget -= factors_.work() / 2;
-    if (budget < 0) return false;
-    factors_.factorize(regular);
-    return factors_.info() == Eigen::Success;
+    matrix_.setFromTriplets(upper.begin(), upper.end());
+    Watch none;
+    factors_.choose(matrix_, none);
+    for (auto& t : upper) {
+      const int i = factors_.position(t.row()), j = factors_.position(t.col());
+      t = {std::min(i, j), std::max(i, j), t.value()};
+    }
+    UpperMatrix regular(n, n);
+    for (int k = 0; k < size; ++k) {
+      const int place = factors_.position(k);
+      upper.emplace_back(place, place, k < second ? kRegularisation : -kRegularisation);
+    }
+    regular.setFromTriplets(upper.begin(), upper.end());
+    factors_.analyse(regular, none);
+    budget -= factors_.work();
+    return budget >= 0 && factors_.factorise(regular, none);
   }
 
   Eigen::VectorXd solve(const Eigen::VectorXd& rhs) const {
     const Eigen::VectorXd right = scale_.cwiseProduct(rhs);
-    Eigen::VectorXd found = factors_.solve(right);
+    Eigen::VectorXd found = solved(right);
     double last = std::numeric_limits<double>::infinity();
     for (int k = 0; k < kMostRefinements; ++k) {
-      const Eigen::VectorXd rest = right - matrix_.selfadjointView<Eigen::Lower>() * found;
+      const Eigen::VectorXd rest = right - matrix_.selfadjointView<Eigen::Upper>() * found;
       const double left = rest.lpNorm<Eigen::Infinity>();
       if (!(left < 0.9 * last) || left <= 1e-15 * right.lpNorm<Eigen::Infinity>()) break;
       last = left;
-      found += factors_.solve(rest);
+      found += solved(rest);
     }
     return scale_.cwiseProduct(found);
   }
 
  private:
+  Eigen::VectorXd solved(const Eigen::VectorXd& right) const {
+    Eigen::VectorXd x(right.size());
+    for (Eigen::Index k = 0; k < x.size(); ++k) x[factors_.position(k)] = right[k];
+    factors_.solve(x);
+    Eigen::VectorXd result(right.size());
+    for (Eigen::Index k = 0; k < x.size(); ++k) result[k] = x[factors_.position(k)];
+    return result;
+  }
+
   Eigen::VectorXd scale_;
-  SparseSystem matrix_;
-  Factorisation factors_;
+  UpperMatrix matrix_;
+  Ldl factors_;
 };
 
 enum class Side : signed char { free, lower, upper, both };
@@ -208,10 +213,10 @@ class Newton {
       if (line[i] >= 0) rhs[line[i]] = boundOf(rowSide_[i], rowBounds_[i]) - rows.value[i];
     }
 
-    std::vector<Eigen::Triplet<double>> lower;
+    std::vector<Eigen::Triplet<double>> upper;
     const auto addHessian = [&](int i, int j, double value) {
       if (place[i] >= 0 && place[j] >= 0) {
-        lower.emplace_back(std::max(place[i], place[j]), std::min(place[i], place[j]), value);
+        upper.emplace_back(std::min(place[i], place[j]), std::max(place[i], place[j]), value);
       } else if (place[i] >= 0) {
         rhs[place[i]] -= value * jump[j];
       } else if (place[j] >= 0) {
@@ -220,7 +225,7 @@ class Newton {
     };
     const auto addJacobian = [&](int row, int column, double value) {
       if (place[column] >= 0) {
-        lower.emplace_back(line[row], place[column], value);
+        upper.emplace_back(place[column], line[row], value);
       } else {
         rhs[line[row]] -= value * jump[column];
       }
@@ -245,7 +250,7 @@ class Newton {
     Eigen::VectorXd step = Eigen::VectorXd::Zero(count);
     if (count > 0) {
       System system;
-      if (!system.factorise(lower, count, first, budget_)) return false;
+      if (!system.factorise(std::move(upper), count, first, budget_)) return false;
       step = system.solve(rhs);
       if (!step.allFinite()) return false;
     }
@@ -305,18 +310,29 @@ class Newton {
   double moved_ = 0;  // by the last step, relative
 };
 
-// What is left to do where Newton steps take too much: columns that are as good as at a bound go there.
-PointValues onBounds(const Model& model, const PointValues& point) {
+// Columns that are as good as at a bound go there.
+PointValues onBounds(const Model& model, const PointValues& point, double near) {
   PointValues moved = point;
   for (int j = 0; j < model.columns(); ++j) {
     const Bounds bounds = relaxedBounds(model, j);
     const double cost = model.sense() * point.redcost[j];
     const double bound = cost > 0 ? bounds.lower : bounds.upper;
     const double distance = std::abs(point.x[j] - bound);
-    if (distance <= kNear * std::max(1.0, std::abs(bound)) && distance < std::abs(cost)) moved.x[j] = bound;
+    if (distance <= near * std::max(1.0, std::abs(bound)) && distance < std::abs(cost)) moved.x[j] = bound;
   }
   moved.redcost = reducedCosts(model, moved.x, moved.dual);
   return moved;
+}
+
+// What is left to do without Newton steps: whether the point came to be no less exact than `enough`.
+bool settleOnBounds(const Model& model, PointValues& point, double enough) {
+  for (const double near : {1e-6, 1e-9}) {
+    PointValues found = onBounds(model, point, near);
+    if (!(inexactness(model, found) <= enough)) continue;
+    point = std::move(found);
+    return true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -332,22 +348,25 @@ double inexactness(const Model& model, const PointValues& point) {
       {primalViolation(model, point.x, rows, false).relative, check.residual, check.infeasibility, check.gap});
 }
 
-bool sharpen(const Model& model, PointValues& point) {
+bool sharpen(const Model& model, PointValues& point, Effort effort) {
   const double before = inexactness(model, point);
   if (!std::isfinite(before)) return false;
+  const int64_t size =
+      model.columns() + model.nonzeros() + static_cast<int64_t>(model.quadraticObjective().entries().size());
+  if (effort == Effort::little && before <= kTolerable && size > kSmall) {
+    settleOnBounds(model, point, std::max(kNearlyExact, before));
+    return true;
+  }
   Newton newton(model, point);
-  PointValues found;
   if (newton.run()) {
-    found = newton.point();
-    if (!(inexactness(model, found) <= std::max(kNearlyExact, before))) found = PointValues();
+    PointValues found = newton.point();
+    if (inexactness(model, found) <= std::max(kNearlyExact, before)) {
+      point = std::move(found);
+      point.available = true;
+      return true;
+    }
   }
-  if (found.x.empty()) {
-    found = onBounds(model, point);
-    if (!(inexactness(model, found) <= std::max(kTolerable, before))) return false;
-  }
-  found.available = true;
-  point = std::move(found);
-  return true;
+  return settleOnBounds(model, point, std::max(kTolerable, before));
 }
 
 }  // namespace tvlo

@@ -13,8 +13,11 @@ namespace tvlo {
 // complementarity, with no tolerance left out. Infinite where it has not the model's size.
 double inexactness(const Model& model, const PointValues& point);
 
+// `little`: of a large problem's point that is as exact as was asked for, columns are put on their bounds and no more.
+enum class Effort { little, much };
+
 // Improves x, dual and redcost, or leaves all as it was and returns false. A point that is changed is less inexact
 // than before, or nearly exact. Takes at most the work of a few factorisations, and none where one takes too much.
-bool sharpen(const Model& model, PointValues& point);
+bool sharpen(const Model& model, PointValues& point, Effort effort = Effort::much);
 
 }  // namespace tvlo

@@ -1,12 +1,12 @@
 #include "quadratic/convexity.h"
 
-#include <Eigen/Cholesky>
-#include <Eigen/SparseCholesky>
 #include <algorithm>
 #include <cmath>
 #include <numeric>
 
 #include "core/text.h"
+#include "linear/dense.h"
+#include "linear/ldl.h"
 #include "quadratic/cone.h"
 
 namespace tvlo {
@@ -28,12 +28,20 @@ std::vector<Block> blocksOf(const QuadraticForm& form) {
   std::vector<int> columns;
   columns.reserve(2 * entries.size());
   for (const QuadraticEntry& e : entries) {
-    columns.push_back(e.first);
-    columns.push_back(e.second);
+    if (columns.empty() || columns.back() != e.first) columns.push_back(e.first);
+    if (e.first != e.second) columns.push_back(e.second);
   }
   std::sort(columns.begin(), columns.end());
   columns.erase(std::unique(columns.begin(), columns.end()), columns.end());
+  // Where the columns lie close together, a table is faster than a search.
+  const int64_t range = static_cast<int64_t>(columns.back()) - columns.front() + 1;
+  std::vector<int> table;
+  if (range <= 8 * static_cast<int64_t>(entries.size())) {
+    table.resize(range);
+    for (size_t i = 0; i < columns.size(); ++i) table[columns[i] - columns.front()] = static_cast<int>(i);
+  }
   const auto number = [&](int column) {
+    if (!table.empty()) return table[column - columns.front()];
     return static_cast<int>(std::lower_bound(columns.begin(), columns.end(), column) - columns.begin());
   };
 
@@ -81,7 +89,7 @@ std::vector<double> largestOf(const Block& block) {
 
 // Whether sign times the block is positive semidefinite within the tolerances: the Cholesky factorisation of the
 // shifted matrix exists just then.
-bool semidefinite(const Block& block, double sign, const std::vector<double>& noise) {
+bool semidefinite(const Block& block, double sign, const std::vector<double>& noise, Watch& watch) {
   const int n = block.size();
   std::vector<double> scale(n);
   for (int i = 0; i < n; ++i) {
@@ -96,26 +104,34 @@ bool semidefinite(const Block& block, double sign, const std::vector<double>& no
     if (!(std::abs(scaled(e)) <= kDiagonal)) return false;  // a minor of two
   }
   if (n <= 2) return true;
-
-  if (n < 32 || static_cast<double>(block.off.size()) > 0.05 * n * n) {
-    Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(n, n);
-    matrix.diagonal().setConstant(kDiagonal);
-    for (const QuadraticEntry& e : block.off)
-      matrix(std::max(e.first, e.second), std::min(e.first, e.second)) = scaled(e);
-    return Eigen::LLT<Eigen::Ref<Eigen::MatrixXd>, Eigen::Lower>(matrix).info() == Eigen::Success;
+  if (n < 32) {
+    std::vector<double> matrix(static_cast<size_t>(n) * n, 0), pivots(n);
+    for (int i = 0; i < n; ++i) matrix[i * (n + 1)] = kDiagonal;
+    for (const QuadraticEntry& e : block.off) {
+      matrix[std::min(e.first, e.second) * n + std::max(e.first, e.second)] = scaled(e);
+    }
+    return eliminateColumns(n, n, matrix.data(), n, pivots.data(), true);
   }
   std::vector<Eigen::Triplet<double>> triplets;
   triplets.reserve(block.off.size() + n);
   for (int i = 0; i < n; ++i) triplets.emplace_back(i, i, kDiagonal);
   for (const QuadraticEntry& e : block.off) {
-    triplets.emplace_back(std::max(e.first, e.second), std::min(e.first, e.second), scaled(e));
+    triplets.emplace_back(std::min(e.first, e.second), std::max(e.first, e.second), scaled(e));
   }
-  Eigen::SparseMatrix<double> matrix(n, n);
+  UpperMatrix matrix(n, n);
   matrix.setFromTriplets(triplets.begin(), triplets.end());
-  return Eigen::SimplicialLLT<Eigen::SparseMatrix<double>, Eigen::Lower>(matrix).info() == Eigen::Success;
+  Ldl factors;
+  factors.choose(matrix, watch);
+  for (auto& t : triplets) {
+    const int i = factors.position(t.row()), j = factors.position(t.col());
+    t = {std::min(i, j), std::max(i, j), t.value()};
+  }
+  matrix.setFromTriplets(triplets.begin(), triplets.end());
+  factors.analyse(matrix, watch);
+  return factors.factorise(matrix, watch, true);
 }
 
-Curvature computed(const QuadraticForm& form) {
+Curvature computed(const QuadraticForm& form, Watch& watch) {
   if (form.empty()) return Curvature::flat;
   const std::vector<Block> blocks = blocksOf(form);
   double largest = 0;
@@ -126,8 +142,8 @@ Curvature computed(const QuadraticForm& form) {
   for (const Block& block : blocks) {
     std::vector<double> noise = largestOf(block);
     for (double& value : noise) value = std::max(least, kNoise * value);
-    if (convex) convex = semidefinite(block, 1, noise);
-    if (concave) concave = semidefinite(block, -1, noise);
+    if (convex) convex = semidefinite(block, 1, noise, watch);
+    if (concave) concave = semidefinite(block, -1, noise, watch);
     if (!convex && !concave) return Curvature::indefinite;
   }
   return convex && concave ? Curvature::flat : convex ? Curvature::convex : Curvature::concave;
@@ -135,20 +151,25 @@ Curvature computed(const QuadraticForm& form) {
 
 }  // namespace
 
-Curvature curvatureOf(const QuadraticForm& form) {
-  if (form.curvature() == Curvature::unknown) form.setCurvature(computed(form));
+Curvature curvatureOf(const QuadraticForm& form, Watch& watch) {
+  if (form.curvature() == Curvature::unknown) form.setCurvature(computed(form, watch));
   return form.curvature();
 }
 
-Convexity convexityOf(const Model& model) {
+Curvature curvatureOf(const QuadraticForm& form) {
+  Watch none;
+  return curvatureOf(form, none);
+}
+
+Convexity convexityOf(const Model& model, Watch& watch) {
   Convexity result;
-  const auto objective = curvatureOf(model.quadraticObjective());
+  const auto objective = curvatureOf(model.quadraticObjective(), watch);
   if (objective != Curvature::flat && objective != (model.sense() > 0 ? Curvature::convex : Curvature::concave)) {
     result.nonconvex = "the objective";
     return result;
   }
   for (const RowQuadratic& row : model.quadraticRows()) {
-    const Curvature found = curvatureOf(row.form);
+    const Curvature found = curvatureOf(row.form, watch);
     const Bounds bounds = model.rowBounds(row.row);
     const bool above = bounds.upper < TVLO_INFINITY && found != Curvature::convex;
     const bool below = bounds.lower > -TVLO_INFINITY && found != Curvature::concave;

@@ -10,16 +10,19 @@
 #include <string>
 
 #include "core/model.h"
+#include "linear/watch.h"
 
 namespace tvlo {
 
-Curvature curvatureOf(const QuadraticForm& form);  // remembered in the form until it changes
+// Remembered in the form until it changes. The watch's exception comes out of it.
+Curvature curvatureOf(const QuadraticForm& form, Watch& watch);
+Curvature curvatureOf(const QuadraticForm& form);
 
 struct Convexity {
   std::string nonconvex;  // what is not convex, for a message: "the objective", "row c1"; empty: nothing
   bool cones = false;     // some rows are second-order cones (quadratic/cone.h), which are convex as sets only
 };
 // The objective by the sense and rows by their type. Rows of type N do not count, nor do sides at infinity.
-Convexity convexityOf(const Model& model);
+Convexity convexityOf(const Model& model, Watch& watch);
 
 }  // namespace tvlo

@@ -49,26 +49,28 @@ constexpr Row kRoutes[] = {
     {Class::lp, {"highs", Method::barrier, true, false}},
     {Class::mip, {"highs", Method::automatic, false, false}},
     {Class::mip, {"highs", Method::automatic, true, true}},
-    {Class::quadratic, {"highs", Method::automatic, false, false}},
+    {Class::quadratic, {"piqp", Method::barrier, false, false}},
     {Class::quadratic, {"ipopt", Method::barrier, false, false}},
     {Class::quadratic, {"ipopt", Method::barrier, true, false}},
+    {Class::quadratic, {"highs", Method::automatic, false, false}},
     {Class::quadraticRows, {"ipopt", Method::barrier, false, false}},
     {Class::quadraticRows, {"ipopt", Method::barrier, true, false}},
     {Class::quadraticRows, {"ipopt", Method::barrier, true, false}},
 };
 
-constexpr int kMostWithoutRows = 1000;
-
-// Of a quadratic objective over linear rows. The active-set method takes a step for each column that leaves its bound,
-// often cycles where there are many rows, and factorises the whole Hessian where there are none. It is the faster one
-// on small problems, and on dense ones with few rows, whose factors are dense. The limits are measured.
-bool suitsActiveSet(const Model& model) {
+// Where the active-set method has its place among those for a quadratic objective over linear rows: first under a
+// dense Hessian with few rows, whose factors are dense; last on small problems. Elsewhere it takes long, as it makes a
+// step for each column that leaves its bound and often cycles where there are many rows, and where there are none it
+// factorises the whole Hessian and heeds no time limit. The limits are measured.
+enum class ActiveSet { first, last, never };
+ActiveSet activeSet(const Model& model) {
   constexpr int kSmall = 300;  // columns and rows
   constexpr int kMostColumns = 3000, kFewRows = 10, kDense = 30;
   const int64_t lines = static_cast<int64_t>(model.columns()) + model.rows();
-  if (lines <= kSmall) return true;
   const auto products = static_cast<int64_t>(model.quadraticObjective().entries().size());
-  return model.rows() > 0 && model.rows() <= kFewRows && model.columns() <= kMostColumns && products > kDense * lines;
+  const bool few = model.rows() > 0 && model.rows() <= kFewRows && model.columns() <= kMostColumns;
+  if (few && products > kDense * lines) return ActiveSet::first;
+  return lines <= kSmall ? ActiveSet::last : ActiveSet::never;
 }
 
 }  // namespace
@@ -121,10 +123,10 @@ std::vector<Attempt> routeOf(const Model& model, bool mip, Method method) {
     if (open && row.attempt.method == Method::automatic) attempts.back().method = method;
   }
   const bool barrier = method == Method::barrier || method == Method::barrierWithoutCrossover;
-  if (of == Class::quadratic && (barrier || !suitsActiveSet(model))) {
-    std::rotate(attempts.begin(), attempts.begin() + 1, attempts.end());
-    // Without rows the other method heeds no time limit.
-    if (model.rows() == 0 && model.columns() > kMostWithoutRows) attempts.pop_back();
+  if (of == Class::quadratic) {
+    const ActiveSet place = activeSet(model);
+    if (place == ActiveSet::first && !barrier) std::rotate(attempts.begin(), attempts.end() - 1, attempts.end());
+    if (place == ActiveSet::never) attempts.pop_back();
   }
   return attempts;
 }

@@ -30,7 +30,7 @@ bool QuadraticSettlement::settle(Solution& result) {
     // An interior-point method ends near its answer, also where it doubts that, or another one off by its tolerances.
     PointValues sharp = result.lp;
     const bool near = result.barrierIterations > 0 || inexactness(case_.model, sharp) > kExact;
-    if (near && sharpen(case_.model, sharp) && proven(case_, sharp)) {
+    if (near && sharpen(case_.model, sharp, Effort::little) && proven(case_, sharp)) {
       result.lp = std::move(sharp);
       result.lpStatus = LpStatus::optimal;
     }

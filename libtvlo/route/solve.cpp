@@ -39,7 +39,7 @@ class Solver {
     problem_.solution = Solution();
     announce();
     if (quadratic()) {
-      requireConvex();
+      if (!requireConvex()) return finish(search);
       // The engine that had the answer last starts from it.
       if (problem_.session && problem_.sessionEngine != attempts[0].engine) {
         const auto same = std::find_if(attempts.begin(), attempts.end(),
@@ -61,11 +61,25 @@ class Solver {
                         static_cast<long long>(model_.nonzeros()), model_.entities()));
   }
 
-  void requireConvex() {
-    const Convexity convexity = convexityOf(model_);
+  // Whether there was time to see that it is.
+  bool requireConvex() {
+    struct Stopped {};
+    Watch watch([this] {
+      if (context_.stop() != Stop::none) throw Stopped();
+    });
+    Convexity convexity;
+    try {
+      convexity = convexityOf(model_, watch);
+    } catch (const Stopped&) {
+      Solution stopped;
+      stopped.lpStatus = LpStatus::unfinished;
+      stopped.stop = context_.stop();
+      accumulate(std::move(stopped));
+      return false;
+    }
     if (convexity.nonconvex.empty()) {
       quadratic_.emplace(case_, class_ == ProblemClass::quadraticRows, convexity.cones);
-      return;
+      return true;
     }
     problem_.solution.lpStatus = LpStatus::nonconvex;
     if (mip_) problem_.solution.mipStatus = MipStatus::lpNotOptimal;

@@ -174,12 +174,12 @@ TEST(QuadraticRoute, TheActiveSetMethodComesFirstWhereItIsFaster) {
     p.quadratic(-1, products);
     return std::string(routeOf(p.model(), false, Method::automatic).front().engine);
   };
-  EXPECT_EQ(first(20, 0, true), "highs");
-  EXPECT_EQ(first(100, 90, false), "highs");
+  EXPECT_EQ(first(20, 0, true), "piqp");
+  EXPECT_EQ(first(100, 90, false), "piqp");
   EXPECT_EQ(first(400, 1, true), "highs");
-  EXPECT_EQ(first(400, 0, true), "ipopt");
-  EXPECT_EQ(first(400, 50, true), "ipopt");
-  EXPECT_EQ(first(400, 1, false), "ipopt");
+  EXPECT_EQ(first(400, 0, true), "piqp");
+  EXPECT_EQ(first(400, 50, true), "piqp");
+  EXPECT_EQ(first(4000, 1, false), "piqp");
 }
 
 }  // namespace

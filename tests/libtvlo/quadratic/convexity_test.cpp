@@ -130,11 +130,12 @@ TEST(Convexity, LargeSparseFormsAreQuick) {
 
 TEST(Convexity, RowsCountByTheirType) {
   Prob p;
+  Watch none;
   const int x = p.column(1, 0, 5);
   const int row = p.row({{x, 1}}, 'L', 4);
   const auto part = [&](char type) {
     EXPECT_EQ(TVLOchgrowtype(p.get(), 1, &row, &type), 0);
-    return convexityOf(p.model()).nonconvex;
+    return convexityOf(p.model(), none).nonconvex;
   };
   p.quadratic(row, {{x, x, 1}});
   EXPECT_EQ(part('L') + part('N'), "");
@@ -159,7 +160,8 @@ TEST(Convexity, SecondOrderConesAreConvexSets) {
     const double sign = type == 'G' ? -1 : 1;
     const int row = p.row({{x, -2 * sign}, {r, linear * sign}}, type, rhs * sign);
     p.quadratic(row, {{x, x, sign}, {y, y, sign}, {r, r, -sign}});
-    const Convexity found = convexityOf(p.model());
+    Watch none;
+    const Convexity found = convexityOf(p.model(), none);
     return found.nonconvex.empty() && found.cones;
   };
   for (const char type : {'L', 'G'}) {

@@ -61,6 +61,7 @@ def test_what_is_bundled_has_its_notice():
         "highs": "## HiGHS",
         "ipopt": "## Ipopt",
         "mumps": "## MUMPS",
+        "piqp": "## PIQP",
         "blas": "## OpenBLAS",
         "gfortran": "## libgfortran",
         "quadmath": "libquadmath",
