@@ -9,7 +9,7 @@ PY := $(ROOT)/.venv/bin/python
 JOBS ?= $(shell nproc)
 export PATH := $(ROOT)/.venv/bin:$(PATH)
 
-CXX_FILES = $(shell find libtvlo src tests benchmarks -name '*.h' -o -name '*.cpp')
+CXX_FILES = $(shell find common libtvlo src tests benchmarks -name '*.h' -o -name '*.cpp')
 PY_DIRS := python examples benchmarks scripts tests
 
 .PHONY: help setup build everything dev demo test test-cpp test-python test-matrix check lint format bench fuzz asan wheel docs pins \

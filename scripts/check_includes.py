@@ -8,6 +8,7 @@ ROOT = Path(__file__).parents[1]
 
 # From below: a folder may use itself and what stands before it. Folders in one entry don't see each other.
 LAYERS = {
+    "common": [["elementary"]],
     "src/tavlolib": [
         ["pyutil"],
         ["runtime"],
@@ -29,6 +30,9 @@ LAYERS = {
 }
 # What a folder sees of the library's public headers, or must not see of what stands below it.
 HIDDEN = {"src/tavlolib/pyutil": ["tvlo"], "src/tavlolib/model": ["tvlo"], "src/tavlolib/numpy": ["tvlo"]}
+
+# What everybody may include: it includes nothing itself.
+SHARED = ("elementary/",)
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"', re.MULTILINE)
 
@@ -52,6 +56,8 @@ def faults_of(base, layers):
             if header.startswith("tvlo/"):
                 if "tvlo" in HIDDEN.get(f"{base}/{room}", []):
                     yield f'{base}/{name} includes "{header}": {room} works without the solver library'
+                continue
+            if header.startswith(SHARED):
                 continue
             other = room_of(header, level)
             if other is None:

@@ -10,20 +10,15 @@ namespace tvlo {
 namespace {
 
 constexpr FunctionRow kFunctions[] = {
-    {TSLP_FUNCTION_LOG10, "log10", 1, 1},   {TSLP_FUNCTION_LN, "ln", 1, 1},
-    {TSLP_FUNCTION_EXP, "exp", 1, 1},       {TSLP_FUNCTION_ABS, "abs", 1, 1},
-    {TSLP_FUNCTION_SQRT, "sqrt", 1, 1},     {TSLP_FUNCTION_SIN, "sin", 1, 1},
-    {TSLP_FUNCTION_COS, "cos", 1, 1},       {TSLP_FUNCTION_TAN, "tan", 1, 1},
-    {TSLP_FUNCTION_ARCSIN, "arcsin", 1, 1}, {TSLP_FUNCTION_ARCCOS, "arccos", 1, 1},
-    {TSLP_FUNCTION_ARCTAN, "arctan", 1, 1}, {TSLP_FUNCTION_MIN, "min", 1, -1},
-    {TSLP_FUNCTION_MAX, "max", 1, -1},      {TSLP_FUNCTION_PWL, "pwl", 5, -1},
-    {TSLP_FUNCTION_SIGN, "sign", 1, 1},     {TSLP_FUNCTION_ERF, "erf", 1, 1},
-    {TSLP_FUNCTION_ERFC, "erfc", 1, 1},
+#define ELEMENTARY_FUNCTION(name, Node, node, TOKEN, formula, ...) {TSLP_FUNCTION_##TOKEN, formula, 1, 1},
+#define ELEMENTARY_LIST(name, Node, node, TOKEN, formula, fewest) {TSLP_FUNCTION_##TOKEN, formula, fewest, -1},
+#include "elementary/functions.def"
 };
 
 constexpr OperatorRow kOperators[] = {
-    {TSLP_OPERATOR_UMINUS, "-", 1, 3}, {TSLP_OPERATOR_POWER, "**", 2, 4}, {TSLP_OPERATOR_TIMES, "*", 2, 2},
-    {TSLP_OPERATOR_DIVIDE, "/", 2, 2}, {TSLP_OPERATOR_PLUS, "+", 2, 1},   {TSLP_OPERATOR_MINUS, "-", 2, 1},
+#define ELEMENTARY_OPERATOR(name, Node, node, TOKEN, sign, operands, precedence, ...) \
+  {TSLP_OPERATOR_##TOKEN, sign, operands, precedence},
+#include "elementary/functions.def"
 };
 
 [[noreturn]] void bad(int64_t position, const char* what) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "elementary/functions.h"
 #include "nonlinear/token_stack.h"
 #include "nonlinear/user_sites.h"
 
@@ -18,7 +19,7 @@ double pwlOf(const double* argument, size_t count) {
   const auto y = [&](size_t k) { return argument[2 * (points - 1 - k)]; };
   size_t right = 1;
   while (right + 1 < points && t >= x(right)) ++right;
-  return (y(right) - y(right - 1)) / (x(right) - x(right - 1)) * (t - x(right - 1)) + y(right - 1);
+  return elementary::Segment{x(right - 1), y(right - 1), x(right), y(right)}.at(t);
 }
 
 // None where an argument has none.
@@ -31,58 +32,33 @@ double extreme(const double* argument, size_t count, double sign) {
   return found;
 }
 
+// Of an argument without a value no function has one.
 double functionValue(int function, const double* argument, size_t count) {
   const double t = argument[0];
+  if (std::isnan(t)) return t;
   switch (function) {
-    case TSLP_FUNCTION_LOG10:
-      return std::log(t) / 2.302585092994046;
-    case TSLP_FUNCTION_LN:
-      return std::log(t);
-    case TSLP_FUNCTION_EXP:
-      return std::exp(t);
-    case TSLP_FUNCTION_ABS:
-      return std::abs(t);
-    case TSLP_FUNCTION_SQRT:
-      return std::sqrt(t);
-    case TSLP_FUNCTION_SIN:
-      return std::sin(t);
-    case TSLP_FUNCTION_COS:
-      return std::cos(t);
-    case TSLP_FUNCTION_TAN:
-      return std::tan(t);
-    case TSLP_FUNCTION_ARCSIN:
-      return std::asin(t);
-    case TSLP_FUNCTION_ARCCOS:
-      return std::acos(t);
-    case TSLP_FUNCTION_ARCTAN:
-      return std::atan(t);
+#define ELEMENTARY_FUNCTION(name, Node, node, TOKEN, ...) \
+  case TSLP_FUNCTION_##TOKEN:                             \
+    return elementary::name(t);
+#include "elementary/functions.def"
     case TSLP_FUNCTION_MIN:
       return extreme(argument, count, -1);
     case TSLP_FUNCTION_MAX:
       return extreme(argument, count, 1);
-    case TSLP_FUNCTION_PWL:
-      return pwlOf(argument, count);
-    case TSLP_FUNCTION_SIGN:
-      return t > 0 ? 1 : t < 0 ? -1 : t;  // NaN stays NaN
-    case TSLP_FUNCTION_ERF:
-      return std::erf(t);
     default:
-      return std::erfc(t);
+      return pwlOf(argument, count);
   }
 }
 
 double operatorValue(int code, double a, double b) {
+  if (std::isnan(a) || std::isnan(b) || (code == TSLP_OPERATOR_DIVIDE && b == 0)) return std::nan("");
   switch (code) {
-    case TSLP_OPERATOR_POWER:
-      return std::isnan(a) || std::isnan(b) ? std::nan("") : std::pow(a, b);
-    case TSLP_OPERATOR_TIMES:
-      return a * b;
-    case TSLP_OPERATOR_DIVIDE:
-      return b == 0 ? std::nan("") : a / b;
-    case TSLP_OPERATOR_PLUS:
-      return a + b;
+#define ELEMENTARY_OPERATOR(name, Node, node, TOKEN, ...) \
+  case TSLP_OPERATOR_##TOKEN:                             \
+    return elementary::name(a, b);
+#include "elementary/functions.def"
     default:
-      return a - b;
+      return std::nan("");
   }
 }
 

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "core/error.h"
+#include "elementary/functions.h"
 #include "nonlinear/token_stack.h"
 
 namespace tvlo {
@@ -12,76 +13,53 @@ namespace {
 
 constexpr int kWholePowers = 16;
 
-// As the functions of modelling objects compute it.
-constexpr double kLn10 = 2.302585092994046;
-
 double unaryValue(Op op, double x) {
   switch (op) {
-    case Op::neg:
-      return -x;
+#define ELEMENTARY_FUNCTION(name, ...) \
+  case Op::name:                       \
+    return std::isnan(x) ? x : elementary::name(x);
+#include "elementary/functions.def"
     case Op::square:
       return x * x;
-    case Op::sqrt:
-      return std::sqrt(x);
-    case Op::exp:
-      return std::exp(x);
-    case Op::log:
-      return std::log(x);
-    case Op::log10:
-      return std::log(x) / kLn10;
-    case Op::sin:
-      return std::sin(x);
-    case Op::cos:
-      return std::cos(x);
-    case Op::tan:
-      return std::tan(x);
-    case Op::asin:
-      return std::asin(x);
-    case Op::acos:
-      return std::acos(x);
-    case Op::atan:
-      return std::atan(x);
-    case Op::abs:
-      return std::abs(x);
-    case Op::sign:
-      return x > 0 ? 1 : x < 0 ? -1 : 0;
-    case Op::erf:
-      return std::erf(x);
     default:
-      return std::erfc(x);
+      return elementary::neg(x, 0);
   }
 }
 
 double binaryValue(Op op, double a, double b) {
   switch (op) {
-    case Op::add:
-      return a + b;
-    case Op::sub:
-      return a - b;
-    case Op::mul:
-      return a * b;
-    case Op::div:
-      return b == 0 ? std::nan("") : a / b;
+#define ELEMENTARY_OPERATOR(name, ...) \
+  case Op::name:                       \
+    return elementary::name(a, b);
+#include "elementary/functions.def"
     case Op::min:
-      return b < a ? b : a;
-    case Op::max:
-      return b > a ? b : a;
+      return lesser(a, b);
     default:
-      return std::pow(a, b);
+      return greater(a, b);
   }
 }
 
-struct FunctionOp {
-  int function;
-  Op op;
-};
-constexpr FunctionOp kUnary[] = {
-    {TSLP_FUNCTION_LOG10, Op::log10}, {TSLP_FUNCTION_LN, Op::log},      {TSLP_FUNCTION_EXP, Op::exp},
-    {TSLP_FUNCTION_ABS, Op::abs},     {TSLP_FUNCTION_SQRT, Op::sqrt},   {TSLP_FUNCTION_SIN, Op::sin},
-    {TSLP_FUNCTION_COS, Op::cos},     {TSLP_FUNCTION_TAN, Op::tan},     {TSLP_FUNCTION_ARCSIN, Op::asin},
-    {TSLP_FUNCTION_ARCCOS, Op::acos}, {TSLP_FUNCTION_ARCTAN, Op::atan}, {TSLP_FUNCTION_SIGN, Op::sign},
-    {TSLP_FUNCTION_ERF, Op::erf},     {TSLP_FUNCTION_ERFC, Op::erfc},
-};
+Op opOfFunction(int function) {
+  switch (function) {
+#define ELEMENTARY_FUNCTION(name, Node, node, TOKEN, ...) \
+  case TSLP_FUNCTION_##TOKEN:                             \
+    return Op::name;
+#include "elementary/functions.def"
+    default:
+      throw Error(TVLO_ERR_INTERNAL, format("There is no function %d", function));
+  }
+}
+
+Op opOfOperator(int code) {
+  switch (code) {
+#define ELEMENTARY_OPERATOR(name, Node, node, TOKEN, ...) \
+  case TSLP_OPERATOR_##TOKEN:                             \
+    return Op::name;
+#include "elementary/functions.def"
+    default:
+      throw Error(TVLO_ERR_INTERNAL, format("There is no operator %d", code));
+  }
+}
 
 }  // namespace
 
@@ -90,8 +68,9 @@ double pwlValue(const PwlTable& table, double t, double& slope) {
   const auto above = static_cast<size_t>(std::upper_bound(table.x.begin(), table.x.end(), t) - table.x.begin());
   const size_t right = std::clamp<size_t>(above, 1, n - 1);
   const size_t left = right - 1;
-  slope = (table.y[right] - table.y[left]) / (table.x[right] - table.x[left]);
-  return slope * (t - table.x[left]) + table.y[left];
+  const elementary::Segment segment{table.x[left], table.y[left], table.x[right], table.y[right]};
+  slope = segment.slope();
+  return segment.at(t);
 }
 
 double wholePower(double base, int exponent) {
@@ -110,7 +89,10 @@ int Expression::unary(Op op, int a) {
 }
 
 int Expression::binary(Op op, int a, int b) {
-  if (isConstant(a) && isConstant(b)) return constant(binaryValue(op, nodes_[a].value, nodes_[b].value));
+  if (isConstant(a) && isConstant(b)) {
+    const bool undefined = op == Op::div && nodes_[b].value == 0;
+    return constant(undefined ? std::nan("") : binaryValue(op, nodes_[a].value, nodes_[b].value));
+  }
   switch (op) {
     case Op::add:
       if (isConstant(b, 0)) return a;
@@ -183,9 +165,7 @@ int Expression::apply(int function, const int* operands, int count) {
     return chain(function == TSLP_FUNCTION_MIN ? Op::min : Op::max, operands, count);
   }
   if (function == TSLP_FUNCTION_PWL) return piecewise(operands, count);
-  const auto* const row =
-      std::find_if(std::begin(kUnary), std::end(kUnary), [&](const FunctionOp& f) { return f.function == function; });
-  return unary(row->op, operands[0]);
+  return unary(opOfFunction(function), operands[0]);
 }
 
 struct Expression::Reader {
@@ -193,10 +173,7 @@ struct Expression::Reader {
   int constant(double value) const { return e.constant(value); }
   int column(int j) const { return e.push({Op::column, j}); }
   int negative(int a) const { return e.unary(Op::neg, a); }
-  int binary(int code, int a, int b) const {
-    static constexpr Op kOperator[] = {Op::constant, Op::neg, Op::pow, Op::mul, Op::div, Op::add, Op::sub};
-    return e.binary(kOperator[code], a, b);
-  }
+  int binary(int code, int a, int b) const { return e.binary(opOfOperator(code), a, b); }
   int function(int code, const int* operands, size_t count) const {
     return e.apply(code, operands, static_cast<int>(count));
   }

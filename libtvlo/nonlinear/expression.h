@@ -16,32 +16,15 @@ namespace tvlo {
 enum class Op : uint8_t {
   constant,
   column,
-  add,
-  sub,
-  mul,
-  div,
-  pow,       // both operands vary
-  powConst,  // the second operand is constant
+#define ELEMENTARY_OPERATOR(name, ...) name,
+#define ELEMENTARY_FUNCTION(name, ...) name,
+#include "elementary/functions.def"
+  powConst,  // a power whose second operand is constant, where that of pow varies as the first one does
   powWhole,  // and a whole number of small magnitude
-  constPow,  // the first one is
+  constPow,  // whose first one is
+  square,
   min,
   max,
-  neg,
-  square,
-  sqrt,
-  exp,
-  log,
-  log10,
-  sin,
-  cos,
-  tan,
-  asin,
-  acos,
-  atan,
-  abs,
-  sign,
-  erf,
-  erfc,
   pwl,
   user
 };
@@ -62,6 +45,10 @@ struct PwlTable {
 double pwlValue(const PwlTable& table, double t, double& slope);
 
 double wholePower(double base, int exponent);
+
+// The first one among equal ones; no number where one is none.
+inline double lesser(double a, double b) { return b < a || b != b ? b : a; }
+inline double greater(double a, double b) { return b > a || b != b ? b : a; }
 
 class Expression {
  public:

@@ -2,17 +2,19 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <numbers>
+#include <utility>
 
+#include "elementary/functions.h"
 #include "nonlinear/token_stack.h"
 
 namespace tvlo {
 
 namespace {
 
-constexpr double kInfinite = std::numeric_limits<double>::infinity();
+constexpr double kInfinite = elementary::kInfinite;
 constexpr Interval kWhole = {-kInfinite, kInfinite};
+constexpr Interval kNothing = {kInfinite, -kInfinite};
 constexpr double kRounding = 1e-14;  // a few units in the last place, also of the mathematical functions
 
 // Outwards by what rounding may have done. What has no bound, or was no number, has none.
@@ -34,8 +36,10 @@ Interval sum(Interval a, Interval b) { return outwards(a.lower + b.lower, a.uppe
 Interval negative(Interval a) { return {-a.upper, -a.lower}; }
 
 Interval quotient(Interval a, Interval b) {
-  if (b.lower <= 0 && b.upper >= 0) return kWhole;
-  return product(a, outwards(1 / b.upper, 1 / b.lower));
+  if (b.lower == 0 && b.upper == 0) return kNothing;
+  if (b.lower < 0 && b.upper > 0) return kWhole;
+  const double low = b.upper == 0 ? -kInfinite : 1 / b.upper, high = b.lower == 0 ? kInfinite : 1 / b.lower;
+  return product(a, outwards(low, high));
 }
 
 Interval distance(Interval a) {
@@ -44,11 +48,20 @@ Interval distance(Interval a) {
   return {0, std::max(-a.lower, a.upper)};
 }
 
-// A function that grows, where it has values at all.
+// Whether an interval lies beyond an end of a domain, by more than points may be off their bounds.
+bool isOutside(Interval a, double least, double most) {
+  constexpr double kRoom = 1e-5;
+  const auto beyond = [](double by, double end) { return by > kRoom * std::max(1.0, std::abs(end)); };
+  return beyond(least - a.upper, least) || beyond(a.lower - most, most);
+}
+
+// A function that grows over its domain. Infinite values at the domain's ends are values: max and min may go past them.
 template <class F>
 Interval growing(Interval a, double least, double most, F f) {
+  if (isOutside(a, least, most)) return kNothing;
   const double lower = std::max(a.lower, least), upper = std::min(a.upper, most);
-  return lower <= upper ? outwards(f(lower), f(upper)) : kWhole;
+  if (lower > upper) return kWhole;  // by so little that it may be the points' tolerance
+  return outwards(f(lower), f(upper));
 }
 
 Interval power(Interval a, Interval b) {
@@ -58,7 +71,11 @@ Interval power(Interval a, Interval b) {
     return std::fmod(b.lower, 2) == 0 ? growing(distance(a), 0, kInfinite, raised)
                                       : growing(a, -kInfinite, kInfinite, raised);
   }
-  if (whole) return quotient({1, 1}, power(a, negative(b)));
+  if (whole) {
+    const Interval inverse = power(a, negative(b));
+    return inverse.upper > 0 || inverse.lower < 0 ? quotient({1, 1}, inverse) : kWhole;  // of 0: infinite
+  }
+  if (std::floor(b.upper) < b.lower && isOutside(a, 0, kInfinite)) return kNothing;  // no whole exponent is among them
   if (a.lower < 0 && b.lower < b.upper) return kWhole;  // whole exponents may be among them
   a.lower = std::max(a.lower, 0.0);
   if (a.lower == 0 || std::isinf(a.upper) || std::isinf(b.lower) || std::isinf(b.upper)) return {0, kInfinite};
@@ -112,36 +129,33 @@ Interval piecewise(const Range* argument, size_t count) {
   return found.lower <= found.upper ? outwards(found.lower, found.upper) : kWhole;
 }
 
-Interval functionRange(int function, const Range* argument, size_t count) {
-  constexpr double kLeast = std::numeric_limits<double>::denorm_min();
-  const Interval a = argument[0];
+// Of functions that turn: those without a case here have any value.
+Interval turningRange(int function, Interval a) {
   switch (function) {
-    case TSLP_FUNCTION_LOG10:
-      return growing(a, 0, kInfinite, [](double t) { return t < kLeast ? -kInfinite : std::log10(t); });
-    case TSLP_FUNCTION_LN:
-      return growing(a, 0, kInfinite, [](double t) { return t < kLeast ? -kInfinite : std::log(t); });
-    case TSLP_FUNCTION_EXP:
-      return growing(a, -kInfinite, kInfinite, [](double t) { return std::exp(t); });
     case TSLP_FUNCTION_ABS:
       return distance(a);
-    case TSLP_FUNCTION_SQRT:
-      return growing(a, 0, kInfinite, [](double t) { return std::sqrt(t); });
     case TSLP_FUNCTION_SIN:
       return sine(a);
     case TSLP_FUNCTION_COS:
       return sine(sum(a, {std::numbers::pi / 2, std::numbers::pi / 2}));
-    case TSLP_FUNCTION_ARCSIN:
-      return growing(a, -1, 1, [](double t) { return std::asin(t); });
-    case TSLP_FUNCTION_ARCCOS:
-      return negative(growing(a, -1, 1, [](double t) { return -std::acos(t); }));
-    case TSLP_FUNCTION_ARCTAN:
-      return growing(a, -kInfinite, kInfinite, [](double t) { return std::atan(t); });
-    case TSLP_FUNCTION_ERF:
-      return growing(a, -kInfinite, kInfinite, [](double t) { return std::erf(t); });
-    case TSLP_FUNCTION_ERFC:
-      return negative(growing(a, -kInfinite, kInfinite, [](double t) { return -std::erfc(t); }));
-    case TSLP_FUNCTION_SIGN:
-      return growing(a, -kInfinite, kInfinite, [](double t) { return static_cast<double>((t > 0) - (t < 0)); });
+    default:
+      return kWhole;
+  }
+}
+
+Interval functionRange(int function, const Range* argument, size_t count) {
+  using namespace elementary;
+  const Interval a = argument[0];
+  const auto byTrend = [&](Trend trend, double least, double most, double (*f)(double)) {
+    if (trend == Trend::turns) return turningRange(function, a);
+    if (trend == Trend::grows) return growing(a, least, most, f);
+    return negative(growing(a, least, most, [&](double t) { return -f(t); }));
+  };
+  switch (function) {
+#define ELEMENTARY_FUNCTION(name, Node, node, TOKEN, formula, words, least, most, trend, ...) \
+  case TSLP_FUNCTION_##TOKEN:                                                                 \
+    return byTrend(Trend::trend, least, most, elementary::name);
+#include "elementary/functions.def"
     case TSLP_FUNCTION_PWL:
       return piecewise(argument, count);
     case TSLP_FUNCTION_MIN:
@@ -180,12 +194,21 @@ struct Ranges {
   Range constant(double value) const { return {{value, value}}; }
   Range column(int j) const { return {columns[j], j}; }
   Range negative(const Range& a) const { return {tvlo::negative(a)}; }
+  // What is nothing as an operand leaves nothing of the whole.
   Range binary(int code, const Range& a, const Range& b) const {
+    if (a.isNothing() || b.isNothing()) return {kNothing};
     const bool square = code == TSLP_OPERATOR_TIMES && a.column >= 0 && a.column == b.column;
     return {square ? power(a, {2, 2}) : operatorRange(code, a, b)};
   }
-  Range function(int code, const Range* argument, size_t count) const { return {functionRange(code, argument, count)}; }
-  Range user(int, const Range*, size_t) const { return {kWhole}; }
+  Range function(int code, const Range* argument, size_t count) const {
+    return {anyIsNothing(argument, count) ? kNothing : functionRange(code, argument, count)};
+  }
+  Range user(int, const Range* argument, size_t count) const {
+    return {anyIsNothing(argument, count) ? kNothing : kWhole};
+  }
+  static bool anyIsNothing(const Range* argument, size_t count) {
+    return std::any_of(argument, argument + count, [](const Range& a) { return a.isNothing(); });
+  }
 };
 
 }  // namespace
@@ -197,6 +220,7 @@ bool someRowIsOutOfReach(const Model& model, double tolerance) {
   for (int j = 0; j < model.columns(); ++j) {
     const double lower = model.lower()[j], upper = model.upper()[j];
     columns[j] = {lower <= -TVLO_INFINITY ? -kInfinite : lower, upper >= TVLO_INFINITY ? kInfinite : upper};
+    if (columns[j].isNothing()) std::swap(columns[j].lower, columns[j].upper);  // crossed by rounding
   }
   std::vector<Interval> rows(model.rows(), {0, 0});
   std::vector<double> largest(model.rows(), 1);
@@ -223,7 +247,12 @@ bool someRowIsOutOfReach(const Model& model, double tolerance) {
   for (const Formulas::Coefficient& coef : formulas.coefficients()) {
     if (!Formulas::isLive(coef)) continue;
     const Interval by = coef.column == kConstantColumn ? Interval{1, 1} : columns[coef.column];
-    add(coef.row, scaled(coef.factor, product(by, rangeOf(formulas.tokens(coef), columns))));
+    const Interval range = rangeOf(formulas.tokens(coef), columns);
+    if (range.isNothing()) {
+      if (coef.factor != 0 && model.rowTypes()[coef.row] != 'N') return true;
+      continue;
+    }
+    add(coef.row, scaled(coef.factor, product(by, range)));
   }
   for (int i = 0; i < model.rows(); ++i) {
     const Bounds bounds = model.rowBounds(i);

@@ -11,11 +11,13 @@ namespace tvlo {
 
 struct Interval {  // may be infinite; points where there is no value do not count
   double lower, upper;
+  bool isNothing() const { return lower > upper; }  // there is a value nowhere
 };
 
 Interval rangeOf(TokenView run, const std::vector<Interval>& columns);
 
-// Whether no point within the columns' bounds satisfies some row, by more than `tolerance` relative to its terms.
+// Whether no point within the columns' bounds satisfies some row, by more than `tolerance` relative to its terms, or
+// has a value in it.
 bool someRowIsOutOfReach(const Model& model, double tolerance);
 
 }  // namespace tvlo

@@ -1,15 +1,13 @@
 // Running a tape: the sweep over its operations and the code of its derivatives.
 #include <cmath>
 
+#include "elementary/functions.h"
 #include "nonlinear/tape.h"
 #include "nonlinear/user_sites.h"
 
 namespace tvlo {
 
 namespace {
-
-constexpr double kLn10 = 2.302585092994046;
-constexpr double kTwoOverRootPi = 1.1283791670955126;
 
 // Of one operation on one lane: value, first and second derivative. Level 0 asks for the value only.
 struct Jet {
@@ -38,61 +36,18 @@ inline Jet wholePowerJet(double x, double c) {
 }
 
 template <int Level>
-inline Jet smooth(Op op, double x) {
+inline Jet elementaryJet(Op op, double x) {
+  using namespace elementary;
   switch (op) {
-    case Op::sqrt: {
-      const double v = std::sqrt(x);
-      const double d = Level > 0 ? 0.5 / v : 0;
-      return {v, d, Level > 1 ? -0.5 * d / x : 0};
-    }
-    case Op::exp: {
-      const double v = std::exp(x);
-      return {v, v, v};
-    }
-    case Op::log: {
-      const double d = Level > 0 ? 1 / x : 0;
-      // Of a negative number it has no value, so no derivative either.
-      return {std::log(x), d, -d * d};
-    }
-    case Op::log10: {
-      const double d = Level > 0 ? 1 / (x * kLn10) : 0;
-      return {std::log(x) / kLn10, d, Level > 1 ? -d / x : 0};
-    }
-    case Op::sin: {
-      const double v = std::sin(x);
-      return {v, Level > 0 ? std::cos(x) : 0, -v};
-    }
-    case Op::cos: {
-      const double v = std::cos(x);
-      return {v, Level > 0 ? -std::sin(x) : 0, -v};
-    }
-    case Op::tan: {
-      const double v = std::tan(x);
-      const double d = 1 + v * v;
-      return {v, d, 2 * v * d};
-    }
-    case Op::asin: {
-      const double rest = 1 - x * x;
-      const double d = Level > 0 ? 1 / std::sqrt(rest) : 0;
-      return {std::asin(x), d, Level > 1 ? x * d / rest : 0};
-    }
-    case Op::acos: {
-      const double rest = 1 - x * x;
-      const double d = Level > 0 ? -1 / std::sqrt(rest) : 0;
-      return {std::acos(x), d, Level > 1 ? x * d / rest : 0};
-    }
-    case Op::atan: {
-      const double d = 1 / (1 + x * x);
-      return {std::atan(x), d, -2 * x * d * d};
-    }
-    case Op::erf: {
-      const double d = Level > 0 ? kTwoOverRootPi * std::exp(-x * x) : 0;
-      return {std::erf(x), d, -2 * x * d};
-    }
-    default: {
-      const double d = Level > 0 ? -kTwoOverRootPi * std::exp(-x * x) : 0;
-      return {std::erfc(x), d, -2 * x * d};
-    }
+#define ELEMENTARY_FUNCTION(name, Node, node, TOKEN, formula, words, least, most, trend, value, first, second) \
+  case Op::name: {                                                                                             \
+    const double v = value;                                                                                    \
+    const double d = Level > 0 ? first : 0;                                                                    \
+    return {v, d, Level > 1 ? second : 0};                                                                     \
+  }
+#include "elementary/functions.def"
+    default:
+      return {std::nan("")};
   }
 }
 
@@ -166,9 +121,9 @@ bool Tape::sweep(double* const w, const TapeContext& context) const {
       case Op::min:
       case Op::max:
         for (int l = 0; l < W; ++l) {
-          const bool second = op.op == Op::min ? b[l] < a[l] : b[l] > a[l];
-          v[l] = second ? b[l] : a[l];
+          v[l] = op.op == Op::min ? lesser(a[l], b[l]) : greater(a[l], b[l]);
           if (d == nullptr) continue;
+          const bool second = op.op == Op::min ? b[l] < a[l] : b[l] > a[l];
           d[l] = second ? 0 : 1;
           d[W + l] = second ? 1 : 0;
         }
@@ -179,7 +134,7 @@ bool Tape::sweep(double* const w, const TapeContext& context) const {
         for (int l = 0; l < W; ++l) d[l] = a[l] < 0 ? -1 : 1;
         break;
       case Op::sign:
-        for (int l = 0; l < W; ++l) v[l] = a[l] > 0 ? 1 : a[l] < 0 ? -1 : 0;
+        for (int l = 0; l < W; ++l) v[l] = std::isnan(a[l]) ? a[l] : elementary::sign(a[l]);
         break;
       case Op::pwl:
         for (int l = 0; l < W; ++l) {
@@ -219,7 +174,7 @@ bool Tape::sweep(double* const w, const TapeContext& context) const {
           const Jet jet = op.op == Op::powConst   ? powerJet<Level>(a[l], b[l])
                           : op.op == Op::powWhole ? wholePowerJet<Level>(a[l], b[l])
                           : op.op == Op::constPow ? Jet{std::pow(a[l], b[l])}
-                                                  : smooth<Level>(op.op, a[l]);
+                                                  : elementaryJet<Level>(op.op, a[l]);
           v[l] = jet.v;
           if (d == nullptr) continue;
           if (op.op == Op::constPow) {

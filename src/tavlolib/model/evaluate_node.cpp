@@ -1,6 +1,5 @@
 // Values of nonlinear nodes.
-#include <cmath>
-
+#include "elementary/functions.h"
 #include "model/nonlinear.h"
 #include "pyutil/guard.h"
 #include "pyutil/locks.h"
@@ -11,7 +10,6 @@ namespace tavlo {
 namespace {
 
 constexpr double kDefaultTolerance = 5e-6;
-constexpr double kLogOf10 = 2.302585092994046;
 
 // The module-level value of the control miptol.
 double logicalTolerance() {
@@ -109,7 +107,15 @@ class NodeEvaluator {
       PyErr_SetString(PyExc_ZeroDivisionError, "Division by zero in evaluation of expression containing fraction");
       return false;
     }
-    *out = code == kNodeDifference ? a - b : code == kNodeDivision ? a / b : std::pow(a, b);
+    switch (code) {
+#define ELEMENTARY_OPERATOR(name, Node, ...) \
+  case kNode##Node:                          \
+    *out = elementary::name(a, b);           \
+    break;
+#include "elementary/functions.def"
+      default:
+        break;
+    }
     return true;
   }
 
@@ -125,35 +131,11 @@ class NodeEvaluator {
   static double (*functionOf(int32_t code))(double) {
     switch (code) {
       case kNodeNegation:
-        return [](double v) { return -v; };
-      case kNodeExp:
-        return [](double v) { return std::exp(v); };
-      case kNodeLog:
-        return [](double v) { return std::log(v); };
-      case kNodeLog10:
-        return [](double v) { return std::log(v) / kLogOf10; };
-      case kNodeSin:
-        return [](double v) { return std::sin(v); };
-      case kNodeCos:
-        return [](double v) { return std::cos(v); };
-      case kNodeTan:
-        return [](double v) { return std::tan(v); };
-      case kNodeAsin:
-        return [](double v) { return std::asin(v); };
-      case kNodeAcos:
-        return [](double v) { return std::acos(v); };
-      case kNodeAtan:
-        return [](double v) { return std::atan(v); };
-      case kNodeAbs:
-        return [](double v) { return std::fabs(v); };
-      case kNodeSign:
-        return [](double v) { return v > 0 ? 1.0 : v < 0 ? -1.0 : 0.0; };
-      case kNodeErf:
-        return [](double v) { return std::erf(v); };
-      case kNodeErfc:
-        return [](double v) { return std::erfc(v); };
-      case kNodeSqrt:
-        return [](double v) { return std::sqrt(v); };
+        return [](double v) { return elementary::neg(v, 0); };
+#define ELEMENTARY_FUNCTION(name, Node, ...) \
+  case kNode##Node:                          \
+    return elementary::name;
+#include "elementary/functions.def"
       default:
         return nullptr;
     }
@@ -186,8 +168,7 @@ class NodeEvaluator {
                                    "be evaluated at %S",
                                    breakpoint.get());
     }
-    const double slope = (v2 - v1) / (b2 - b1);
-    *out = t < b2 ? slope * (t - b1) + v1 : slope * (t - b2) + v2;
+    *out = elementary::Segment{b1, v1, b2, v2}.at(t);
     return true;
   }
 

@@ -1,5 +1,5 @@
 // Module functions that make nonlinear nodes: the elementary functions, max, min and user.
-#include <cmath>
+#include "elementary/functions.h"
 
 #include "model/nonlinear.h"
 #include "runtime/errors.h"
@@ -8,38 +8,14 @@ namespace tavlo {
 
 namespace {
 
-constexpr double kLog10OfE = 0.4342944819032518;
-
 double fold(int32_t code, double v) {
   switch (code) {
-    case kNodeExp:
-      return std::exp(v);
-    case kNodeLog:
-      return std::log(v);
-    case kNodeLog10:
-      return std::log(v) * kLog10OfE;
-    case kNodeSin:
-      return std::sin(v);
-    case kNodeCos:
-      return std::cos(v);
-    case kNodeTan:
-      return std::tan(v);
-    case kNodeAsin:
-      return std::asin(v);
-    case kNodeAcos:
-      return std::acos(v);
-    case kNodeAtan:
-      return std::atan(v);
-    case kNodeAbs:
-      return std::fabs(v);
-    case kNodeSign:
-      return v < 0 ? -1.0 : v > 0 ? 1.0 : 0.0;
-    case kNodeErf:
-      return std::erf(v);
-    case kNodeErfc:
-      return std::erfc(v);
+#define ELEMENTARY_FUNCTION(name, Node, ...) \
+  case kNode##Node:                          \
+    return elementary::name(v);
+#include "elementary/functions.def"
     default:
-      return std::sqrt(v);
+      return v;
   }
 }
 
@@ -135,9 +111,8 @@ PyObject* tavlomod_function(PyObject* module, PyObject* arg) {
   if (a.kind == kConstant) return PyFloat_FromDouble(fold(code, a.value));
   return nonlin_instantiate_unary(code, arg);
 }
-#define TAVLO_INSTANTIATE(name, code, words) template PyObject* tavlomod_function<code>(PyObject*, PyObject*);
-TAVLO_ELEMENTARY_FUNCTIONS(TAVLO_INSTANTIATE)
-#undef TAVLO_INSTANTIATE
+#define ELEMENTARY_FUNCTION(name, Node, ...) template PyObject* tavlomod_function<kNode##Node>(PyObject*, PyObject*);
+#include "elementary/functions.def"
 
 PyObject* tavlomod_max(PyObject*, PyObject* args) { return extremum(kNodeMax, "max", args); }
 PyObject* tavlomod_min(PyObject*, PyObject* args) { return extremum(kNodeMin, "min", args); }

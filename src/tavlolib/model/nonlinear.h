@@ -14,35 +14,16 @@
 
 namespace tavlo {
 
+// kNodeSum = 0 and so on.
 enum NodeCode : int32_t {
-  kNodeSum = 0,
-  kNodeDifference = 1,
-  kNodeNegation = 2,
-  kNodeProduct = 3,
-  kNodeDivision = 4,
-  kNodePower = 5,
-  kNodeExp = 6,
-  kNodeLog = 7,
-  kNodeLog10 = 8,
-  kNodeSin = 9,
-  kNodeCos = 10,
-  kNodeTan = 11,
-  kNodeAsin = 12,
-  kNodeAcos = 13,
-  kNodeAtan = 14,
-  kNodeMax = 15,
-  kNodeMin = 16,
-  kNodeAbs = 17,
-  kNodeSign = 18,
-  kNodeErf = 19,
-  kNodeErfc = 20,
-  kNodeSqrt = 21,
-  kNodeAnd = 22,
-  kNodeOr = 23,
-  kNodePwl = 24,
-  kNodeUser = 25,
-  kNodeUserDerivatives = 26
+#define ELEMENTARY_FUNCTION(name, Node, node, ...) kNode##Node = node,
+#define ELEMENTARY_OPERATOR(name, Node, node, ...) kNode##Node = node,
+#define ELEMENTARY_LIST(name, Node, node, ...) kNode##Node = node,
+#define ELEMENTARY_LOGICAL(name, Node, node, ...) kNode##Node = node,
+#define ELEMENTARY_CALL(name, Node, node) kNode##Node = node,
+#include "elementary/functions.def"
 };
+inline constexpr int kNodeCodes = 27;
 
 inline nonlinear_s* asNode(PyObject* o) { return reinterpret_cast<nonlinear_s*>(o); }
 // A filled node of the code that keeps its operands in a list.

@@ -149,22 +149,7 @@ PyObject* tavlomod_max(PyObject* module, PyObject* args);
 PyObject* tavlomod_min(PyObject* module, PyObject* args);
 PyObject* tavlomod_user(PyObject* module, PyObject* args, PyObject* kwargs);
 PyObject* tavlomod_pwl(PyObject* module, PyObject* dict);
-// The elementary functions: name, node code, what it is in words.
-#define TAVLO_ELEMENTARY_FUNCTIONS(F)                                            \
-  F(sin, 9, "Sine")                                                              \
-  F(cos, 10, "Cosine")                                                           \
-  F(tan, 11, "Tangent")                                                          \
-  F(asin, 12, "Arcsine")                                                         \
-  F(acos, 13, "Arccosine")                                                       \
-  F(atan, 14, "Arctangent")                                                      \
-  F(exp, 6, "Exponential function")                                              \
-  F(log, 7, "Natural logarithm")                                                 \
-  F(log10, 8, "Logarithm to base 10")                                            \
-  F(abs, 17, "Absolute value")                                                   \
-  F(sqrt, 21, "Square root")                                                     \
-  F(sign, 18, "Sign (-1.0 of a negative, 1.0 of a positive value, 0.0 of zero)") \
-  F(erf, 19, "Error function")                                                   \
-  F(erfc, 20, "Complementary error function")
+// The elementary functions, by node code.
 template <int32_t code>
 PyObject* tavlomod_function(PyObject* module, PyObject* arg);
 

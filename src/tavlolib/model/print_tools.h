@@ -10,6 +10,6 @@ struct PrintTool {
   int32_t arity;     // 1, 2, or -1 for any number of operands
   int32_t position;  // -1 prefix, 0 infix, 1 postfix
 };
-extern const PrintTool printToolArray[27];  // by node code
+const PrintTool& printTool(int32_t code);  // of a node code
 
 }  // namespace tavlo

@@ -166,7 +166,7 @@ Ref treeText(PyObject* o, const Place& at) {
   }
   if (at.repetitions->tooMany(o)) return Ref::steal(PyUnicode_FromString(kCut));
   if (PyErr_CheckSignals() != 0) return {};
-  const PrintTool& tool = printToolArray[code];
+  const PrintTool& tool = printTool(code);
   Ref args = Ref::borrow(asNode(o)->args);
   return (tool.arity == 1   ? unaryText
           : tool.arity == 2 ? binaryText

@@ -309,10 +309,10 @@ Related topics:
 PyMethodDef kModuleMethods[] = {
     {"Sum", tavlomod_Sum, METH_VARARGS, kSumDoc},
     {"Prod", tavlomod_Prod, METH_VARARGS, kProdDoc},
-#define TAVLO_FUNCTION(name, code, words) {#name, tavlomod_function<code>, METH_O, TAVLO_FUNCTION_DOC(#name, words)},
-    TAVLO_ELEMENTARY_FUNCTIONS(TAVLO_FUNCTION)
-#undef TAVLO_FUNCTION
-        {"max", tavlomod_max, METH_VARARGS, TAVLO_EXTREMUM_DOC("max", "Maximum")},
+#define ELEMENTARY_FUNCTION(name, Node, node, TOKEN, formula, words, ...) \
+  {#name, tavlomod_function<node>, METH_O, TAVLO_FUNCTION_DOC(#name, words)},
+#include "elementary/functions.def"
+    {"max", tavlomod_max, METH_VARARGS, TAVLO_EXTREMUM_DOC("max", "Maximum")},
     {"min", tavlomod_min, METH_VARARGS, TAVLO_EXTREMUM_DOC("min", "Minimum")},
     {"user", TAVLO_KEYWORDS(tavlomod_user), METH_VARARGS | METH_KEYWORDS, kUserDoc},
     {"vars", TAVLO_KEYWORDS(tavlomod_vars), METH_VARARGS | METH_KEYWORDS, kVarsDoc},

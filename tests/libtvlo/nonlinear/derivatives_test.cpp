@@ -5,6 +5,7 @@
 #include <random>
 
 #include "core/problem.h"
+#include "elementary/functions.h"
 #include "fixture.h"
 #include "nonlinear/evaluate.h"
 #include "nonlinear/program.h"
@@ -15,6 +16,11 @@ namespace {
 class DerivativesTest : public Nonlinear {
  protected:
   Model& model() { return prob_->model; }
+  void load(const std::string& text) {  // as all that row 0 has
+    const TokenRun tokens = run(text);
+    const int row = 0, column = -1;
+    ASSERT_EQ(TSLPloadcoefs(slp_, 1, &row, &column, nullptr, nullptr, 1, tokens.type.data(), tokens.value.data()), 0);
+  }
 
   // All that a program gives at a point of its columns.
   struct Jet {
@@ -314,6 +320,53 @@ TEST_F(DerivativesTest, CostOfASumIsThatOfItsTerms) {
   const Jet here = at(program, x);
   ASSERT_TRUE(here.sound);
   EXPECT_NEAR(here.jacobian[7], 0.5 * (0.5 * std::exp(-0.15) * 2), 1e-12);
+}
+
+// The check of answers, the tapes, and whoever else evaluates a function.
+TEST_F(DerivativesTest, AgreeToTheBitOnTheValuesOfElementaryFunctions) {
+  struct Row {
+    const char* name;
+    double least, most;
+    double (*value)(double);
+  };
+  using elementary::kInfinite;
+  static constexpr Row kRows[] = {
+#define ELEMENTARY_FUNCTION(name, Node, node, TOKEN, formula, words, least, most, ...) \
+  {formula, least, most, elementary::name},
+#include "elementary/functions.def"
+  };
+  addLines(1, 1);
+  std::mt19937 random(5);
+  for (const Row& row : kRows) {
+    load("( x0 " + std::string(row.name));
+    ModelProgram program(model(), Kinks::kept);
+    const Formulas& formulas = model().formulas();
+    for (int round = 0; round < 500; ++round) {
+      const double reach = round % 2 == 0 ? 1 : 20;
+      const double x = std::uniform_real_distribution<double>(-reach, reach)(random);
+      const double plain = evaluateFormula(formulas.tokens(formulas.coefficients()[0]), &x, formulas.functions);
+      const bool inside = x >= row.least && x <= row.most;
+      double taped = NAN;
+      EXPECT_EQ(std::isfinite(plain), inside) << row.name << x;
+      EXPECT_EQ(program.constraints(&x, true, &taped), inside) << row.name << x;
+      if (!inside) continue;
+      EXPECT_EQ(plain, row.value(x)) << row.name << x;
+      EXPECT_EQ(taped, plain) << row.name << x;
+    }
+  }
+}
+
+// max, min and sign would hide that an operand has no value.
+TEST_F(DerivativesTest, HaveNoValueWhereAnOperandHasNone) {
+  addLines(1, 2);
+  const char* const texts[] = {"( ( x0 sqrt x1 max", "( x1 ( x0 sqrt min", "( ( x0 ln sign"};
+  for (const char* const text : texts) {
+    load(text);
+    ModelProgram program(model(), Kinks::kept);
+    double value = 0;
+    EXPECT_FALSE(program.constraints(std::vector<double>{-1, 2}.data(), true, &value)) << text;
+    EXPECT_TRUE(program.constraints(std::vector<double>{1, 2}.data(), true, &value)) << text;
+  }
 }
 
 struct UserData {

@@ -27,8 +27,11 @@ Interval of(const std::string& text, const std::vector<Interval>& columns) {
 TEST(Interval, HoldsEveryValue) {
   std::mt19937 random(7);
   const auto any = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
-  const std::vector<std::string> unary = {"neg",    "exp",    "ln",     "log10", "sqrt", "sin", "cos", "tan",
-                                          "arcsin", "arccos", "arctan", "abs",   "sign", "erf", "erfc"};
+  const std::vector<std::string> unary = {
+      "neg",
+#define ELEMENTARY_FUNCTION(name, Node, node, TOKEN, formula, ...) formula,
+#include "elementary/functions.def"
+  };
   const std::vector<std::string> binary = {"+", "-", "*", "/", "**", "min", "max"};
   std::function<std::string(int)> tree = [&](int depth) -> std::string {
     if (depth == 0 || any(5) == 0) return any(3) == 0 ? std::to_string(any(9) - 4) : any(2) == 0 ? "x0" : "x1";
@@ -74,8 +77,8 @@ TEST(Interval, HoldsEveryValue) {
 TEST(Interval, IsTightForOneFunction) {
   const auto expect = [](const std::string& text, Interval column, double lower, double upper) {
     const Interval found = of(text, {column});
-    EXPECT_NEAR(found.lower, lower, 1e-12) << text;
-    EXPECT_NEAR(found.upper, upper, 1e-12) << text;
+    EXPECT_TRUE(found.lower == lower || std::abs(found.lower - lower) <= 1e-12) << text << found.lower;
+    EXPECT_TRUE(found.upper == upper || std::abs(found.upper - upper) <= 1e-12) << text << found.upper;
   };
   expect("x0 2 **", {-3, 2}, 0, 9);
   expect("x0 3 **", {-3, 2}, -27, 8);
@@ -88,9 +91,38 @@ TEST(Interval, IsTightForOneFunction) {
   expect("( x0 sqrt", {-3, 4}, 0, 2);
   expect("( x0 arccos", {-3, 1}, 0, std::acos(-1.0));
   expect("( 3 2 0 1 1 -1 x0 pwl", {-2, 3}, 0, 6);  // both ends go on
+  expect("3 x0 /", {0, 2}, 1.5, kInf);
+  expect("3 x0 /", {-2, 0}, -kInf, -1.5);
   EXPECT_EQ(of("( x0 exp", {{-kInf, 0}}).lower, 0);
   EXPECT_EQ(of("1 x0 /", {{-1, 1}}).upper, kInf);
   EXPECT_EQ(of("x0 x0 -", {{0, kInf}}).upper, kInf);
+}
+
+TEST(Interval, IsNothingWhereThereIsNoValue) {
+  const std::pair<const char*, Interval> nowhere[] = {
+      {"( ( x0 sqrt exp", {-2, -1}},
+      {"( x0 ln", {-2, -1}},
+      {"( x0 ln", {-1, -0.1}},
+      {"( x0 log10", {-1, -0.5}},
+      {"( x0 arcsin", {1.1, 2}},
+      {"( x0 arccos", {-3, -1.1}},
+      {"x0 0.5 **", {-2, -1}},
+      {"x0 -0.5 **", {-2, -1}},
+      {"x0 1.2 x0 0.1 * + **", {-1, -1}},
+      {"1 x0 /", {0, 0}},
+      {"2 x0 x0 - /", {0, 0}},
+      {"( ( x0 sqrt 1 max", {-2, -1}},
+      {"1 ( x0 sqrt 0 * -", {-2, -1}},
+      {"( x0 sqrt neg", {-2, -1}},
+      {"( 3 2 0 1 1 -1 ( x0 ln pwl", {-2, -1}},
+  };
+  for (const auto& [text, column] : nowhere) EXPECT_TRUE(of(text, {column}).isNothing()) << text;
+  const std::pair<const char*, Interval> somewhere[] = {
+      {"( x0 sqrt", {-1, 0}}, {"( x0 sqrt", {-1, -1e-7}}, {"( x0 arcsin", {1, 2}},
+      {"x0 x0 **", {-3, -1}}, {"1 x0 /", {0, 1}},         {"( x0 ln", {-1, 0}},
+      {"x0 -2 **", {0, 0}},   {"x0 -0.5 **", {0, 0}},     {"x0 -1 **", {-1, 1}},
+  };
+  for (const auto& [text, column] : somewhere) EXPECT_FALSE(of(text, {column}).isNothing()) << text;
 }
 
 }  // namespace

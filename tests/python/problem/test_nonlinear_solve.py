@@ -144,6 +144,29 @@ def test_user_functions_of_both_kinds(function, derivatives, xy):
         assert copy.getSolution([x, y]) == pytest.approx([1, 1], abs=1e-4)
 
 
+@pytest.mark.parametrize(
+    ("function", "lower", "upper"),
+    [
+        (lambda x: tv.exp(tv.sqrt(x)), -2, -1),
+        (lambda x: tv.log10(x) ** 2 + x, -3, -0.5),
+        (lambda x: tv.cos(x) * tv.asin(x), 1.5, 4),
+        (lambda x: 1 + (x - 3) ** 1.5, 0, 2),
+        (lambda x: 1 / (x * x), 0, 0),
+    ],
+)
+def test_functions_without_a_value_within_the_bounds(function, lower, upper):
+    for objective in (False, True):
+        x, y = tv.var(lb=lower, ub=upper), tv.var()
+        p = tv.problem(x, y)
+        p.setOutputEnabled(False)
+        if objective:
+            p.setObjective(function(x))
+        else:
+            p.addConstraint(function(x) <= y)
+        p.solve()
+        assert p.getProbStatus() == tv.nlp_infeasible
+
+
 @pytest.mark.parametrize("width", [0, 1e-9, 1e-4])
 def test_a_function_without_derivatives_of_a_variable_with_no_room(width):
     x, y = tv.var(lb=3, ub=3 + width), tv.var()

@@ -237,36 +237,23 @@ class FormulaWriter {
 
 }  // namespace
 
-const int32_t py_to_slp_op[27] = {kOp, kOp, kOp, kOp, kOp, kOp, kFn, kFn, kFn, kFn, kFn, kFn,   kFn,  kFn,
-                                  kFn, kFn, kFn, kFn, kFn, kFn, kFn, kFn, kFn, kFn, kFn, kUser, kUser};
+const int32_t py_to_slp_op[kNodeCodes] = {
+#define ELEMENTARY_FUNCTION(...) kFn,
+#define ELEMENTARY_OPERATOR(...) kOp,
+#define ELEMENTARY_LIST(...) kFn,
+#define ELEMENTARY_LOGICAL(...) kFn,
+#define ELEMENTARY_CALL(...) kUser,
+#include "elementary/functions.def"
+};
 
-const int32_t py_to_slp_fun[27] = {TSLP_OPERATOR_PLUS,
-                                   TSLP_OPERATOR_MINUS,
-                                   TSLP_OPERATOR_UMINUS,
-                                   TSLP_OPERATOR_TIMES,
-                                   TSLP_OPERATOR_DIVIDE,
-                                   TSLP_OPERATOR_POWER,
-                                   TSLP_FUNCTION_EXP,
-                                   TSLP_FUNCTION_LN,
-                                   TSLP_FUNCTION_LOG10,
-                                   TSLP_FUNCTION_SIN,
-                                   TSLP_FUNCTION_COS,
-                                   TSLP_FUNCTION_TAN,
-                                   TSLP_FUNCTION_ARCSIN,
-                                   TSLP_FUNCTION_ARCCOS,
-                                   TSLP_FUNCTION_ARCTAN,
-                                   TSLP_FUNCTION_MAX,
-                                   TSLP_FUNCTION_MIN,
-                                   TSLP_FUNCTION_ABS,
-                                   TSLP_FUNCTION_SIGN,
-                                   TSLP_FUNCTION_ERF,
-                                   TSLP_FUNCTION_ERFC,
-                                   TSLP_FUNCTION_SQRT,
-                                   TSLP_FUNCTION_MIN,
-                                   TSLP_FUNCTION_MAX,
-                                   TSLP_FUNCTION_PWL,
-                                   0,
-                                   0};
+const int32_t py_to_slp_fun[kNodeCodes] = {
+#define ELEMENTARY_FUNCTION(name, Node, node, TOKEN, ...) TSLP_FUNCTION_##TOKEN,
+#define ELEMENTARY_OPERATOR(name, Node, node, TOKEN, ...) TSLP_OPERATOR_##TOKEN,
+#define ELEMENTARY_LIST(name, Node, node, TOKEN, ...) TSLP_FUNCTION_##TOKEN,
+#define ELEMENTARY_LOGICAL(name, Node, node, TOKEN) TSLP_FUNCTION_##TOKEN,
+#define ELEMENTARY_CALL(...) 0,
+#include "elementary/functions.def"
+};
 
 bool writeFormula(problem_s* p, PyObject* tree, double factor, PyObject* row, Formulas* out) {
   return FormulaWriter(p, row, out).coefficient(tree, factor);

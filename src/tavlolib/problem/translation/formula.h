@@ -2,15 +2,15 @@
 // in reverse Polish order. Runs no Python code, except that of a signal's handler in a very large tree.
 #pragma once
 
-#include "model/objects.h"
+#include "model/nonlinear.h"
 #include "problem/problem.h"
 #include "pyutil/array.h"
 
 namespace tavlo {
 
 // Tokens of the node codes: type, and value (of the user functions it is the identifier instead).
-extern const int32_t py_to_slp_op[27];
-extern const int32_t py_to_slp_fun[27];
+extern const int32_t py_to_slp_op[kNodeCodes];
+extern const int32_t py_to_slp_fun[kNodeCodes];
 
 // Coefficients, one expression's after the other's. Rows are the caller's business.
 struct Formulas {
