@@ -296,3 +296,26 @@ def test_copies_and_resets_keep_count_of_nonlinear_content(problem, formulas, ag
     p.delConstraint(0)
     q.reset()
     assert p.getProbStatusString() == q.getProbStatusString() == "lp_unstarted"
+
+
+def test_formulas_that_repeat_their_parts_without_end():
+    x = tv.var(lb=1)
+    often = few = tv.exp(x)
+    for _ in range(60):
+        often = often / often
+    for _ in range(12):
+        few = few / few
+    knot = tv.And(x, x)
+    around = tv.exp(knot)
+    knot &= around
+    p = tv.problem(x, name="repeats")
+    for row in (often <= 1, tv.sin(x) + often == 2, x * often >= 0, 2 * x - often <= 1):
+        with pytest.raises(tv.ModelError, match=r"uses the same parts so often .* let variables stand for those parts"):
+            p.addConstraint(row)
+    with pytest.raises(tv.ModelError, match="The objective uses the same parts so often"):
+        p.setObjective(often)
+    with pytest.raises(tv.ModelError, match="tree depth"):
+        p.addConstraint(knot <= 1)
+    assert p.attributes.rows == 0
+    p.addConstraint(few <= 1)
+    assert p.getcoefformula(0, -1, 1, 20000)[1] > 4096

@@ -1,11 +1,16 @@
 #include "problem/translation/formula.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
+#include <string>
+#include <unordered_map>
+#include <utility>
 
 #include "model/nonlinear.h"
 #include "problem/entities/column_table.h"
 #include "problem/translation/user_function.h"
+#include "pyutil/guard.h"
 
 namespace tavlo {
 
@@ -25,7 +30,45 @@ constexpr char kNaryList[] = "N-ary operator should have list or tuple of argume
 constexpr char kNoFunction[] = "First argument of a user() operator must be the function itself";
 
 constexpr int kConstColumn = 12013;
+constexpr char kTooOften[] =
+    "uses the same parts so often that it would be written with %lld tokens; let variables stand for those parts";
+
 constexpr int kNodesBetweenSignals = 1 << 16;
+
+// How long a formula becomes: reverse Polish order has no names for parts, so one that stands in several places is
+// written as often, and its parts with it. Runs no Python code.
+class Length {
+ public:
+  explicit Length(PyObject* tree) : written_(of(tree, kDepthBudget)) {}
+
+  // Many times what the tree itself holds, and more than anybody wants to evaluate.
+  bool isTooLong() const { return written_ > kMost && written_ > kOften * held_; }
+  double written() const { return written_; }
+
+ private:
+  static constexpr double kMost = 1 << 22, kOften = 4;
+
+  double of(PyObject* o, int budget) {
+    Operand a;
+    if (budget < 0 || getExprTypeQuiet(o) < 0 || !classify(o, &a)) return 0;  // a callable, or the writer's to refuse
+    double tokens = 3;
+    if (a.kind == kExpression) {
+      tokens = 4 * static_cast<double>(linmap_size(a.expression()->linear)) +
+               6 * static_cast<double>(quadmap_size(a.expression()->quadratic));
+    }
+    if (a.kind != kNonlinear) return held_ += tokens, tokens;
+    const auto [at, isNew] = known_.try_emplace(contentOf(o), 0);  // 0 also while its parts are being walked
+    if (!isNew) return at->second;
+    held_ += tokens;
+    Ref args = Ref::borrow(asNode(o)->args);
+    for (Py_ssize_t i = 0; Ref part = operandAt(args.get(), i); ++i) tokens += of(part.get(), budget - 1);
+    return known_[contentOf(o)] = tokens;
+  }
+
+  std::unordered_map<NodeContent, double, NodeContent::Hash> known_;
+  double held_ = 0;
+  double written_;
+};
 
 class FormulaWriter {
  public:
@@ -38,6 +81,8 @@ class FormulaWriter {
       return false;
     out_.start[n] = static_cast<int32_t>(out_.ntok);
     out_.factor[n] = factor;
+    tree_ = tree;
+    measured_ = false;
     bool extracted = false;
     const bool written = isListNode(tree, kNodeProduct) ? productBut(tree, &extracted) : node(tree, kDepthBudget);
     if (!written || !token(TSLP_TOKEN_END, 0) || (!extracted && !constantColumn(&out_.col[n]))) return false;
@@ -135,10 +180,24 @@ class FormulaWriter {
     return classify(o, &a) && operand(a, budget, unknown);
   }
 
-  // Shared subtrees can make the walk long; what a handler does to the problem must not be overlooked.
+  // What a handler does to the problem must not be overlooked.
   bool interrupted() {
     if (++nodes_ % kNodesBetweenSignals != 0) return false;
-    return PyErr_CheckSignals() != 0 || checkProblemIsInitialized(p_) != 0;
+    return PyErr_CheckSignals() != 0 || checkProblemIsInitialized(p_) != 0 || tooLong();
+  }
+
+  // Asked once in a long formula: short ones need no second walk.
+  bool tooLong() {
+    if (std::exchange(measured_, true)) return false;
+    return guarded([&] {
+             const Length length(tree_);
+             if (!length.isTooLong()) return 0;
+             const std::string text =
+                 std::string(row_ ? "The nonlinear part of constraint %S " : "The objective ") + kTooOften;
+             const auto tokens = static_cast<long long>(std::min(length.written(), 9e18));
+             row_ ? modelError(text.c_str(), row_, tokens) : modelError(text.c_str(), tokens);
+             return -1;
+           }) != 0;
   }
 
   bool node(PyObject* o, int budget) {
@@ -233,6 +292,8 @@ class FormulaWriter {
   PyObject* row_;
   Formulas& out_;
   int64_t nodes_ = 0;
+  PyObject* tree_ = nullptr;  // of the coefficient that is being written
+  bool measured_ = false;
 };
 
 }  // namespace
