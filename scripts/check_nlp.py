@@ -5,9 +5,10 @@ The models are built from each formula's text by the modelling layer. Objective 
 same text with Python's floats. A local solver may end at another local optimum than the listed one.
 
 Fails when fewer than 95% of the problems end at the listed optimum (relative 1e-5), or when one is called optimal at a
-point that violates a bound or constraint by more than 1e-6 (scaled).
+point that violates a bound or constraint by more than 1e-6 (scaled). With --slp they are solved by successive linear
+programming, which converges slowly where the optimum is no vertex: fewer than 85% fail.
 
-usage: check_nlp.py [NAME...]
+usage: check_nlp.py [--slp] [NAME...]
 """
 
 from __future__ import annotations
@@ -25,7 +26,7 @@ import tavlo as tv
 FILE = Path(__file__).resolve().parent.parent / "tests/data/nonlinear/hock_schittkowski.json"
 FUNCTIONS = ("sin", "cos", "exp", "log")
 OPTIMAL = ("nlp_solution", "nlp_globally_optimal", "lp_optimal")
-SHARE, VIOLATION = 0.95, 1e-6
+SHARE, SHARE_SLP, VIOLATION = 0.95, 0.85, 1e-6
 
 
 @dataclass
@@ -103,10 +104,11 @@ def violation(entry: dict[str, Any], x: list[float]) -> float:
     return worst
 
 
-def check(entry: dict[str, Any]) -> Result:
+def check(entry: dict[str, Any], slp: bool = False) -> Result:
     result = Result(entry)
     try:
         p, x = build(entry)
+        p.controls.nlp_method = int(slp)
         began = time.perf_counter()
         p.nlpoptimize()
         result.seconds = time.perf_counter() - began
@@ -128,15 +130,18 @@ def line(result: Result) -> str:
     )
 
 
-def main(names: list[str]) -> int:
+def main(arguments: list[str]) -> int:
+    slp = "--slp" in arguments
+    names = [name for name in arguments if name != "--slp"]
+    share = SHARE_SLP if slp else SHARE
     results = []
     print(f"{'problem':8}{'status':24}{'objective':>18}{'listed':>18}{'error':>10}{'violation':>10}{'ms':>9}")
     for entry in problems(names):
-        results.append(check(entry))
+        results.append(check(entry, slp))
         print(line(results[-1]), flush=True)
     solved, wrong = sum(r.solved for r in results), sum(r.wrong for r in results)
     print(f"{solved} of {len(results)} at the listed optimum, {wrong} wrong")
-    return 0 if results and not wrong and solved >= SHARE * len(results) else 1
+    return 0 if results and not wrong and solved >= share * len(results) else 1
 
 
 if __name__ == "__main__":

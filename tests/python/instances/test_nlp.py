@@ -19,6 +19,12 @@ def test_problem(entry):
     assert result.solved, check_nlp.line(result)
 
 
+def test_successive_linear_programming():
+    results = [check_nlp.check(entry, slp=True) for entry in check_nlp.problems()]
+    assert not any(result.wrong or result.failure for result in results)
+    assert sum(result.solved for result in results) >= check_nlp.SHARE_SLP * len(results)
+
+
 def test_faults_are_found():
     (entry,) = check_nlp.problems(["hs71"])
     right = check_nlp.check(entry)
