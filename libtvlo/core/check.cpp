@@ -217,7 +217,8 @@ DualCheck checkDuals(const Model& model, const std::vector<double>& x, const Act
   for (size_t j = 0; j < n; ++j) {
     const double off = std::abs(reduced.value[j] - redcost[j]);
     // Where rounding errors are large, be it of terms or of duals that cancel out, the point says nothing.
-    const bool vague = !(reduced.rounding[j] <= kMostRounding * reduced.most);
+    const double size = std::max(reduced.most, std::abs(reduced.value[j]));
+    const bool vague = !(reduced.rounding[j] <= kMostRounding * size);
     const double residual = std::max(0.0, off - reduced.rounding[j]) / reduced.largest[j];
     check.residual = vague || std::isnan(off) ? kWhole : std::max(check.residual, residual);
     if (redcost[j] == 0) continue;

@@ -46,17 +46,27 @@ void SolveContext::say(std::string_view text, MessageType type) const {
   if (log_) log_(text, type);
 }
 
-Solution SolveContext::ask(EngineSession& session, Model& model, SolveRequest request) const {
+SolveRequest SolveContext::limited(SolveRequest request) const {
   request.secondsLeft = secondsLeft();
   request.interrupted = interrupted_;
   if (log_) request.log = [this](std::string_view line) { log_(line, MessageType::information); };
+  return request;
+}
+
+Solution SolveContext::ask(EngineSession& session, Model& model, SolveRequest request) const {
   Solution result;
-  session.solve(model, request, result);
+  session.solve(model, limited(std::move(request)), result);
   model.changes().synchronised(model.rows(), model.columns());
   if (result.stop == Stop::interrupt) {
     if (const int why = reason(); why != 0) result.stop = static_cast<Stop>(why);
   }
   return result;
+}
+
+Evidence SolveContext::explain(EngineSession& session, const Model& model, SolveRequest request, LpStatus claim) const {
+  Evidence evidence;
+  if (stop() == Stop::none) session.explain(model, limited(std::move(request)), claim, evidence);
+  return evidence;
 }
 
 }  // namespace tvlo

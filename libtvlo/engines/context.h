@@ -32,8 +32,12 @@ class SolveContext {
   // Has an engine's session solve `model`, which is in step with it afterwards. The request needs method and controls
   // only; what ends the solve and its log come from here. A stop that was asked for has the reason that was given.
   Solution ask(EngineSession& session, Model& model, SolveRequest request) const;
+  // What the session can show for a claim of its last solve, which had this request.
+  Evidence explain(EngineSession& session, const Model& model, SolveRequest request, LpStatus claim) const;
 
  private:
+  SolveRequest limited(SolveRequest request) const;
+
   using Clock = std::chrono::steady_clock;
   Clock::time_point deadline_ = Clock::time_point::max();  // that: none
   std::function<int()> interrupted_;

@@ -45,6 +45,7 @@ struct Row {
 constexpr Row kRoutes[] = {
     {Class::lp, {"highs", Method::automatic, false, false}},
     {Class::lp, {"highs", Method::automatic, true, false}},
+    {Class::lp, {"highs", Method::dualSimplex, true, true, true}},
     {Class::lp, {"highs", Method::primalSimplex, true, true}},
     {Class::lp, {"highs", Method::barrier, true, false}},
     {Class::mip, {"highs", Method::automatic, false, false}},

@@ -24,6 +24,7 @@ struct Attempt {
   Method method;
   bool cold;
   bool withoutPresolve;
+  bool scaled = false;
 };
 
 // What `model` is: quadratic is a convex quadratic objective over linear rows, quadraticRows convex in all its parts.

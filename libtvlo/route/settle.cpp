@@ -65,10 +65,6 @@ bool settleLp(const Case& of, Solution& result) {
     result.basis = Basis();
     return false;
   }
-  if (result.lpStatus == LpStatus::infeasible || result.lpStatus == LpStatus::unbounded) {
-    point = PointValues();
-    return true;
-  }
   // The point of a solve that was stopped counts where it is feasible.
   if (point.available && !(primalViolation(of.model, point.x, false).relative <= of.feasibility())) {
     point = PointValues();
@@ -82,19 +78,10 @@ bool settleMip(const Case& of, Solution& result) {
   if (point.available) roundIntegers(of.model, point.x, feasible);
   const bool sound = point.available && primalViolation(of.model, point.x, true).relative <= feasible * (1 + 1e-9);
   if (point.available && !sound) point = PointValues();
-  switch (result.mipStatus) {
-    case MipStatus::infeasible:
-    case MipStatus::unbounded:
-      point = PointValues();
-      return true;
-    case MipStatus::optimal:
-      if (sound && boundHolds(of, result)) return true;
-      result.mipStatus = sound ? MipStatus::solution : MipStatus::noSolution;
-      return false;
-    default:
-      result.mipStatus = sound ? MipStatus::solution : MipStatus::noSolution;
-      return result.stop != Stop::none;
-  }
+  if (result.mipStatus == MipStatus::optimal && sound && boundHolds(of, result)) return true;
+  const bool claimed = result.mipStatus == MipStatus::optimal;
+  result.mipStatus = sound ? MipStatus::solution : MipStatus::noSolution;
+  return !claimed && result.stop != Stop::none;
 }
 
 }  // namespace tvlo

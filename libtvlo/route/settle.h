@@ -19,6 +19,11 @@ struct Case {
   static constexpr double kSlack = 10;
   double optimality() const { return kSlack * controls.getDouble(control::optimalitytol); }
   double feasibility() const { return kSlack * controls.getDouble(control::feastol); }
+
+  Solution solveAside(Model aside, Aside how = {}) const { return solveAside(std::move(aside), controls, how); }
+  Solution solveAside(Model aside, const ControlValues& by, Aside how = {}) const {
+    return tvlo::solveAside(std::move(aside), by, context, open, how);
+  }
 };
 
 // Whether the duals prove the point optimal. Fills the slacks.
@@ -26,6 +31,7 @@ bool proven(const Case& of, PointValues& point);
 void setSlacks(const Model& model, PointValues& point);
 
 // These take out of `result` what does not stand, and return whether there is nothing more to ask.
+// Claims that there is no optimum are settled elsewhere (route/claims.h).
 bool settleLp(const Case& of, Solution& result);
 bool settleMip(const Case& of, Solution& result);
 

@@ -77,7 +77,7 @@ bool QuadraticSettlement::settleClaim(Solution& result, LpStatus claim) {
 // A linear problem that helps to settle this one, by its whole route.
 Solution QuadraticSettlement::solveAside(Model aside, Solution& result) const {
   if (result.stop != Stop::none) return {};
-  Solution found = tvlo::solveAside(std::move(aside), case_.controls, case_.context, case_.open);
+  Solution found = case_.solveAside(std::move(aside));
   result.stop = found.stop;
   return found;
 }

@@ -8,6 +8,7 @@
 #include "core/check.h"
 #include "core/error.h"
 #include "quadratic/convexity.h"
+#include "route/claims.h"
 #include "route/route.h"
 #include "route/settle.h"
 #include "route/settle_quadratic.h"
@@ -20,10 +21,12 @@ using Clock = std::chrono::steady_clock;
 
 class Solver {
  public:
-  Solver(Problem& problem, bool mip, const Flags& flags, const SolveContext& context, const EngineOpener& open)
+  Solver(Problem& problem, bool mip, bool prove, const Flags& flags, const SolveContext& context,
+         const EngineOpener& open)
       : problem_(problem),
         model_(problem.model),
         mip_(mip),
+        prove_(prove),
         flags_(flags),
         context_(context),
         case_{problem.controls, problem.model, context, open},
@@ -52,6 +55,7 @@ class Solver {
   }
 
  private:
+  double seconds() const { return std::chrono::duration<double>(Clock::now() - begin_).count(); }
   bool quadratic() const { return class_ == ProblemClass::quadratic || class_ == ProblemClass::quadraticRows; }
 
   void announce() const {
@@ -145,8 +149,9 @@ class Solver {
         const auto again =
             std::count_if(attempts.begin(), attempts.begin() + static_cast<std::ptrdiff_t>(i),
                           [&](const Attempt& a) { return std::string_view(a.engine) == attempts[i].engine; });
+        const SolveContext context = searches_.open() ? context_.within(searches_.budget(seconds())) : context_;
         Solution result =
-            ask(attempts[i], search, static_cast<int>(again), keep && !attempts[i].cold ? &start : nullptr);
+            ask(attempts[i], search, static_cast<int>(again), keep && !attempts[i].cold ? &start : nullptr, context);
         claimed = result.lpStatus == LpStatus::optimal || result.mipStatus == MipStatus::optimal;
         const bool settled = settle(result, search);
         accumulate(std::move(result));
@@ -169,30 +174,47 @@ class Solver {
       accumulate(std::move(inexact));
       return;
     }
+    if (!search && !quadratic() && linear_.open() && prove_ && !stopped()) {
+      Solution result;
+      result.lpStatus = linear_.prove();
+      accumulate(std::move(result));
+      if (problem_.solution.lpStatus != LpStatus::unfinished) return;
+    }
     if (stopped()) return;
     context_.say("No answer passed its check; the problem is left unfinished", MessageType::warning);
   }
 
-  Solution ask(const Attempt& attempt, bool search, int again, const Basis* start) {
+  Solution ask(const Attempt& attempt, bool search, int again, const Basis* start, const SolveContext& context) {
     if (!problem_.session || problem_.sessionEngine != attempt.engine) {
       problem_.session = open_(attempt.engine);
       problem_.sessionEngine = attempt.engine;
       model_.changes().rebuild = true;
     }
-    SolveRequest request;
-    request.mip = search;
-    request.again = again;
-    request.cold = attempt.cold || problem_.controls.getInt(control::keepbasis) == 0;
-    request.withoutPresolve = attempt.withoutPresolve;
-    request.method = attempt.method;
-    request.controls = &problem_.controls;
-    request.start = start != nullptr && !start->empty() ? start : nullptr;
-    return context_.ask(*problem_.session, model_, request);
+    request_ = SolveRequest();
+    request_.mip = search;
+    request_.again = again;
+    request_.cold = attempt.cold || problem_.controls.getInt(control::keepbasis) == 0;
+    request_.withoutPresolve = attempt.withoutPresolve;
+    if (search && attempt.withoutPresolve && problem_.controls.getInt(control::presolve) == 0) {
+      request_.withoutPresolve = false;  // a search of another kind than the one before
+      request_.withPresolve = true;
+    }
+    request_.scaled = attempt.scaled;
+    request_.method = attempt.method;
+    request_.controls = &problem_.controls;
+    request_.start = start != nullptr && !start->empty() ? start : nullptr;
+    return context.ask(*problem_.session, model_, request_);
   }
 
   bool settle(Solution& result, bool search) {
-    if (search) return settleMip(case_, result);
-    return quadratic_ ? quadratic_->settle(result) : settleLp(case_, result);
+    if (quadratic_) return quadratic_->settle(result);
+    if (search) return searches_.settle(result);
+    const LpStatus claim = result.lpStatus;
+    if (claim != LpStatus::infeasible && claim != LpStatus::unbounded) return settleLp(case_, result);
+    result.lp = PointValues();
+    result.lpStatus = linear_.confirm(
+        claim, [&](LpStatus what) { return context_.explain(*problem_.session, model_, request_, what); });
+    return result.lpStatus != LpStatus::unfinished;
   }
 
   bool stopped() const { return problem_.solution.stop != Stop::none; }
@@ -221,7 +243,7 @@ class Solver {
     }
     if (!search) statusOfRelaxation();
     if (solution.mipStatus == MipStatus::optimal && !search) solution.bestBound = solution.mip.objective;
-    solution.seconds = std::chrono::duration<double>(Clock::now() - begin_).count();
+    solution.seconds = seconds();
     report(search);
   }
 
@@ -277,37 +299,39 @@ class Solver {
   Problem& problem_;
   Model& model_;
   const bool mip_;
+  const bool prove_;
   const Flags flags_;
   const SolveContext& context_;
   const Case case_;
   const EngineOpener& open_;
   ProblemClass class_ = ProblemClass::lp;
   std::optional<QuadraticSettlement> quadratic_;  // of quadratic problems
+  LinearClaims linear_{case_};
+  SearchClaims searches_{case_};
+  SolveRequest request_;  // of the last attempt
   const Clock::time_point begin_ = Clock::now();
 };
 
 }  // namespace
 
-void solveWith(Problem& problem, const char* flags, bool mip, const SolveContext& context, const EngineOpener& open) {
-  Solver(problem, mip, parseFlags(flags, problem.controls), context, open).run();
-}
-
 void solveWith(Problem& problem, const char* flags, bool mip, const EngineOpener& open) {
-  solveWith(problem, flags, mip, SolveContext(problem), open);
+  const SolveContext context(problem);
+  Solver(problem, mip, true, parseFlags(flags, problem.controls), context, open).run();
 }
 
 void solveLp(Problem& problem, const char* flags) { solveWith(problem, flags, false, openForRoute); }
 void solveMip(Problem& problem, const char* flags) { solveWith(problem, flags, true, openForRoute); }
 
-void solveAside(Problem& aside, const SolveContext& host, const EngineOpener& open) {
-  solveWith(aside, "", false, host, open);
+void solveAside(Problem& aside, const SolveContext& host, const EngineOpener& open, Aside how) {
+  Solver(aside, how.search, how.prove, parseFlags("", aside.controls), host, open).run();
 }
 
-Solution solveAside(Model model, const ControlValues& controls, const SolveContext& host, const EngineOpener& open) {
+Solution solveAside(Model model, const ControlValues& controls, const SolveContext& host, const EngineOpener& open,
+                    Aside how) {
   Problem aside;
   aside.controls.copyFrom(controls);
   aside.model = std::move(model);
-  solveAside(aside, host, open);
+  solveAside(aside, host, open, how);
   return std::move(aside.solution);
 }
 

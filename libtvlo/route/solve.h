@@ -24,8 +24,12 @@ void solveWith(Problem& problem, const char* flags, bool mip, const EngineOpener
 
 // A problem that helps to solve another one, or its continuous relaxation, by all of its route: with the time, the
 // requests to stop and the log of that one. Its own time limit and handlers count for nothing.
-void solveAside(Problem& aside, const SolveContext& host, const EngineOpener& open = openForRoute);
+struct Aside {
+  bool search = false;  // for whole numbers
+  bool prove = true;    // claims of its own, by further problems, where an engine shows nothing for them
+};
+void solveAside(Problem& aside, const SolveContext& host, const EngineOpener& open = openForRoute, Aside how = {});
 Solution solveAside(Model model, const ControlValues& controls, const SolveContext& host,
-                    const EngineOpener& open = openForRoute);
+                    const EngineOpener& open = openForRoute, Aside how = {});
 
 }  // namespace tvlo

@@ -62,11 +62,14 @@ void Options::apply(const SolveRequest& request, const Model& model) {
     const std::string option(engineOption(row, "highs"));
     if (option.empty()) continue;
     if (row.type == TVLO_TYPE_INT) {
-      set(option.c_str(), static_cast<int>(controls.getInt(row.id)));
+      // Iterations of the interior-point method that come to no end bring nothing any more; another method does.
+      const int64_t most = row.id == control::bariterlimit ? kMostBarrier : std::numeric_limits<int>::max();
+      set(option.c_str(), static_cast<int>(std::min(most, controls.getInt(row.id))));
     } else {
       set(option.c_str(), controls.getDouble(row.id));
     }
   }
+  set("pdlp_iteration_limit", kMostFirstOrder);
   const int64_t solutions = controls.getInt(control::maxmipsol);
   set("mip_max_improving_sols", solutions > 0 ? static_cast<int>(solutions) : std::numeric_limits<int>::max());
 
@@ -80,6 +83,7 @@ void Options::apply(const SolveRequest& request, const Model& model) {
   set("simplex_strategy", method == Method::primalSimplex ? kPrimalSimplex : kDualSimplex);
   const int64_t presolve = confused && !request.mip  ? 1
                            : request.withoutPresolve ? 0
+                           : request.withPresolve    ? 1
                                                      : request.controls->getInt(control::presolve);
   set("presolve", presolve < 0 ? "choose" : presolve == 0 ? "off" : "on");
   set("run_crossover", method == Method::barrierWithoutCrossover ? "off" : "on");

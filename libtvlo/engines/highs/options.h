@@ -11,6 +11,8 @@
 
 namespace tvlo::highs {
 
+constexpr int64_t kMostBarrier = 500;  // iterations; they need some 20 to 200
+constexpr int kMostFirstOrder = 200'000;
 constexpr int kDualSimplex = 1, kPrimalSimplex = 4;  // values of "simplex_strategy"
 
 class Options {

@@ -4,29 +4,15 @@
 #include <cmath>
 
 #include "engines/highs/basis.h"
+#include "engines/highs/workers.h"
 
 namespace tvlo::highs {
 
 namespace {
 
-// HiGHS keeps a pool of workers for each thread that solves. A pool of another size must be ended before a run,
-// and one with workers after it, or a later fork would hang in the child.
-class Workers {
- public:
-  explicit Workers(int64_t threads) : threads_(threads) {
-    if (threads_ > 1) Highs_resetGlobalScheduler(1);
-  }
-  ~Workers() {
-    if (threads_ > 1) Highs_resetGlobalScheduler(1);
-  }
-  Workers(const Workers&) = delete;
-  Workers& operator=(const Workers&) = delete;
-
- private:
-  const int64_t threads_;
-};
-
-LpStatus lpStatusOf(HighsInt status) {
+// Without coefficients that count nothing is known of the absence of an optimum.
+LpStatus lpStatusOf(HighsInt status, bool dropped) {
+  if (dropped && status != kHighsModelStatusOptimal) return LpStatus::unfinished;
   switch (status) {
     case kHighsModelStatusOptimal:
     case kHighsModelStatusModelEmpty:
@@ -34,6 +20,7 @@ LpStatus lpStatusOf(HighsInt status) {
     case kHighsModelStatusInfeasible:
       return LpStatus::infeasible;
     case kHighsModelStatusUnbounded:
+    case kHighsModelStatusUnboundedOrInfeasible:
       return LpStatus::unbounded;
     default:
       return LpStatus::unfinished;
@@ -49,8 +36,7 @@ Session::Session() : owner_(Highs_create()), highs_(owner_.get()), options_(high
   if (highs_ == nullptr) throw Error(TVLO_ERR_ENGINE, "HiGHS could not start");
   options_.set("log_to_console", false);
   output(false);
-  options_.set("small_matrix_value", 1e-12);  // the model's coefficients count, also very small and very large ones
-  options_.set("large_matrix_value", 1e100);
+  options_.set("large_matrix_value", 1e100);  // the model's coefficients count, also very large ones
   // The active-set method for quadratic objectives gets slower with the cube of that dimension; others are quick there.
   options_.set("qp_nullspace_limit", 300);
   options_.set("mip_ipm_solver", "ipx");  // the other one is in a library that is not part of us
@@ -63,17 +49,15 @@ Session::Session() : owner_(Highs_create()), highs_(owner_.get()), options_(high
 
 Session::~Session() = default;
 
-void Session::solve(const Model& model, const SolveRequest& request, Solution& result) {
+Session::Solve Session::begin(const Model& model, const SolveRequest& request, Solution& result) const {
   const bool limited = request.secondsLeft < 1e9;
-  const auto wait = std::chrono::duration<double>(limited ? std::max(request.secondsLeft, 0.0) : 0);
-  Solve solve{model, request, result, Clock::now() + std::chrono::duration_cast<Clock::duration>(wait), limited};
-  const struct Current {
-    Session& session;
-    ~Current() {
-      session.now_ = nullptr;
-      session.output(false);
-    }
-  } current{*this};
+  const std::chrono::duration<double> wait(limited ? std::max(request.secondsLeft, 0.0) : 0);
+  return {model, request, result, Clock::now() + std::chrono::duration_cast<Clock::duration>(wait), limited};
+}
+
+void Session::solve(const Model& model, const SolveRequest& request, Solution& result) {
+  Solve solve = begin(model, request, result);
+  const Current current{*this};
   now_ = &solve;
 
   options_.apply(request, model);
@@ -83,6 +67,7 @@ void Session::solve(const Model& model, const SolveRequest& request, Solution& r
   if (!again && startsFromBasis(request)) again = !(*request.start == last_);
   if (again) {
     ended_ = false;
+    shown_ = {};
     if (request.mip) {
       forget();  // what an LP left would be taken for a start of the search
     } else {
@@ -91,7 +76,6 @@ void Session::solve(const Model& model, const SolveRequest& request, Solution& r
     listen();
     status_ = run();
     if (request.mip && !capped_.empty()) status_ = settleCaps(status_);
-    status_ = settleUnbounded(status_);
     status_ = centre(status_);
     improvements_ = solve.improvements;
     options_.settle();
@@ -109,7 +93,7 @@ void Session::forget() {
   basisKnown_ = false;
 }
 
-HighsInt Session::run() {
+void Session::setLimit() {
   constexpr double kForEver = 1e7;
   now_->limit = kForEver;
   if (now_->limited) {
@@ -117,6 +101,10 @@ HighsInt Session::run() {
   }
   must(Highs_zeroAllClocks(highs_), "reset its clocks");  // its limit counts over all runs of an instance
   must(Highs_setDoubleOptionValue(highs_, "time_limit", now_->limit), "set its time limit");
+}
+
+HighsInt Session::run() {
+  setLimit();
   {
     const Workers workers(now_->request.controls->getInt(control::threads));
     const Running running(*this);
@@ -136,13 +124,20 @@ HighsInt Session::run() {
   }
   const HighsInt status = Highs_getModelStatus(highs_);
   if (status == kMemoryLimit) throw Error(TVLO_ERR_MEMORY, "Out of memory");
-  // It gave up without a word, or the limit that is there because its quadratic method may cycle ended that.
-  const bool cycled = hasHessian_ && status == kHighsModelStatusIterationLimit;
-  if (cycled || status == kHighsModelStatusNotset) return kHighsModelStatusUnknown;
+  // It gave up without a word, or came to a limit that is there because the method may go on for ever.
+  const bool limited = status == kHighsModelStatusIterationLimit;
+  if ((limited && !reachedLimit()) || status == kHighsModelStatusNotset) return kHighsModelStatusUnknown;
   if (status == kHighsModelStatusLoadError || status == kHighsModelStatusModelError) {
     throw Error(TVLO_ERR_ENGINE, format("HiGHS refused the model (status %d)", status));
   }
   return status;
+}
+
+// Whether a limit on iterations that the last run came to is the caller's.
+bool Session::reachedLimit() const {
+  const ControlValues& controls = *now_->request.controls;
+  return !hasHessian_ && (integer("simplex_iteration_count") >= controls.getInt(control::lpiterlimit) ||
+                          integer("ipm_iteration_count") >= controls.getInt(control::bariterlimit));
 }
 
 // Columns without an upper bound were given one. What was found holds where none of them is near it; that
@@ -178,22 +173,6 @@ HighsInt Session::settleCaps(HighsInt status) {
     pass(model, Semi::native, cap_ * 100);
     status = run();
   }
-}
-
-// "Unbounded or infeasible", and the unbounded relaxation of a MIP: whether there is any point decides.
-HighsInt Session::settleUnbounded(HighsInt status) {
-  const Model& model = now_->model;
-  const bool unsettled =
-      status == kHighsModelStatusUnboundedOrInfeasible || (now_->request.mip && status == kHighsModelStatusUnbounded);
-  if (!unsettled || model.columns() == 0 || hasHessian_) return status;
-  std::vector<double> cost(model.columns(), 0);
-  must(Highs_changeColsCostByRange(highs_, 0, model.columns() - 1, cost.data()), "change costs");
-  held_ = false;
-  const HighsInt found = run();
-  for (int j = 0; j < model.columns(); ++j) cost[j] = this->cost(model, j);
-  must(Highs_changeColsCostByRange(highs_, 0, model.columns() - 1, cost.data()), "change costs");
-  held_ = true;
-  return found == kHighsModelStatusOptimal ? kHighsModelStatusUnbounded : found;
 }
 
 // HiGHS adds a multiple of |x|^2 to a quadratic objective, without which its method is slow or fails, and with which
@@ -276,13 +255,15 @@ void Session::readPoint(PointValues& point, bool duals) const {
       for (double& value : *values) value = -value;
     }
   }
-  if (factors_.empty()) return;
-  for (size_t j = 0; j < point.x.size(); ++j) point.x[j] *= factors_[j];
+  for (size_t j = 0; j < factors_.size(); ++j) point.x[j] *= factors_[j];
+  if (!duals) return;
+  for (size_t j = 0; j < factors_.size(); ++j) point.redcost[j] /= factors_[j];
+  for (size_t i = 0; i < rowFactors_.size(); ++i) point.dual[i] *= rowFactors_[i];
 }
 
 void Session::extractLp() {
   Solution& result = now_->result;
-  result.lpStatus = lpStatusOf(status_);
+  result.lpStatus = lpStatusOf(status_, dropped_);
   result.stop = stopOf(status_);
   const bool optimal = result.lpStatus == LpStatus::optimal;
   if (centred_.available) {
@@ -303,16 +284,16 @@ void Session::extractMip() {
   result.stop = stopOf(status_);
   result.mipSolutions = improvements_;
   const bool feasible = integer("primal_solution_status") == kHighsSolutionStatusFeasible;
-  switch (lpStatusOf(status_)) {
+  switch (lpStatusOf(status_, dropped_)) {
     case LpStatus::optimal:
-      result.mipStatus = MipStatus::optimal;
+      result.mipStatus = dropped_ ? MipStatus::solution : MipStatus::optimal;
       break;
     case LpStatus::infeasible:
       result.mipStatus = MipStatus::infeasible;
       return;
     case LpStatus::unbounded:
       result.mipStatus = MipStatus::unbounded;
-      return;
+      break;
     default:
       result.mipStatus = feasible ? MipStatus::solution : MipStatus::noSolution;
   }

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <exception>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -19,6 +20,7 @@ class Session final : public EngineSession {
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
   void solve(const Model& model, const SolveRequest& request, Solution& result) override;
+  void explain(const Model& model, const SolveRequest& request, LpStatus claim, Evidence& evidence) override;
   // clock.cpp: the time that HiGHS is told, in nanoseconds and in seconds
   static int64_t nowOfThisThread() noexcept;
   static int64_t secondsOfThisThread() noexcept;
@@ -38,7 +40,7 @@ class Session final : public EngineSession {
     Session* const previous_;
   };
 
-  // What is true while solve() runs; HiGHS's callbacks read it.
+  // What is true while solve() or explain() runs; HiGHS's callbacks read it.
   struct Solve {
     const Model& model;
     const SolveRequest& request;
@@ -60,6 +62,7 @@ class Session final : public EngineSession {
   // synchronise.cpp: whether anything went over
   bool synchronise(const Model& model, const SolveRequest& request);
   void pass(const Model& model, Semi semi, double cap);
+  void scale(const Model& model, SparseMatrix& matrix, const std::vector<HighsInt>& types);
   void passHessian(const Model& model);
   double cost(const Model& model, int column) const;  // as HiGHS has it
   void follow(const Model& model);
@@ -68,6 +71,15 @@ class Session final : public EngineSession {
   void addColumns(const Model& model, int first);
   void addRows(const Model& model, int first);
 
+  // Takes the present solve back when it ends, and the output.
+  struct Current {
+    Session& session;
+    ~Current() {
+      session.now_ = nullptr;
+      session.output(false);
+    }
+  };
+
   // basis.cpp
   void retire(const Changes& changes);
   bool inherited(const Model& model, const Basis& start) const;
@@ -75,10 +87,12 @@ class Session final : public EngineSession {
   Basis basis() const;
 
   // session.cpp
+  Solve begin(const Model& model, const SolveRequest& request, Solution& result) const;
+  void setLimit();
   HighsInt run();
+  bool reachedLimit() const;
   void forget();  // the last solution and basis
   HighsInt settleCaps(HighsInt status);
-  HighsInt settleUnbounded(HighsInt status);
   HighsInt centre(HighsInt status);
   Stop stopOf(HighsInt status) const;
   void extractLp();
@@ -114,8 +128,13 @@ class Session final : public EngineSession {
   bool mirrored_ = false;  // as the minimisation of the negated costs
   Semi semi_ = Semi::relaxed;
   double cap_ = 0;
-  std::vector<double> factors_;  // of columns; empty: all 1
-  std::vector<int> capped_;      // columns
+  std::vector<double> factors_;     // of columns, which are so many times HiGHS's; empty: all 1
+  std::vector<double> rowFactors_;  // of rows, so many of which are HiGHS's; empty: all 1
+  bool small_ = false;              // the model has coefficients that HiGHS drops by itself
+  bool scaled_ = false;             // so rows and columns have factors, or because that was asked for
+  bool asked_ = false;
+  bool dropped_ = false;     // coefficients that count were too small even so
+  std::vector<int> capped_;  // columns
 
   bool discrete_ = false;  // it is a MIP to HiGHS
 
@@ -123,8 +142,9 @@ class Session final : public EngineSession {
   bool ended_ = false;       // the last solve ended for good with `status_`, and nothing has changed since
   HighsInt status_ = kHighsModelStatusNotset;
   int improvements_ = 0;
-  PointValues centred_;  // the last run's point, where centre() found a better one
-  Basis last_;           // that the last LP solve reported, in the numbering of that time
+  PointValues centred_;                 // the last run's point, where centre() found a better one
+  std::map<LpStatus, Evidence> shown_;  // for claims of the last run
+  Basis last_;                          // that the last LP solve reported, in the numbering of that time
 };
 
 }  // namespace tvlo::highs

@@ -1,12 +1,17 @@
 // Handing the model over: the first time whole, later by difference.
 #include <algorithm>
 #include <climits>
+#include <cmath>
+#include <numeric>
 
+#include "engines/highs/scaling.h"
 #include "engines/highs/session.h"
 
 namespace tvlo::highs {
 
 namespace {
+
+double scaledBound(double bound, double factor) { return std::abs(bound) < TVLO_INFINITY ? bound * factor : bound; }
 
 struct RowLimits {
   std::vector<double> lower, upper;
@@ -17,6 +22,11 @@ struct RowLimits {
   RowLimits(const Model& model, int first) {
     reserve(model.rows() - first);
     for (int row = first; row < model.rows(); ++row) add(model.rowBounds(row));
+  }
+  void scale(const std::vector<double>& factors) {
+    for (std::vector<double>* const side : {&lower, &upper}) {
+      for (size_t i = 0; i < side->size(); ++i) (*side)[i] = scaledBound((*side)[i], factors[i]);
+    }
   }
 
  private:
@@ -72,6 +82,15 @@ bool dropsHessian(const Model& model) {
   return model.quadraticObjective().empty() || !columns.deleted().empty() || columns.kept() < model.columns();
 }
 
+// Among what HiGHS does not hold yet.
+bool anySmall(const Model& model) {
+  const Changes& changes = model.changes();
+  if (hasSmall(model.byRows(), changes.rows.kept())) return true;
+  if (changes.columns.kept() < model.columns() && hasSmall(model.byColumns(), changes.columns.kept())) return true;
+  return std::any_of(changes.coefs.begin(), changes.coefs.end(),
+                     [&](const auto& at) { return std::abs(model.coefficient(at.first, at.second)) < kSmallest; });
+}
+
 bool anySemi(const Model& model) {
   const std::vector<char>& types = model.columnTypes();
   const Changes& changes = model.changes();
@@ -89,13 +108,16 @@ bool Session::synchronise(const Model& model, const SolveRequest& request) {
   const bool mirror = mustMirror(model, request);
   if (mirror != mirrored_) held_ = false;
   mirrored_ = mirror;
+  if (request.scaled != asked_) held_ = false;
+  asked_ = request.scaled;
   const bool unchanged = held_ && changes.none(model.rows(), model.columns());
   // Semi-continuous columns may take another form with any change, so such models always go over whole.
   if (hasSemi_ || anySemi(model)) {
     if (unchanged && semi == semi_ && (cap_ == kFirstCap || capped_.empty())) return false;
   } else {
     if (unchanged) return false;
-    if (held_ && !changes.rebuild && !worthRebuilding(model) && !(hasHessian_ && dropsHessian(model))) {
+    const bool simple = !small_ && !scaled_ && !(hasHessian_ && dropsHessian(model));
+    if (held_ && simple && !changes.rebuild && !worthRebuilding(model) && !anySmall(model)) {
       ended_ = false;
       follow(model);
       return true;
@@ -115,17 +137,21 @@ void Session::pass(const Model& model, Semi semi, double cap) {
   const int n = model.columns();
   const SparseMatrix& matrix = model.byRows();
   const std::vector<HighsInt> start = narrowedStarts(matrix.start, 0);
-  const RowLimits rows(model, 0);
+  RowLimits rows(model, 0);
   const double* costData = model.objective().data();
   const double* lower = model.lower().data();
   const double* upper = model.upper().data();
   const double* value = matrix.value.data();
   factors_.clear();
+  rowFactors_.clear();
   capped_.clear();
   hasSemi_ = std::any_of(model.columnTypes().begin(), model.columnTypes().end(), isSemi);
+  small_ = hasSmall(matrix, 0);
+  scaled_ = asked_ || (small_ && losesByDropping(model));
 
   std::vector<HighsInt> types;
-  std::vector<double> costs, lowers, uppers, values;
+  std::vector<double> costs, lowers, uppers;
+  SparseMatrix own;  // where values differ from the model's
   if (model.hasIntegers()) {
     types.reserve(n);
     for (int j = 0; j < n; ++j) {
@@ -137,21 +163,39 @@ void Session::pass(const Model& model, Semi semi, double cap) {
       factors_.push_back(form.factor);
       if (form.capped) capped_.push_back(j);
     }
+    if (std::all_of(factors_.begin(), factors_.end(), [](double factor) { return factor == 1; })) factors_.clear();
   }
-  if (hasSemi_) {
+  if (scaled_ || !factors_.empty()) {
+    own = matrix;
+    for (size_t k = 0; !factors_.empty() && k < own.value.size(); ++k) own.value[k] *= factors_[own.index[k]];
+    value = own.value.data();
+  }
+  if (scaled_) {
+    const std::vector<double> before = factors_;
+    scale(model, own, types);
+    rows.scale(rowFactors_);
+    if (lowers.empty()) {
+      lowers = model.lower();
+      uppers = model.upper();
+    }
+    for (int j = 0; j < n; ++j) {
+      const double by = (before.empty() ? 1 : before[j]) / factors_[j];
+      lowers[j] = scaledBound(lowers[j], by);
+      uppers[j] = scaledBound(uppers[j], by);
+    }
+  }
+  if (!lowers.empty()) {
     lower = lowers.data();
     upper = uppers.data();
-    if (std::all_of(factors_.begin(), factors_.end(), [](double factor) { return factor == 1; })) factors_.clear();
   }
   if (mirrored_ || !factors_.empty()) {
     costs.reserve(n);
     for (int j = 0; j < n; ++j) costs.push_back(cost(model, j));
     costData = costs.data();
   }
-  if (!factors_.empty()) {
-    values = matrix.value;
-    for (size_t k = 0; k < values.size(); ++k) values[k] *= factors_[matrix.index[k]];
-    value = values.data();
+  if (!scaled_) {
+    options_.set("small_matrix_value", kSmallest);  // other values put searches on other paths
+    dropped_ = false;
   }
   must(Highs_passModel(highs_, n, model.rows(), counted(matrix.nonzeros()), 0, kHighsMatrixFormatRowwise,
                        kHighsHessianFormatTriangular, mirrored_ ? 1 : model.sense(),
@@ -166,6 +210,18 @@ void Session::pass(const Model& model, Semi semi, double cap) {
   cap_ = cap;
   basisKnown_ = false;
   discrete_ = std::any_of(types.begin(), types.end(), [](HighsInt type) { return type != kHighsVarTypeContinuous; });
+}
+
+// Only continuous columns of a linear objective may be scaled.
+void Session::scale(const Model& model, SparseMatrix& matrix, const std::vector<HighsInt>& types) {
+  std::vector<bool> free(model.columns(), model.quadraticObjective().empty());
+  for (size_t j = 0; j < types.size(); ++j) {
+    const bool integer = now_->request.mip && types[j] != kHighsVarTypeContinuous;
+    free[j] = free[j] && !integer;
+  }
+  const double least = highs::scale(matrix, model, free, rowFactors_, factors_);
+  options_.set("small_matrix_value", least < kSmallest ? kLeastKept : kSmallest);
+  dropped_ = least < kLeastKept;
 }
 
 // HiGHS takes the lower triangle by columns, of x'Qx/2 as the store has it; a column's entries are those in which it
