@@ -7,7 +7,7 @@ import sys
 from pathlib import Path
 from typing import Any
 
-from benchmarks import nonlinear, quadratic, searches, small, solving, terms
+from benchmarks import deletion, nonlinear, quadratic, searches, small, solving, terms
 from benchmarks.models import FORM, P_MEDIAN, PRODUCT, TRANSPORT, transport_tavlo
 from benchmarks.timing import best_in_turns, ratio_line, seconds
 
@@ -71,6 +71,7 @@ PARTS = {
     "solve": ("Solving", solving.main),
     "mip": ("Tree searches, CPU time", searches.main),
     "million": ("A million variables and a million rows", million),
+    "deletion": ("10,000 single deletions from a million rows and columns", deletion.main),
     "quadratic": ("Convex quadratic models, solving (at most 1.3)", quadratic.main),
     "nonlinear": ("Quadratic and nonlinear models", nonlinear.main),
     "small": ("Single operations", small.main),

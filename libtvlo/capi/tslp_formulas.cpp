@@ -113,6 +113,18 @@ int TSLPadduserfunction(TSLPprob slp, const char* name, int type, int nargs, int
   });
 }
 
+int TSLPchguserfunction(TSLPprob slp, int id, TSLPuserfn func, void* data) {
+  return guardSlpChange(slp, [&](tvlo_prob_s& problem) {
+    UserFunctions& functions = problem.model.formulas().functions;
+    if (!functions.find(id)) badArgument("There is no user function %d", id);
+    if (func == nullptr) badArgument("The user function is missing");
+    auto changed = std::make_shared<UserFunction>(*functions.find(id));  // copies of the problem share the old one
+    changed->function = func;
+    changed->data = data;
+    functions.replace(id, std::move(changed));
+  });
+}
+
 int TSLPchgvar(TSLPprob slp, int col, const int* detrow, const double* initstepbound, const double* stepbound,
                const double* penalty, const double* damp, const double* initial, const double* value, const int* tolset,
                const int* history, const int* converged, const int* vartype) {

@@ -13,6 +13,8 @@ int UserFunctions::add(std::shared_ptr<UserFunction> function) {
   return size();
 }
 
+void UserFunctions::replace(int id, std::shared_ptr<UserFunction> function) { entries_[id - 1] = std::move(function); }
+
 const std::shared_ptr<UserFunction>& UserFunctions::find(int id) const {
   static const std::shared_ptr<UserFunction> none;
   return id >= 1 && id <= size() ? entries_[id - 1] : none;

@@ -30,7 +30,8 @@ struct UserFunction {
 class UserFunctions {
  public:
   int size() const { return static_cast<int>(entries_.size()); }
-  int add(std::shared_ptr<UserFunction> function);          // its id, from 1
+  int add(std::shared_ptr<UserFunction> function);  // its id, from 1
+  void replace(int id, std::shared_ptr<UserFunction> function);
   const std::shared_ptr<UserFunction>& find(int id) const;  // null when there is none
 
  private:

@@ -120,6 +120,8 @@ TVLO_API int TSLPgetcoefformula(TSLPprob slp, int row, int col, double* factor, 
 typedef int (*TSLPuserfn)(const double* x, int nargs, double* value, double* derivs, void* data);  // derivs null: none
 TVLO_API int TSLPadduserfunction(TSLPprob slp, const char* name, int type, int nargs, int nresults, int options,
                                  TSLPuserfn func, void* data, int* id);
+// Another function and other data behind an identifier, as a copy of a problem may need.
+TVLO_API int TSLPchguserfunction(TSLPprob slp, int id, TSLPuserfn func, void* data);
 
 // ---- variables and rows of the nonlinear problem ------------------------------------------------
 // Null pointers change nothing. `detrow` -1: none. `initial` is the value that a solve starts from.

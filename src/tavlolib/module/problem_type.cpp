@@ -101,10 +101,13 @@ PyTypeObject problemType() {
   t.tp_new = problem_new;
   t.tp_init = problem_init;
   t.tp_dealloc = problem_dealloc;
+  t.tp_traverse = problem_traverse;
+  t.tp_clear = problem_clear;
+  t.tp_free = PyObject_GC_Del;
   t.tp_str = problem_str;
   t.tp_methods = allMethods();
   t.tp_members = kMembers;
-  t.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE;
+  t.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE | Py_TPFLAGS_HAVE_GC;
   t.tp_doc = kProblemDoc;
   return t;
 }

@@ -24,6 +24,7 @@ struct Element {
 PyObject* takeLeaf(problem_s* p, PyObject* leaf, void* data) {
   auto* e = static_cast<Element*>(data);
   if (!e->reached) {
+    if (checkProblemIsInitialized(p) != 0) return nullptr;  // the walk may have released it
     e->reached = true;
     e->kind = leafType(leaf);
     if (e->kind == kLeafVar) e->columns.emplace(p);
@@ -60,7 +61,7 @@ class Elements {
   int add(PyObject* element) {
     if (checkProblemIsInitialized(p_) != 0) return -1;  // code of an element before may have released it
     if (PyUnicode_Check(element) || PyBytes_Check(element)) return name(element);
-    if (var_Check(element) && rowcolmap_has(p_->varmap, varIndex(reinterpret_cast<var_s*>(element))))
+    if (var_Check(element) && p_->registry().vars.has(varIndex(reinterpret_cast<var_s*>(element))))
       return objective(element);
     Element e;
     const bool whole = forEachLeaf(p_, element, takeLeaf, &e, kWalkDepth) != nullptr;

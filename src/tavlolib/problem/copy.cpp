@@ -1,20 +1,10 @@
 // Copies of a problem.
-#include "problem/entities/column_table.h"
+#include "problem/problem.h"
 #include "problem/translation/user_function.h"
 #include "pyutil/ref.h"
 
 namespace tavlo {
 namespace {
-
-int copyRegistry(problem_s* to, const problem_s* from) {
-  for (PyObject* problem_s::* list : {&problem_s::vars, &problem_s::cons, &problem_s::sets})
-    if (PyList_SetSlice(to->*list, 0, 0, from->*list) != 0) return -1;
-  for (rowcolmap* problem_s::* map : {&problem_s::varmap, &problem_s::conmap, &problem_s::sosmap}) {
-    rowcolmap_free(&(to->*map));
-    if (rowcolmap_copy(&(to->*map), from->*map) != 0) return PyErr_NoMemory(), -1;
-  }
-  return 0;
-}
 
 int fill(problem_s* to, const problem_s* from) {
   if (problem_createRegistry(to) != 0 || problem_createHandles(to) != 0 || problem_applyDefaultControls(to) != 0)
@@ -22,14 +12,8 @@ int fill(problem_s* to, const problem_s* from) {
   if (TVLOcopyprob(to->prob, from->prob, "") != 0 || TSLPcopyprob(to->slpprob, from->slpprob, "") != 0 ||
       TVLOcopycontrols(to->prob, from->prob) != 0 || TSLPcopycontrols(to->slpprob, from->slpprob) != 0)
     return solverFailed(to);
-  if (userfuncmap_copy(&to->userFuncs, from->userFuncs) != 0) return -1;
   to->outputEnabled = from->outputEnabled;
-  to->nlConstCol = from->nlConstCol;
-  to->nlRowCount = from->nlRowCount;
-  to->nlObjective = from->nlObjective;
-  to->objAuxCol = from->objAuxCol;
-  to->objAuxRow = from->objAuxRow;
-  return copyRegistry(to, from);
+  return to->registry().copyFrom(from->registry()) == 0 ? copyUserFunctions(to, from) : -1;
 }
 
 PyObject* problem_copy(PyObject* self, PyObject*) {

@@ -6,8 +6,7 @@
 #include <utility>
 
 #include "model/packed_word.h"
-#include "problem/entities/column_table.h"
-#include "problem/translation/user_function.h"
+#include "problem/problem.h"
 #include "pyutil/array.h"
 #include "pyutil/ref.h"
 
@@ -46,50 +45,20 @@ class NameReader {
   Array<char> buffer_;
 };
 
-// A registry that is filled before it becomes the problem's.
-struct Registry {
-  Ref vars = Ref::steal(PyList_New(0)), cons = Ref::steal(PyList_New(0)), sets = Ref::steal(PyList_New(0));
-  rowcolmap *varmap = rowcolmap_new(), *conmap = rowcolmap_new(), *sosmap = rowcolmap_new();
-  userfuncmap* userFuncs = nullptr;
-
-  Registry() = default;
-  Registry(const Registry&) = delete;
-  Registry& operator=(const Registry&) = delete;
-  ~Registry() {
-    rowcolmap_free(&varmap);
-    rowcolmap_free(&conmap);
-    rowcolmap_free(&sosmap);
-    userfuncmap_free(&userFuncs);
-  }
-  bool isComplete() const { return vars && cons && sets && varmap && conmap && sosmap; }
-
-  // The problem's goes with this object.
-  void exchange(problem_s* p) {
-    for (auto [mine, its] : {std::pair{&vars, &p->vars}, {&cons, &p->cons}, {&sets, &p->sets}}) {
-      PyObject* old = *its;
-      *its = mine->release();
-      *mine = Ref::steal(old);
-    }
-    std::swap(varmap, p->varmap);
-    std::swap(conmap, p->conmap);
-    std::swap(sosmap, p->sosmap);
-    std::swap(userFuncs, p->userFuncs);
-    p->columns->drop();
-    ++p->changes;
-    ++p->epoch;
-    p->nlConstCol = p->objAuxCol = p->objAuxRow = -1;
-    p->nlRowCount = p->nlObjective = 0;
-    p->solvedNonlinear = false;
-  }
-};
+// The problem's goes with `registry`.
+void exchange(problem_s* p, BasicRef<registry_s>* registry) {
+  registry_s* old = std::exchange(p->shared, registry->release());
+  *registry = BasicRef<registry_s>::steal(old);
+  p->solvedNonlinear = false;
+}
 
 int couldNot(const char* text) {
   if (!PyErr_Occurred()) modelError("%s", text);
   return -1;
 }
 
-int enter(PyObject* list, rowcolmap* map, PyObject* object, uint64_t key, int index, const char* failure) {
-  return rowcolmap_set(map, key, index) == 0 && PyList_Append(list, object) == 0 ? 0 : couldNot(failure);
+int enter(Entries* entries, PyObject* object, uint64_t key, const char* failure) {
+  return entries->append(&object, &key, 1) == 0 ? 0 : couldNot(failure);
 }
 
 int variableType(char letter) {
@@ -119,7 +88,7 @@ int readColumns(problem_s* p, int count, int units, Registry* registry) {
         (limited && set_var_thold(word, limit[i]) != 0))
       return -1;
     const uint64_t key = varIndex(reinterpret_cast<var_s*>(object.get()));
-    if (enter(registry->vars.get(), registry->varmap, object.get(), key, i, kFailure) != 0) return -1;
+    if (enter(&registry->vars, object.get(), key, kFailure) != 0) return -1;
   }
   return 0;
 }
@@ -141,7 +110,7 @@ int readRows(problem_s* p, int count, int units, Registry* registry) {
     if (!object || !name) return -1;
     auto* c = reinterpret_cast<constraint_s*>(object.get());
     if (set_con_name(&c->info, name.get()) != 0 || setBounds(&c->info, lower[i], upper[i]) != 0) return -1;
-    if (enter(registry->cons.get(), registry->conmap, object.get(), conIndex(c), i, kFailure) != 0) return -1;
+    if (enter(&registry->cons, object.get(), conIndex(c), kFailure) != 0) return -1;
   }
   return 0;
 }
@@ -157,22 +126,21 @@ int fillRegistry(problem_s* p, Registry* registry) {
   if ((columns > 0 && readColumns(p, columns, units, registry) != 0) ||
       (rows > 0 && readRows(p, rows, units, registry) != 0))
     return -1;
-  registry->exchange(p);
-  p->nlRowCount = formulas + formulaRows;
+  registry->hasFormulas = formulas + formulaRows > 0;
   return 0;
 }
 
 // Neither the solver nor the registry holds anything.
-void empty(problem_s* p, Registry* nothing) {
+void empty(problem_s* p, BasicRef<registry_s>* nothing) {
   ErrorStash failure;
   if (TVLOloadlp(p->prob, nullptr, 0, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                  nullptr, nullptr) == 0)
-    nothing->exchange(p);
+    exchange(p, nothing);
 }
 
 int readFile(problem_s* p, const char* filename, const char* options) {
-  Registry fresh, nothing;
-  if (!fresh.isComplete() || !nothing.isComplete()) return PyErr_NoMemory(), -1;
+  BasicRef<registry_s> fresh = newRegistry(), nothing = newRegistry();
+  if (!fresh || !nothing) return -1;
   bool failed = false;
   {
     InUse reading(p, Use::file);
@@ -182,7 +150,10 @@ int readFile(problem_s* p, const char* filename, const char* options) {
   if (!p->prob) return checkProblemIsInitialized(p);
   // Objects are made while the problem is refused to other code: a garbage collection may run some.
   InUse filling(p, Use::file);
-  if (!failed && fillRegistry(p, &fresh) == 0) return 0;
+  if (!failed && fillRegistry(p, &fresh->body) == 0) {
+    exchange(p, &fresh);
+    return 0;
+  }
   empty(p, &nothing);
   return -1;
 }
@@ -218,7 +189,7 @@ PyObject* problem_write(PyObject* self, PyObject* args, PyObject* kwargs) {
     return nullptr;
   Ref held = Ref::borrow(self);
   InUse writing(p, Use::file);
-  const bool formulas = hasNonlinearContent(p) || std::strchr(flags, 'g');
+  const bool formulas = p->registry().isNonlinear() || std::strchr(flags, 'g');
   if (formulas ? TSLPwriteprob(p->slpprob, filename, flags) != 0 : TVLOwriteprob(p->prob, filename, flags) != 0) {
     formulas ? nonlinearFailed(p) : solverFailed(p);
     return nullptr;

@@ -4,8 +4,7 @@
 #include <new>
 #include <utility>
 
-#include "problem/entities/column_table.h"
-#include "problem/translation/user_function.h"
+#include "problem/problem.h"
 #include "pyutil/array.h"
 #include "pyutil/ref.h"
 #include "runtime/printers.h"
@@ -85,14 +84,23 @@ void raiseProblemError(PyObject* problem) {
 
 // That may run Python code, which may create and delete problems.
 void releaseProblems() {
-  for (problem_s* p = tvl_py_env.problems; p;) {
-    if (Py_REFCNT(reinterpret_cast<PyObject*>(p)) == 0) {  // being deallocated: it releases itself
-      p = p->nextProblem;
-      continue;
+  // From a record on, the first that is not being deallocated, which releases itself.
+  const auto from = [](problem_s* p) {
+    while (p && Py_REFCNT(reinterpret_cast<PyObject*>(p)) == 0) p = p->nextProblem;
+    return BasicRef<problem_s>::borrow(p);
+  };
+  // What is released may run Python code, which may create and delete problems: the next record is held before this one
+  // is let go, and the chain is walked again while there was one to release. Finalisers that always make another
+  // problem must not keep it up for ever.
+  constexpr int kMostWalks = 1000;
+  bool found = true;
+  for (int walk = 0; found && walk < kMostWalks; ++walk) {
+    found = false;
+    for (BasicRef<problem_s> p = from(tvl_py_env.problems); p; p = from(p->nextProblem)) {
+      if (!p->prob || p->releaseWhenIdle) continue;
+      found = true;
+      problem_freeresources(p.get());
     }
-    auto held = BasicRef<problem_s>::borrow(p);
-    problem_freeresources(p);
-    p = p->nextProblem;
   }
 }
 
@@ -135,7 +143,6 @@ PyObject* problem_new(PyTypeObject* type, PyObject*, PyObject*) {
   PyObject* self = type->tp_alloc(type, 0);
   if (!self) return nullptr;
   problem_s* p = self_(self);
-  p->nlConstCol = p->objAuxCol = p->objAuxRow = -1;
   p->outputEnabled = 1;
   p->module = tvl_py_env.module;
   Py_XINCREF(p->module);
@@ -144,22 +151,11 @@ PyObject* problem_new(PyTypeObject* type, PyObject*, PyObject*) {
 }
 
 int problem_createRegistry(problem_s* p) {
-  p->vars = PyList_New(0);
-  p->cons = PyList_New(0);
-  p->sets = PyList_New(0);
-  if (!p->vars || !p->cons || !p->sets) return -1;
-  p->varmap = rowcolmap_new();
-  p->conmap = rowcolmap_new();
-  p->sosmap = rowcolmap_new();
-  p->columns = new (std::nothrow) ColumnTable;
-  if (!p->varmap || !p->conmap || !p->sosmap || !p->columns) {
-    PyErr_NoMemory();
-    return -1;
-  }
+  BasicRef<registry_s> registry = newRegistry();
+  if (!registry) return -1;
+  p->shared = registry.release();
   Ref old_controls = Ref::steal(replaced(p->controls, ctrl_base(p)));
   Ref old_attributes = Ref::steal(replaced(p->attributes, attr_base(p)));
-  p->nlConstCol = p->objAuxCol = p->objAuxRow = -1;
-  p->nlRowCount = p->nlObjective = 0;
   p->solvedNonlinear = false;
   return p->controls && p->attributes ? 0 : -1;
 }
@@ -179,21 +175,15 @@ void problem_freeresources(problem_s* p) {
     return;
   }
   destroyHandles(p);
-  ++p->epoch;
-  ++p->changes;
   // Releasing the objects may run Python code, which finds the record empty.
-  const Ref held[] = {Ref::steal(replaced(p->controls, newRef(Py_None))),
-                      Ref::steal(replaced(p->attributes, newRef(Py_None))), Ref::steal(replaced(p->vars, nullptr)),
-                      Ref::steal(replaced(p->cons, nullptr)), Ref::steal(replaced(p->sets, nullptr))};
-  rowcolmap_free(&p->varmap);
-  rowcolmap_free(&p->conmap);
-  rowcolmap_free(&p->sosmap);
-  delete std::exchange(p->columns, nullptr);
-  userfuncmap_free(&p->userFuncs);
+  const Ref controls = Ref::steal(replaced(p->controls, newRef(Py_None)));
+  const Ref attributes = Ref::steal(replaced(p->attributes, newRef(Py_None)));
+  const auto shared = BasicRef<registry_s>::steal(std::exchange(p->shared, nullptr));
 }
 
 void problem_dealloc(PyObject* self) {
   problem_s* p = self_(self);
+  PyObject_GC_UnTrack(self);
   problem_freeresources(p);
   Py_CLEAR(p->controls);
   Py_CLEAR(p->attributes);
@@ -201,6 +191,18 @@ void problem_dealloc(PyObject* self) {
   unlink(p);
   Ref module = Ref::steal(p->module);  // released last
   Py_TYPE(self)->tp_free(self);
+}
+
+int problem_traverse(PyObject* self, visitproc visit, void* arg) {
+  Py_VISIT(self_(self)->shared);
+  return 0;
+}
+
+// Of a problem that only its own objects or user functions refer to. It is not being solved: the method that does so
+// holds it.
+int problem_clear(PyObject* self) {
+  problem_freeresources(self_(self));
+  return 0;
 }
 
 // ---- methods ----

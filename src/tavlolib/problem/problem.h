@@ -1,46 +1,35 @@
 // The problem record and what its files share. Every method first checks checkProblemIsInitialized.
 //
-// Registry: column j of the solver is vars[j] and varmap holds vars[j]'s key -> j; likewise for rows. It matches the
-// solver after every call, also after a failing one: a call changes all of what it was given or nothing.
 // Threads: everything needs the interpreter lock. A solve releases it: until it ends, calls from other threads are
-// refused. Python code that a call runs (generators, finalizers) may change the problem: `changes` and `epoch` tell.
+// refused. Python code that a call runs (generators, finalizers) may change the problem: the registry tells.
 #pragma once
 
 #include "model/objects.h"
+#include "problem/registry.h"
 #include "pyutil/python.h"
 #include "runtime/errors.h"
 #include "tvlo/tslp.h"
 #include "tvlo/tvlo.h"
 
-inline constexpr int kCallbackKinds = 40;
-
 namespace tavlo {
-class ColumnTable;
-struct userfuncmap;
 enum class Use : int32_t { idle, solving, file };  // file: being read or written, refused to every other call
 }  // namespace tavlo
 
 struct problem_s {
   PyObject_HEAD TVLOprob prob;  // null while the record is not initialised
   TSLPprob slpprob;
-  PyObject *vars, *cons, *sets;  // position = solver index
+  tavlo::registry_s* shared;  // null, too, while the record is not initialised
   PyObject *controls, *attributes;
-  tavlo::rowcolmap *varmap, *conmap, *sosmap;  // object index -> solver index
-  PyObject* callbacks[kCallbackKinds];
-  int32_t nlConstCol, nlRowCount, nlObjective;
-  tavlo::userfuncmap* userFuncs;  // problem/translation/user_function.h; null while there are none
-  int32_t objAuxCol, objAuxRow;   // transfer column and row of a nonlinear objective, registered like any other
   int32_t outputEnabled;
   problem_s *prevProblem, *nextProblem;  // chain of live problems
-  PyObject* link;    // shared with the control and attribute objects, which may outlive the problem; may be null
-  PyObject* module;  // which outlives all problems
-  tavlo::ColumnTable* columns;  // varmap for fast reading
-  uint64_t changes;             // counts the changes of the registry
-  uint64_t epoch;               // counts those after which a column index read before may mean another variable
-  bool solvedNonlinear;         // by the last solve: that of the nonlinear component
+  PyObject* link;        // shared with the control and attribute objects, which may outlive the problem; may be null
+  PyObject* module;      // which outlives all problems
+  bool solvedNonlinear;  // by the last solve: that of the nonlinear component
   tavlo::Use use;
   unsigned long useThread;
   bool releaseWhenIdle;  // released by a call while it was being solved
+
+  tavlo::Registry& registry() const { return shared->body; }
 };
 
 struct control_s {               // of the types control and attribute
@@ -56,6 +45,8 @@ inline bool isReady(const problem_s* p) { return p->prob && p->use == Use::idle;
 PyObject* problem_new(PyTypeObject* type, PyObject* args, PyObject* kwargs);
 int problem_init(PyObject* self, PyObject* args, PyObject* kwargs);
 void problem_dealloc(PyObject* self);
+int problem_traverse(PyObject* self, visitproc visit, void* arg);
+int problem_clear(PyObject* self);
 // Interrupts a running solve and leaves the release to its end.
 void problem_freeresources(problem_s* p);
 int problem_createHandles(problem_s* p);   // solver problems, settings and log handlers
@@ -112,12 +103,12 @@ enum LeafType {
 int leafType(PyObject* leaf);
 
 // index.cpp
+inline int64_t columnOf(const problem_s* p, const var_s* v) { return p->registry().vars.find(varIndex(v)); }  // or -1
 enum EntityKind { kRow = 0, kColumn = 1, kSet = 2, kColumnOrRow = 11 };
 int ObjInt2int(PyObject* obj, problem_s* p, int* index, int kind);
 
 // nonlinear.cpp
-inline bool hasNonlinearContent(const problem_s* p) { return p->nlRowCount > 0 || p->nlObjective != 0; }
-int countNonlinearRows(problem_s* p);    // sets nlRowCount anew; 0, or -1 with an exception
+int lookForFormulas(problem_s* p);       // after rows have gone; 0, or -1 with an exception
 int check_nl_unconstruct(problem_s* p);  // before a change of the model: takes away what a solve has built
 
 // solve.cpp

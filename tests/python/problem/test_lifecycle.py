@@ -2,6 +2,7 @@
 
 import gc
 import sys
+import weakref
 
 import numpy as np
 import pytest
@@ -207,3 +208,112 @@ def test_problems_hold_their_objects_only_as_long_as_they_live():
         with pytest.raises(tv.ModelError):
             p.addConstraint(c)
     assert (sys.getrefcount(x), sys.getrefcount(c)) == before
+
+
+class Model:
+    """The everyday model: an object that holds a problem whose user function is its own method."""
+
+    def __init__(self, problem=tv.problem):
+        self.x = tv.var(lb=-1, ub=1)
+        self.p = problem(self.x)
+        self.p.setOutputEnabled(False)
+        self.p.setObjective(tv.user(self.f, self.x))
+
+    def f(self, x):
+        return (x - 0.5) ** 2
+
+
+class Kept(tv.problem):
+    """A problem of a type that can hold itself."""
+
+    def __init__(self, *elements):
+        super().__init__(*elements)
+        self.me = self
+
+
+class Variable(tv.var):
+    pass
+
+
+def model_in_a_copy():
+    model = Model()
+    model.p = model.p.copy()
+    return model
+
+
+def variable_that_holds_its_problem():
+    x = Variable()
+    x.p = tv.problem(x)
+    return x
+
+
+@pytest.mark.parametrize(
+    "make", [Model, lambda: Model(Kept), model_in_a_copy, variable_that_holds_its_problem, lambda: Kept(tv.var())]
+)
+def test_problems_in_cycles_are_collected(make):
+    made = make()
+    p = made if isinstance(made, tv.problem) else made.p
+    p.solve()
+    alive, value = weakref.ref(made), p.getSolution()[0]
+    gc.collect()
+    assert alive() is made and p.getSolution()[0] == value, "what is in use stays"
+    del made, p
+    gc.collect()
+    assert alive() is None
+
+
+def test_a_problem_in_a_cycle_is_kept_by_its_solve():
+    """The only reference from outside is that of the call that solves it."""
+    collected = []
+
+    class Collecting(Model):
+        def f(self, x):
+            if not collected:
+                collected.append(gc.collect())
+            return super().f(x)
+
+    def start():
+        model = Collecting()
+        return weakref.ref(model), model.p.solve
+
+    alive, solve = start()
+    solve()
+    assert collected and alive() is not None
+    del solve
+    gc.collect()
+    assert alive() is None
+
+
+def test_library_stops_with_problems_that_hold_others(run_python):
+    """Each release may let go of the next problem, or make another one."""
+    code = """
+import gc
+import tavlo as tv
+
+class Holder(tv.problem):
+    pass
+
+class Last(tv.var):
+    __slots__ = ()
+    def __del__(self):
+        made.append(tv.problem(tv.var()))
+
+gc.disable()
+made = []
+for _ in range(50):
+    first, second = tv.problem(tv.var()), Holder(Last())
+    second.me, second.other = second, first
+    second.addVariable(Last())
+    del first, second
+print(tv.free())
+names = []
+for p in made:
+    try:
+        names.append(p.name())
+    except tv.ModelError as error:
+        names.append(str(error))
+print(len(made), set(names))
+gc.enable()
+gc.collect()
+"""
+    assert run_python(code).splitlines() == ["False", "100 {'Problem is not initialized'}"]

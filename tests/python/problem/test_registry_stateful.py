@@ -1,6 +1,7 @@
 """Random additions, deletions and failing calls: after each, lists, maps and solver counts must agree."""
 
 import math
+import random
 
 import pytest
 from hypothesis import HealthCheck, settings
@@ -76,6 +77,21 @@ class Registry(RuleBasedStateMachine):
         index = [next(i for i, x in enumerate(objects) if x is o) for o in gone]
         delete({"objects": gone, "indices": index, "iterator": iter(gone)}[how])
         objects[:] = [o for i, o in enumerate(objects) if i not in set(index)]
+
+    @precondition(lambda self: self.vars)
+    @rule(data=st.data(), n=st.integers(1, 30), hows=st.lists(st.sampled_from("oin"), min_size=1, max_size=3))
+    def delete_one_by_one(self, data, n, hows):
+        """Without a look at the whole in between, which would close the holes."""
+        for i in range(n):
+            objects, delete = [(self.vars, self.p.delVariable), (self.cons, self.p.delConstraint)][i % 2]
+            if not objects:
+                continue
+            at = data.draw(st.integers(0, len(objects) - 1))
+            gone = objects.pop(at)
+            assert self.p.getIndex(gone) == at
+            names = sum(o.name == gone.name for o in objects)
+            how = "o" if names else hows[i % len(hows)]
+            delete({"o": gone, "i": at, "n": gone.name}[how])
 
     @precondition(lambda self: self.vars)
     @rule(data=st.data(), sense=st.sampled_from([1, -1]))
@@ -198,6 +214,36 @@ class Registry(RuleBasedStateMachine):
             assert count == len(listed) == len(objects)
             assert all(a is b for a, b in zip(objects, listed))
             assert [self.p.getIndex(o) for o in objects] == list(range(count))
+
+
+def test_deletions_from_a_large_problem(agrees):
+    """Many blocks of positions, with holes in all of them and few looks in between."""
+    chance, n = random.Random(1), 20000
+    p = tv.problem()
+    objects = [tv.var(name=f"v{i}") for i in range(n)]
+    p.addVariable(objects)
+    for step in range(1500):
+        at = chance.choice([0, len(objects) - 1, chance.randrange(len(objects)), chance.randrange(len(objects))])
+        how = chance.randrange(8)
+        if how == 0:
+            new = [tv.var(name=f"w{step}_{i}") for i in range(chance.randrange(9))]
+            p.addVariable(new)
+            objects += new
+        elif how == 1:
+            last = min(at + chance.randrange(40), len(objects) - 1)
+            p.delVariable(first=at, last=last)
+            del objects[at : last + 1]
+        else:
+            gone = objects.pop(at)
+            p.delVariable([gone, at, gone.name, [at, at]][how % 4])
+        at = chance.randrange(len(objects))
+        assert p.getVariable(at) is objects[at] and p.getIndex(objects[at]) == at
+    p.delVariable(chance.sample(range(len(objects)), len(objects) // 2 - 50))
+    variables, _ = agrees(p)
+    assert len(variables) < n / 2 and set(map(id, variables)) <= set(map(id, objects))
+    q = p.copy()
+    q.delVariable(variables[5:])
+    assert (q.getVariable(), p.getIndex(variables[-1])) == (variables[:5], len(variables) - 1)
 
 
 Registry.TestCase.settings = settings(

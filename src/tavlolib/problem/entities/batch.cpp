@@ -23,24 +23,15 @@ int KeySet::add(uint64_t key, bool* fresh) {
 }
 
 int Registration::enter(PyObject* objects, const KeySet& keys) {
+  if (entries_.append(PySequence_Fast_ITEMS(objects), keys.data(), keys.size()) != 0) return -1;
   keys_ = &keys;
-  const Py_ssize_t size = PyList_GET_SIZE(list_);
-  for (; entered_ < keys.size(); ++entered_)
-    if (rowcolmap_set(map_, keys[entered_], size + entered_) != 0) return PyErr_NoMemory(), -1;
-  if (PyList_SetSlice(list_, size, size, objects) != 0) return -1;
-  listed_ = PyList_GET_SIZE(objects);
   return 0;
 }
 
 Registration::~Registration() {
-  if (kept_ || !keys_) return;
+  if (!keys_) return;
   ErrorStash failure;
-  for (int64_t i = 0; i < entered_; ++i) rowcolmap_del(map_, (*keys_)[i]);
-  for (; listed_ > 0; --listed_) {  // without the interpreter's functions, which may need memory
-    const Py_ssize_t last = PyList_GET_SIZE(list_) - 1;
-    const Ref removed = Ref::steal(PyList_GET_ITEM(list_, last));
-    Py_SET_SIZE(reinterpret_cast<PyVarObject*>(list_), last);
-  }
+  entries_.withdraw(keys_->data(), keys_->size());
 }
 
 }  // namespace tavlo

@@ -21,6 +21,7 @@ class KeySet {
   int add(uint64_t key, bool* fresh);  // 0, or -1 with MemoryError
   int64_t size() const { return size_; }
   uint64_t operator[](int64_t i) const { return keys_[static_cast<size_t>(i)]; }
+  const uint64_t* data() const { return keys_.data(); }
 
  private:
   int remember(uint64_t key);
@@ -30,25 +31,22 @@ class KeySet {
   indexset* seen_ = nullptr;  // made with the first key that does not ascend
 };
 
-// Enters collected objects in a list and its map, at the end, and withdraws them again unless they are kept. A deletion
-// meanwhile may put another list in the field's place.
+// Enters collected objects in the registry, at the end, and withdraws them again unless they are kept.
 class Registration {
  public:
-  Registration(PyObject*& list, rowcolmap* map) : list_(list), map_(map) {}
+  Registration(problem_s* p, Entries Registry::* kind)
+      : registry_(BasicRef<registry_s>::borrow(p->shared)), entries_(registry_->body.*kind) {}
   Registration(const Registration&) = delete;
   Registration& operator=(const Registration&) = delete;
   ~Registration();
 
-  int enter(PyObject* objects, const KeySet& keys);  // 0, or -1 with MemoryError
-  void keep() { kept_ = true; }
+  int enter(PyObject* objects, const KeySet& keys);  // a list of them; 0, or -1 with MemoryError
+  void keep() { keys_ = nullptr; }
 
  private:
-  PyObject*& list_;
-  rowcolmap* map_;
-  const KeySet* keys_ = nullptr;
-  int64_t entered_ = 0;    // keys
-  Py_ssize_t listed_ = 0;  // objects
-  bool kept_ = false;
+  BasicRef<registry_s> registry_;
+  Entries& entries_;
+  const KeySet* keys_ = nullptr;  // to withdraw
 };
 
 struct ColumnBatch {

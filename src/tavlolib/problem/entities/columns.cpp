@@ -3,7 +3,6 @@
 
 #include "model/packed_word.h"
 #include "problem/entities/batch.h"
-#include "problem/entities/column_table.h"
 
 namespace tavlo {
 namespace {
@@ -26,14 +25,15 @@ int checkBounds(PyObject* v, double lb, double ub) {
 
 }  // namespace
 
-ColumnCollector::ColumnCollector(problem_s* p) : p_(p), changes_(p->changes), objects_(Ref::steal(PyList_New(0))) {}
+ColumnCollector::ColumnCollector(problem_s* p)
+    : p_(p), changes_(p->registry().changes()), objects_(Ref::steal(PyList_New(0))) {}
 
 int ColumnCollector::add(PyObject* leaf) {
   if (!objects_ || (!isReady(p_) && checkProblemIsInitialized(p_) != 0)) return -1;
   if (!var_Check(leaf)) return fail("Incorrect objects added as variables to problem");
   if (checkVarIsInitialized(leaf) != 0) return -1;
   const auto* v = reinterpret_cast<var_s*>(leaf);
-  bool fresh = !rowcolmap_has(p_->varmap, varIndex(v));
+  bool fresh = !p_->registry().vars.has(varIndex(v));
   if (fresh && keys_.add(varIndex(v), &fresh) != 0) return -1;
   if (!fresh) return fail("Variable already added to problem");
 
@@ -63,8 +63,9 @@ int ColumnCollector::add(PyObject* leaf) {
 
 // The walk may have run code that added the same variables.
 int ColumnCollector::recheck() const {
-  for (int64_t i = 0; changes_ != p_->changes && i < keys_.size(); ++i)
-    if (rowcolmap_has(p_->varmap, keys_[i])) return fail("Variable already added to problem");
+  const Registry& registry = p_->registry();
+  for (int64_t i = 0; changes_ != registry.changes() && i < keys_.size(); ++i)
+    if (registry.vars.has(keys_[i])) return fail("Variable already added to problem");
   return 0;
 }
 
@@ -100,14 +101,10 @@ int ColumnCollector::commit() {
   if (check_nl_unconstruct(p_) != 0) return -1;
   int first = 0;
   if (TVLOgetintattrib(p_->prob, kColumns, &first) != 0) return solverFailed(p_);
-  Registration registration(p_->vars, p_->varmap);
-  ++p_->changes;
-  if (registration.enter(objects_.get(), keys_) != 0 || send(first, &registration) != 0) {
-    p_->columns->drop();
-    return -1;
-  }
+  Registration registration(p_, &Registry::vars);
+  p_->registry().changed();
+  if (registration.enter(objects_.get(), keys_) != 0 || send(first, &registration) != 0) return -1;
   registration.keep();
-  for (int32_t i = 0; i < batch_.count; ++i) p_->columns->appended(keys_[i], first + i);
   return 0;
 }
 

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <new>
 
-#include "problem/entities/column_table.h"
 #include "problem/entities/convert.h"
 #include "problem/translation/transfer.h"
 #include "pyutil/ref.h"
@@ -14,15 +13,12 @@ struct Kind {
   EntityKind entity;
   ConvKind conversion;
   PyTypeObject* type;
-  PyObject* problem_s::* list;
-  rowcolmap* problem_s::* map;
-  int32_t problem_s::* transfer;  // of a nonlinear objective; -1: none
+  Entries Registry::* entries;
+  int32_t Registry::* transfer;  // of a nonlinear objective; -1: none
   int (*remove)(TVLOprob, int, const int*);
 };
-const Kind kConstraints{
-    kRow, CONV_ROW, &tavlo_constraintType, &problem_s::cons, &problem_s::conmap, &problem_s::objAuxRow, TVLOdelrows};
-const Kind kVariables{kColumn,    CONV_COL, &tavlo_varType, &problem_s::vars, &problem_s::varmap, &problem_s::objAuxCol,
-                      TVLOdelcols};
+const Kind kConstraints{kRow, CONV_ROW, &tavlo_constraintType, &Registry::cons, &Registry::transferRow, TVLOdelrows};
+const Kind kVariables{kColumn, CONV_COL, &tavlo_varType, &Registry::vars, &Registry::transferColumn, TVLOdelcols};
 
 constexpr char kNotWithIndex[] = "Parameters 'first' and 'last' cannot be specified if 'index' is also specified";
 constexpr char kBothNonnegative[] = "Parameters 'first' and 'last' must be both nonnegative when specified";
@@ -33,7 +29,7 @@ struct Indices {
 };
 
 int fromRange(problem_s* p, const Kind& kind, int first, int last, Indices* out) {
-  const Py_ssize_t size = PyList_GET_SIZE(p->*kind.list);
+  const int64_t size = (p->registry().*kind.entries).size();
   if (last < 0) return fail(kBothNonnegative);
   if (first >= size || last >= size) return fail("Parameters 'first' or 'last' are out of range");
   if (first > last) return fail("Parameter 'first' must be less than, or equal to, 'last'");
@@ -68,86 +64,66 @@ int indicesOf(problem_s* p, const Kind& kind, PyObject* index, int first, int la
   return index ? fromObject(p, kind, index, out) : fail("At least one parameter must be specified");
 }
 
-// What the registry becomes, made before the solver is told, so that nothing can fail after it.
-class Compaction {
- public:
-  // 0, or -1 with an exception. The indices become ascending and distinct.
-  int prepare(PyObject* list, Indices* gone) {
-    const Py_ssize_t size = PyList_GET_SIZE(list);
-    if (!new_index_.resize(static_cast<size_t>(size))) return -1;
-    std::fill_n(new_index_.data(), size, 0);
-    for (int32_t i = 0; i < gone->n; ++i) {
-      if (gone->at[i] < 0 || gone->at[i] >= size) return fail("Index out of bounds");
-      new_index_[gone->at[i]] = -1;
-    }
-    int32_t next = 0;
-    gone->n = 0;
-    for (int32_t i = 0; i < size; ++i) {
-      if (new_index_[i] == 0)
-        new_index_[i] = next++;
-      else
-        gone->at[gone->n++] = i;
-    }
-    survivors_ = Ref::steal(PyList_New(next));
-    return survivors_ ? 0 : -1;
-  }
-
-  // Runs no Python code; the old list, and with it what was deleted, goes with this object.
-  void apply(PyObject*& list, rowcolmap* map, int32_t* transfer) {
-    if (*transfer >= 0) *transfer = new_index_[*transfer];
-    for (Py_ssize_t i = 0; i < PyList_GET_SIZE(list); ++i)
-      if (new_index_[i] >= 0) PyList_SET_ITEM(survivors_.get(), new_index_[i], newRef(PyList_GET_ITEM(list, i)));
-    PyObject* old = list;
-    list = survivors_.release();
-    survivors_ = Ref::steal(old);
-    rowcolmap_renumber(map, new_index_.data());
-  }
-
- private:
-  Array<int32_t> new_index_;  // of each old index; -1 for the deleted
-  Ref survivors_;
-};
-
-// Of what `gone` names, from the solver and the registry.
+// Of what `gone` names, from the solver and the registry. Objects that nobody else holds go with this.
 class Deletion {
  public:
   Deletion(problem_s* p, const Kind& kind) : p_(p), kind_(kind) {}
+  Deletion(const Deletion&) = delete;
+  Deletion& operator=(const Deletion&) = delete;
+  ~Deletion() {
+    for (int32_t i = 0; i < removed_; ++i) Py_DECREF(objects_[static_cast<size_t>(i)]);
+  }
 
-  int prepare() { return compaction_.prepare(p_->*kind_.list, &gone); }
+  // All that needs memory, so that nothing can fail once the solver has deleted. The indices become ascending and
+  // distinct. 0, or -1 with an exception.
+  int prepare() {
+    int32_t* const begin = gone.at.data();
+    std::sort(begin, begin + gone.n);
+    gone.n = static_cast<int32_t>(std::unique(begin, begin + gone.n) - begin);
+    if (gone.n > 0 && (begin[0] < 0 || begin[gone.n - 1] >= entries().size())) return fail("Index out of bounds");
+    return objects_.resize(static_cast<size_t>(gone.n)) ? 0 : -1;
+  }
   int prepare(int index) {
     if (!gone.at.resize(1)) return -1;
     gone.at[0] = index;
     gone.n = 1;
     return prepare();
   }
+
   int carryOut() {
     if (kind_.remove(p_->prob, gone.n, gone.at.data()) != 0) return solverFailed(p_);
-    ++p_->changes;
-    if (kind_.entity == kColumn) {
-      ++p_->epoch;
-      p_->columns->drop();
-    }
-    compaction_.apply(p_->*kind_.list, p_->*kind_.map, &(p_->*kind_.transfer));
+    Registry& registry = p_->registry();
+    registry.changed();
+    entries().remove(gone.at.data(), gone.n, objects_.data());
+    removed_ = gone.n;
+    const int32_t* begin = gone.at.data();
+    int32_t& transfer = registry.*kind_.transfer;
+    if (transfer >= 0) transfer -= static_cast<int32_t>(std::lower_bound(begin, begin + gone.n, transfer) - begin);
     return 0;
   }
 
   Indices gone;
 
  private:
+  Entries& entries() { return p_->registry().*kind_.entries; }
+
   problem_s* p_;
   const Kind& kind_;
-  Compaction compaction_;
+  Array<PyObject*> objects_;
+  int32_t removed_ = 0;
 };
 
 // Garbage collections while deletions are prepared may run code.
 int refuseChanges(const problem_s* p, uint64_t changes) {
-  return changes == p->changes ? 0 : fail("The problem was changed while objects were being deleted from it");
+  return changes == p->registry().changes() ? 0
+                                            : fail("The problem was changed while objects were being deleted from it");
 }
 
 // The transfer row and column of a nonlinear objective go with the objective only.
 int refuseTransfer(const problem_s* p, const Kind& kind, const Indices& gone) {
   const int32_t* end = gone.at.data() + gone.n;
-  if (!p->nlObjective || std::find(gone.at.data(), end, p->*kind.transfer) == end) return 0;
+  const int32_t transfer = p->registry().*kind.transfer;
+  if (transfer < 0 || std::find(gone.at.data(), end, transfer) == end) return 0;
   return fail("The transfer row and column of a nonlinear objective are deleted when another objective is set");
 }
 
@@ -161,13 +137,14 @@ PyObject* problem_delObjects(PyObject* self, PyObject* args, PyObject* kwargs, c
   if (checkProblemIsInitialized(p) != 0) return nullptr;
   Deletion deletion(p, kind);
   if (indicesOf(p, kind, index, first, last, &deletion.gone) != 0) return nullptr;
+  if (checkProblemIsInitialized(p) != 0) return nullptr;
   if (deletion.gone.n == 0) Py_RETURN_NONE;
-  const bool formulas = hasNonlinearContent(p);
-  const uint64_t changes = p->changes;
+  const bool formulas = p->registry().isNonlinear();
+  const uint64_t changes = p->registry().changes();
   if (refuseTransfer(p, kind, deletion.gone) != 0 || check_nl_unconstruct(p) != 0 || deletion.prepare() != 0 ||
       refuseChanges(p, changes) != 0 || deletion.carryOut() != 0)
     return nullptr;
-  if (formulas && countNonlinearRows(p) != 0) return nullptr;
+  if (formulas && lookForFormulas(p) != 0) return nullptr;
   Py_RETURN_NONE;
 }
 
@@ -208,7 +185,7 @@ PairDeletion::PairDeletion() = default;
 PairDeletion::~PairDeletion() = default;
 
 int PairDeletion::prepare(problem_s* p, int row, int column) {
-  const uint64_t changes = p->changes;
+  const uint64_t changes = p->registry().changes();
   parts_.reset(new (std::nothrow) Parts{{p, kConstraints}, {p, kVariables}});
   if (!parts_) return PyErr_NoMemory(), -1;
   return parts_->row.prepare(row) == 0 && parts_->column.prepare(column) == 0 ? refuseChanges(p, changes) : -1;

@@ -26,15 +26,15 @@ int byName(problem_s* p, PyObject* obj, int kind, int* index) {
   return TVLOgetindex(p->prob, names, name, index) == 0 ? 0 : solverFailed(p);
 }
 
-int byKey(const rowcolmap* map, uint64_t key, PyObject* obj, const char* missing, int* index) {
-  int64_t value = 0;
-  if (!map || rowcolmap_get(map, key, &value) != 0) return fail(missing, obj);
-  *index = static_cast<int>(value);
+int byKey(const Entries& entries, uint64_t key, PyObject* obj, const char* missing, int* index) {
+  const int64_t position = entries.find(key);
+  if (position < 0) return fail(missing, obj);
+  *index = static_cast<int>(position);
   return 0;
 }
 
 int byVariable(problem_s* p, PyObject* obj, int kind, int* index) {
-  if (byKey(p->varmap, varIndex(reinterpret_cast<var_s*>(obj)), obj, "Variable %S not in problem", index) != 0)
+  if (byKey(p->registry().vars, varIndex(reinterpret_cast<var_s*>(obj)), obj, "Variable %S not in problem", index) != 0)
     return -1;
   if (kind == kColumn) return 0;
   int rows = 0, spare = 0;
@@ -56,9 +56,10 @@ int ObjInt2int(PyObject* obj, problem_s* p, int* index, int kind) {
   if (PyUnicode_Check(obj) || PyBytes_Check(obj)) return byName(p, obj, kind, index);
   if (var_Check(obj) && (kind == kColumn || kind == kColumnOrRow)) return byVariable(p, obj, kind, index);
   if (constraint_Check(obj) && (kind == kRow || kind == kColumnOrRow))
-    return byKey(p->conmap, conIndex(reinterpret_cast<constraint_s*>(obj)), obj, "Constraint %S not in problem", index);
+    return byKey(p->registry().cons, conIndex(reinterpret_cast<constraint_s*>(obj)), obj,
+                 "Constraint %S not in problem", index);
   if (sos_Check(obj) && kind == kSet)
-    return byKey(p->sosmap, reinterpret_cast<sos_s*>(obj)->index, obj, "SOS %S not in problem", index);
+    return byKey(p->registry().sets, reinterpret_cast<sos_s*>(obj)->index, obj, "SOS %S not in problem", index);
   return fail(kind == kColumn ? "Invalid variable object %S"
               : kind == kRow  ? "Invalid constraint object %S"
               : kind == kSet  ? "Invalid SOS object %S"

@@ -23,34 +23,41 @@ PyObject* collectNumber(problem_s*, PyObject* leaf, void* data) {
   return Py_None;
 }
 
+using Kind = Entries Registry::*;
+
 // The object at a position, or null with the interpreter's IndexError.
-PyObject* itemOf(PyObject* list, int64_t position) {
-  PyObject* item = PyList_GetItem(list, static_cast<Py_ssize_t>(position));
-  return item ? newRef(item) : nullptr;
+PyObject* itemOf(const Entries& entries, int64_t position) {
+  if (position >= 0 && position < entries.size()) return newRef(entries.at(position));
+  PyErr_SetString(PyExc_IndexError, "list index out of range");
+  return nullptr;
 }
 
-PyObject* itemsOf(problem_s* p, PyObject* problem_s::* list, PyObject* index) {
+PyObject* itemsOf(problem_s* p, Kind kind, PyObject* index) {
   Numbers numbers;
+  const uint64_t epoch = (p->registry().*kind).epoch();
   if (!forEachLeaf(p, index, collectNumber, &numbers, kWalkDepth)) return nullptr;
   Ref result = Ref::steal(PyList_New(0));
   if (!result || checkProblemIsInitialized(p) != 0) return nullptr;  // the walk may have released it
+  const auto held = BasicRef<registry_s>::borrow(p->shared);         // as garbage collections may run code
+  const Entries& entries = held->body.*kind;
+  if (epoch != entries.epoch()) return modelError("The problem was changed while its objects were being listed");
   for (size_t i = 0; i < numbers.n; ++i) {
-    Ref item = Ref::steal(itemOf(p->*list, numbers.at[i]));
+    Ref item = Ref::steal(itemOf(entries, numbers.at[i]));
     if (!item || PyList_Append(result.get(), item.get()) != 0) return nullptr;
   }
   return result.release();
 }
 
-PyObject* rangeOf(PyObject* list, PyObject* index, int first, int last) {
+PyObject* rangeOf(const Entries& entries, PyObject* index, int first, int last) {
   if (index) return modelError("Parameters 'first' and 'last' cannot be specified if 'index' is also specified");
   if (first < 0 || last < 0) return modelError("Parameters 'first' and 'last' must be both nonnegative when specified");
-  if (first >= PyList_GET_SIZE(list) || last >= PyList_GET_SIZE(list))
+  if (first >= entries.size() || last >= entries.size())
     return modelError("Parameters 'first' and 'last' are out of range");
   if (first > last) return modelError("Parameter 'first' must be less than, or equal to, 'last'");
-  return PyList_GetSlice(list, first, static_cast<Py_ssize_t>(last) + 1);
+  return entries.list(first, int64_t{last} - first + 1).release();
 }
 
-PyObject* problem_getObjects(PyObject* self, PyObject* args, PyObject* kwargs, PyObject* problem_s::* list) {
+PyObject* problem_getObjects(PyObject* self, PyObject* args, PyObject* kwargs, Kind kind) {
   problem_s* p = self_(self);
   if (checkProblemIsInitialized(p) != 0) return nullptr;
   static constexpr const char* kNames[] = {"index", "first", "last", nullptr};
@@ -58,34 +65,35 @@ PyObject* problem_getObjects(PyObject* self, PyObject* args, PyObject* kwargs, P
   int first = -1, last = -1;
   if (!ko_ParseTupleAndKeywords(args, kwargs, "|Oii", kNames, nullptr, &index, &first, &last)) return nullptr;
   if (checkProblemIsInitialized(p) != 0) return nullptr;
-  if (first != -1 || last != -1) return rangeOf(p->*list, index, first, last);
-  if (!index) return PyList_GetSlice(p->*list, 0, PY_SSIZE_T_MAX);
+  const auto held = BasicRef<registry_s>::borrow(p->shared);  // as garbage collections may run code
+  const Entries& entries = held->body.*kind;
+  if (first != -1 || last != -1) return rangeOf(entries, index, first, last);
+  if (!index) return entries.list(0, entries.size()).release();
   int64_t number = 0;
-  return isSignedInteger(index, &number) ? itemOf(p->*list, number) : itemsOf(p, list, index);
+  return isSignedInteger(index, &number) ? itemOf(entries, number) : itemsOf(p, kind, index);
 }
 
 PyObject* problem_getVariable(PyObject* self, PyObject* args, PyObject* kwargs) {
-  return problem_getObjects(self, args, kwargs, &problem_s::vars);
+  return problem_getObjects(self, args, kwargs, &Registry::vars);
 }
 PyObject* problem_getConstraint(PyObject* self, PyObject* args, PyObject* kwargs) {
-  return problem_getObjects(self, args, kwargs, &problem_s::cons);
+  return problem_getObjects(self, args, kwargs, &Registry::cons);
 }
 
 PyObject* problem_getSOS(PyObject* self, PyObject* args, PyObject* kwargs) {
-  return problem_getObjects(self, args, kwargs, &problem_s::sets);
+  return problem_getObjects(self, args, kwargs, &Registry::sets);
 }
 
 PyObject* problem_getIndex(PyObject* self, PyObject* obj) {
   problem_s* p = self_(self);
   if (checkProblemIsInitialized(p) != 0) return nullptr;
-  int64_t index = 0;
-  const bool found =
-      (var_Check(obj) && rowcolmap_get(p->varmap, varIndex(reinterpret_cast<var_s*>(obj)), &index) == 0) ||
-      (constraint_Check(obj) &&
-       rowcolmap_get(p->conmap, conIndex(reinterpret_cast<constraint_s*>(obj)), &index) == 0) ||
-      (sos_Check(obj) && rowcolmap_get(p->sosmap, reinterpret_cast<sos_s*>(obj)->index, &index) == 0);
-  return found ? PyLong_FromLongLong(index)
-               : modelError("Incorrect object(s) passed: need variable, constraint, or SOS");
+  const Registry& registry = p->registry();
+  const int64_t index = var_Check(obj)          ? columnOf(p, reinterpret_cast<var_s*>(obj))
+                        : constraint_Check(obj) ? registry.cons.find(conIndex(reinterpret_cast<constraint_s*>(obj)))
+                        : sos_Check(obj)        ? registry.sets.find(reinterpret_cast<sos_s*>(obj)->index)
+                                                : -1;
+  return index >= 0 ? PyLong_FromLongLong(index)
+                    : modelError("Incorrect object(s) passed: need variable, constraint, or SOS");
 }
 
 #define TAVLO_QUERY_DOC(method, one, many, related)                                                                 \

@@ -52,7 +52,10 @@ int checkBounds(PyObject* c, double lb, double ub) {
 }  // namespace
 
 RowCollector::RowCollector(problem_s* p)
-    : p_(p), changes_(p->changes), epoch_(p->epoch), objects_(Ref::steal(PyList_New(0))) {}
+    : p_(p),
+      changes_(p->registry().changes()),
+      epoch_(p->registry().vars.epoch()),
+      objects_(Ref::steal(PyList_New(0))) {}
 
 int RowCollector::reserveRow() {
   RowBatch& b = batch_;
@@ -102,7 +105,7 @@ int RowCollector::add(PyObject* leaf) {
   auto* c = reinterpret_cast<constraint_s*>(leaf);
   if (!c->body) return fail("Stale expression link, cannot add constraint");
   if (conIndex(c) == 0) return fail("Constraint is not initialized");
-  bool fresh = !rowcolmap_has(p_->conmap, conIndex(c));
+  bool fresh = !p_->registry().cons.has(conIndex(c));
   if (fresh && keys_.add(conIndex(c), &fresh) != 0) return -1;
   if (!fresh) return fail("Constraint already added to problem");
   return translate(c) != 0 ? -1 : PyList_Append(objects_.get(), leaf);
@@ -110,10 +113,11 @@ int RowCollector::add(PyObject* leaf) {
 
 // The walk may have run code that added the same constraints, or deleted columns that these name.
 int RowCollector::recheck() const {
-  if (batch_.nrows > 0 && epoch_ != p_->epoch)
+  const Registry& registry = p_->registry();
+  if (batch_.nrows > 0 && epoch_ != registry.vars.epoch())
     return fail("Variables were deleted from the problem while constraints were being added to it");
-  for (int64_t i = 0; changes_ != p_->changes && i < keys_.size(); ++i)
-    if (rowcolmap_has(p_->conmap, keys_[i])) return fail("Constraint already added to problem");
+  for (int64_t i = 0; changes_ != registry.changes() && i < keys_.size(); ++i)
+    if (registry.cons.has(keys_[i])) return fail("Constraint already added to problem");
   return 0;
 }
 
@@ -134,7 +138,7 @@ int RowCollector::sendFormulas(int first) {
   if (TSLPaddcoefs(p_->slpprob, static_cast<int>(f.count), f.row.data(), f.col.data(), f.factor.data(), f.start.data(),
                    1, f.type.data(), f.value.data()) != 0)
     return nonlinearFailed(p_);
-  ++p_->nlRowCount;  // that there are some is what counts
+  p_->registry().hasFormulas = true;
   return 0;
 }
 
@@ -160,8 +164,8 @@ int RowCollector::commit() {
   if (check_nl_unconstruct(p_) != 0) return -1;
   int first = 0;
   if (TVLOgetintattrib(p_->prob, kRows, &first) != 0) return solverFailed(p_);
-  Registration registration(p_->cons, p_->conmap);
-  ++p_->changes;
+  Registration registration(p_, &Registry::cons);
+  p_->registry().changed();
   if (registration.enter(objects_.get(), keys_) != 0 || send(first, &registration) != 0) return -1;
   registration.keep();
   return 0;

@@ -12,7 +12,7 @@ namespace {
 constexpr int kColumns = 1214, kNonlinearColumns = 12000;
 
 int columnCount(problem_s* p, int* n) {
-  if (hasNonlinearContent(p) && nlState() != 0)
+  if (p->registry().isNonlinear() && nlState() != 0)
     return TSLPgetintattrib(p->slpprob, kNonlinearColumns, n) == 0 ? 0 : nonlinearFailed(p);
   return TVLOgetintattrib(p->prob, kColumns, n) == 0 ? 0 : solverFailed(p);
 }
@@ -28,6 +28,7 @@ bool valueInDictionary(void* context, var_s* v, double* out) {
 
 int takeValues(problem_s* p, PyObject* values, Values* out) {
   bool present = false;
+  out->epoch = p->registry().vars.epoch();
   if (columnCount(p, &out->n) != 0) return -1;
   int64_t length = out->n;
   return conv_obj2arr(p, &length, values, &out->at, &present);

@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstring>
 
-#include "problem/entities/column_table.h"
 #include "problem/solving/solution.h"
 #include "pyutil/ref.h"
 
@@ -54,6 +53,7 @@ int fetch(problem_s* p, const Vector& vector, Values* out) {
   out->solved = true;
   if (sourceOf(p, &source) != 0) return -1;
   const bool mixed = source == Source::mixed, nonlinear = source == Source::nonlinear;
+  out->epoch = entriesOf(p, *out).epoch();
   if (mixed && vector.refusal) return solverError("%s", vector.refusal), -1;
   if (TVLOgetintattrib(p->prob, vector.rows ? kRows : kColumns, &out->n) != 0) return solverFailed(p);
   if (!out->at.resize(static_cast<size_t>(out->n))) return -1;
@@ -75,11 +75,6 @@ int64_t indexOfName(problem_s* p, bool rows, PyObject* obj) {
   return TVLOgetindex(p->prob, rows ? TVLO_NAMES_ROW : TVLO_NAMES_COLUMN, name, &index) == 0 ? index : -1;
 }
 
-int64_t indexIn(const rowcolmap* map, uint64_t key) {
-  int64_t index = -1;
-  return rowcolmap_get(map, key, &index) == 0 ? index : -1;
-}
-
 // The value of one row or column.
 int resolve(problem_s* p, const Values& values, PyObject* obj, double* out) {
   int64_t index = -1;
@@ -87,9 +82,9 @@ int resolve(problem_s* p, const Values& values, PyObject* obj, double* out) {
   if (!values.rows && var_Check(obj))
     index = columnOf(p, reinterpret_cast<var_s*>(obj));
   else if (values.rows && constraint_Check(obj))
-    index = indexIn(p->conmap, conIndex(reinterpret_cast<constraint_s*>(obj)));
+    index = p->registry().cons.find(conIndex(reinterpret_cast<constraint_s*>(obj)));
   else if (values.rows && sos_Check(obj))
-    index = indexIn(p->sosmap, reinterpret_cast<sos_s*>(obj)->index);
+    index = p->registry().sets.find(reinterpret_cast<sos_s*>(obj)->index);
   else if (PyUnicode_Check(obj) || PyBytes_Check(obj))
     index = indexOfName(p, values.rows, obj);
   else if (PyLong_Check(obj) || PyArray_IsScalar(obj, SignedInteger))
@@ -251,10 +246,13 @@ constexpr char kGetRCostDoc[] = TAVLO_RESULT_DOC(
 }  // namespace
 
 int valueAt(problem_s* p, const Values& values, int64_t index, double* out) {
+  if (checkProblemIsInitialized(p) != 0) return -1;
+  const Entries& entries = entriesOf(p, values);
+  if (values.epoch != entries.epoch())
+    return fail("Objects were deleted from the problem while values were being read by their numbers");
   *out = values.at[static_cast<size_t>(index)];
   if (!values.solved || !std::isnan(*out)) return 0;
-  PyObject* list = values.rows ? p->cons : p->vars;
-  Ref object = index < PyList_GET_SIZE(list) ? Ref::borrow(PyList_GET_ITEM(list, index)) : Ref();
+  Ref object = index < entries.size() ? Ref::borrow(entries.at(index)) : Ref();
   Ref name = Ref::steal(object ? PyObject_GetAttrString(object.get(), "name") : nullptr);
   if (!name) return modelError("Index out of range"), -1;
   solverError("%s %S was added after the last solve, which has left no value for it",

@@ -27,6 +27,7 @@ int optimize(TVLOprob prob, TSLPprob slp, Source entry, const char* flags) {
 }
 
 int run(problem_s* p, Source entry, const char* flags) {
+  const auto shared = BasicRef<registry_s>::borrow(p->shared);
   const InUse solving(p, Use::solving);
   TVLOprob prob = p->prob;
   TSLPprob slp = p->slpprob;
@@ -39,7 +40,8 @@ int run(problem_s* p, Source entry, const char* flags) {
   }
   resetSigIntHandler();
   // Read before anything else clears it.
-  if (code != 0 && !PyErr_Occurred()) entry == Source::nonlinear ? nonlinearFailed(p) : solverFailed(p);
+  if (!shared->body.failure.raise() && code != 0 && !PyErr_Occurred())
+    entry == Source::nonlinear ? nonlinearFailed(p) : solverFailed(p);
   return code;
 }
 
@@ -102,7 +104,7 @@ PyObject* solveWith(PyObject* self, PyObject* args, PyObject* kwargs, bool alway
   PyObject* flags = nullptr;
   if (!ko_ParseTupleAndKeywords(args, kwargs, "|O", kNames, nullptr, &flags)) return nullptr;
   Ref held = Ref::borrow(self), held_flags = Ref::borrow(flags);  // other threads may drop theirs
-  if (solve(p, flags, always_nonlinear || hasNonlinearContent(p)) != 0) return nullptr;
+  if (solve(p, flags, always_nonlinear || p->registry().isNonlinear()) != 0) return nullptr;
   Py_RETURN_NONE;
 }
 
@@ -182,7 +184,7 @@ int isMixedInteger(problem_s* p, bool* mixed) {
 int sourceOf(problem_s* p, Source* source) {
   bool mixed = false;
   *source = Source::nonlinear;
-  if (hasNonlinearContent(p)) return 0;
+  if (p->registry().isNonlinear()) return 0;
   int status = 0;
   if (p->solvedNonlinear && TSLPgetintattrib(p->slpprob, kNlpStatus, &status) != 0) return nonlinearFailed(p);
   if (status >= 1 && status <= kLastNlpStatus) return 0;

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "model/nonlinear.h"
-#include "problem/entities/column_table.h"
 #include "problem/translation/user_function.h"
 #include "pyutil/guard.h"
 
@@ -282,9 +281,9 @@ class FormulaWriter {
   }
 
   bool constantColumn(int32_t* column) {
-    if (p_->nlConstCol == -1 && TSLPgetintattrib(p_->slpprob, kConstColumn, &p_->nlConstCol) != 0)
-      return nonlinearFailed(p_) == 0;
-    *column = p_->nlConstCol;
+    int32_t& constant = p_->registry().constantColumn;
+    if (constant == -1 && TSLPgetintattrib(p_->slpprob, kConstColumn, &constant) != 0) return nonlinearFailed(p_) == 0;
+    *column = constant;
     return true;
   }
 

@@ -9,15 +9,15 @@ constexpr int kBuilt = 1 << 0, kPresolved = 1 << 29;
 
 }  // namespace
 
-int countNonlinearRows(problem_s* p) {
+int lookForFormulas(problem_s* p) {
   int rows = 0;
   if (TSLPgetintattrib(p->slpprob, kFormulaRows, &rows) != 0) return nonlinearFailed(p);
-  p->nlRowCount = rows - (p->nlObjective ? 1 : 0);
+  p->registry().hasFormulas = rows > (p->registry().hasNonlinearObjective() ? 1 : 0);
   return 0;
 }
 
 int check_nl_unconstruct(problem_s* p) {
-  if (!hasNonlinearContent(p)) return 0;
+  if (!p->registry().isNonlinear()) return 0;
   int bits = 0;
   if (TSLPgetintattrib(p->slpprob, kStatusBits, &bits) != 0 || ((bits & kBuilt) && TSLPunconstruct(p->slpprob) != 0) ||
       ((bits & kPresolved) && TSLPpostsolve(p->slpprob) != 0))

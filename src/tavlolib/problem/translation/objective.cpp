@@ -78,9 +78,11 @@ class Coefficients {
 // memory comes before the first change of the old objective.
 int replaceObjective(problem_s* p, PyObject* objective, int sense) {
   Terms terms;
-  const uint64_t epoch = p->epoch;
+  const uint64_t epoch = p->registry().vars.epoch();
   if (convertExpr(p, objective, nullptr, &terms) != 0) return -1;
-  if (epoch != p->epoch) return fail("Variables were deleted from the problem while its objective was being set");
+  if (checkProblemIsInitialized(p) != 0) return -1;  // a signal's handler may have released it
+  if (epoch != p->registry().vars.epoch())
+    return fail("Variables were deleted from the problem while its objective was being set");
   if (usesTransfer(p, terms))
     return fail("The new objective uses the transfer column of the old one, which goes with it");
   if (check_nl_unconstruct(p) != 0) return -1;

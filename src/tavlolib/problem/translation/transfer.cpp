@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "model/packed_word.h"
-#include "problem/entities/column_table.h"
 
 namespace tavlo {
 namespace {
@@ -73,8 +72,8 @@ int refuseUsed(problem_s* p) {
   if (!row.resize(static_cast<size_t>(count)) || !column.resize(static_cast<size_t>(count))) return -1;
   if (TSLPgetcoefs(p->slpprob, &count, row.data(), column.data()) != 0) return nonlinearFailed(p);
   for (int k = 0; k < count; ++k) {
-    if (row[k] == p->objAuxRow) continue;
-    const int uses = coefficientUses(p, row[k], column[k], p->objAuxCol);
+    if (row[k] == p->registry().transferRow) continue;
+    const int uses = coefficientUses(p, row[k], column[k], p->registry().transferColumn);
     if (uses < 0) return -1;
     if (uses > 0) return fail("The transfer column of the old objective is in a formula and can't go before that");
   }
@@ -99,8 +98,9 @@ int Transfer::enter() {
       row_keys_.add(conIndex(reinterpret_cast<constraint_s*>(c.get())), &fresh) != 0)
     return -1;
   // A garbage collection may have run code meanwhile.
-  if (changes_ != p_->changes) return fail("The problem was changed while its objective was being set");
-  ++p_->changes;
+  if (checkProblemIsInitialized(p_) != 0) return -1;
+  if (changes_ != p_->registry().changes()) return fail("The problem was changed while its objective was being set");
+  p_->registry().changed();
   return columns_.enter(columns.get(), column_keys_) == 0 && rows_.enter(rows.get(), row_keys_) == 0 ? 0 : -1;
 }
 
@@ -130,11 +130,10 @@ Transfer::~Transfer() {
   if (column_ < 0 || kept_) return;
   ErrorStash failure;
   // The last ones, wherever deletions before them have moved them.
-  const auto column = static_cast<int>(PyList_GET_SIZE(p_->vars) - 1);
-  const auto row = static_cast<int>(PyList_GET_SIZE(p_->cons) - 1);
+  const auto column = static_cast<int>(p_->registry().vars.size() - 1);
+  const auto row = static_cast<int>(p_->registry().cons.size() - 1);
   if (has_column_ && TVLOdelcols(p_->prob, 1, &column) != 0) columns_.keep();
   if (has_row_ && TVLOdelrows(p_->prob, 1, &row) != 0) rows_.keep();
-  p_->columns->drop();
 }
 
 int Transfer::keep() {
@@ -142,34 +141,35 @@ int Transfer::keep() {
   columns_.keep();
   rows_.keep();
   kept_ = true;
-  p_->columns->drop();
   // Found anew: the old pair's removal may have moved them.
-  p_->objAuxCol = static_cast<int32_t>(PyList_GET_SIZE(p_->vars) - 1);
-  p_->objAuxRow = static_cast<int32_t>(PyList_GET_SIZE(p_->cons) - 1);
-  p_->nlObjective = 1;
-  const bool named = TVLOaddnames(p_->prob, TVLO_NAMES_ROW, kRowName, p_->objAuxRow, p_->objAuxRow) == 0 &&
-                     TVLOaddnames(p_->prob, TVLO_NAMES_COLUMN, kColumnName, p_->objAuxCol, p_->objAuxCol) == 0;
+  Registry& registry = p_->registry();
+  const int row = registry.transferRow = static_cast<int32_t>(registry.cons.size() - 1);
+  const int column = registry.transferColumn = static_cast<int32_t>(registry.vars.size() - 1);
+  const bool named = TVLOaddnames(p_->prob, TVLO_NAMES_ROW, kRowName, row, row) == 0 &&
+                     TVLOaddnames(p_->prob, TVLO_NAMES_COLUMN, kColumnName, column, column) == 0;
   return named ? 0 : solverFailed(p_);
 }
 
 int OldTransfer::prepare() {
-  return p_->nlObjective ? (refuseUsed(p_) == 0 ? pair_.prepare(p_, p_->objAuxRow, p_->objAuxCol) : -1) : 0;
+  const Registry& registry = p_->registry();
+  if (!registry.hasNonlinearObjective()) return 0;
+  return refuseUsed(p_) == 0 ? pair_.prepare(p_, registry.transferRow, registry.transferColumn) : -1;
 }
 
 int OldTransfer::remove() {
-  if (!p_->nlObjective) return 0;
-  const int column = p_->objAuxCol, row = p_->objAuxRow;
+  Registry& registry = p_->registry();
+  if (!registry.hasNonlinearObjective()) return 0;
+  const int column = registry.transferColumn, row = registry.transferRow;
   if (setRowStatus(p_, row, false) != 0 || setDeterminingRow(p_, column, -1) != 0) return -1;
   if (TSLPdelvars(p_->slpprob, 1, &column) != 0) return nonlinearFailed(p_);
   if (pair_.carryOut() != 0) return -1;  // formulas go with the row
-  p_->objAuxCol = p_->objAuxRow = -1;
-  p_->nlObjective = 0;
+  registry.transferColumn = registry.transferRow = -1;
   return 0;
 }
 
 bool usesTransfer(const problem_s* p, const Terms& terms) {
-  if (!p->nlObjective) return false;
-  const int32_t column = p->objAuxCol;
+  if (!p->registry().hasNonlinearObjective()) return false;
+  const int32_t column = p->registry().transferColumn;
   const auto has = [column](const Array<int32_t>& at, int64_t n) {
     return n > 0 && std::find(at.data(), at.data() + n, column) != at.data() + n;
   };

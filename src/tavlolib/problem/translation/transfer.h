@@ -15,7 +15,7 @@ namespace tavlo {
 class Transfer {
  public:
   explicit Transfer(problem_s* p)
-      : p_(p), changes_(p->changes), columns_(p->vars, p->varmap), rows_(p->cons, p->conmap) {}
+      : p_(p), changes_(p->registry().changes()), columns_(p, &Registry::vars), rows_(p, &Registry::cons) {}
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
   ~Transfer();

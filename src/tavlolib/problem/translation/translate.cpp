@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "model/nonlinear.h"
-#include "problem/entities/column_table.h"
 #include "pyutil/ref.h"
 
 namespace tavlo {

@@ -1,10 +1,6 @@
 #include "problem/translation/user_function.h"
 
 #include <cstdio>
-#include <map>
-#include <new>
-#include <tuple>
-#include <utility>
 
 #include "problem/problem.h"
 #include "pyutil/guard.h"
@@ -15,28 +11,15 @@
 namespace tavlo {
 namespace {
 
-struct userfunc_s {
-  Ref callable;
-  int32_t nargs = 0, id = -1;
-  int32_t maps = 1;  // that have it
-};
-using Key = std::tuple<PyObject*, int32_t, bool>;
-
-void drop(userfunc_s* f) {
-  if (--f->maps == 0) delete f;
-}
-
-}  // namespace
-
-struct userfuncmap {
-  std::map<Key, userfunc_s*> at;
-};
-
-namespace {
+constexpr char kNotCallable[] = "Invalid user function, must specify at least one argument (the user function itself)";
 
 constexpr int kValueOnly = 2, kWithDerivatives = 5;  // the solver's types of user functions
 
-int registerFunction(problem_s* p, userfunc_s* f, bool with_derivatives) {
+TSLPuserfn trampoline(bool with_derivatives) {
+  return with_derivatives ? tpy_generic_user_function_with_derivative : tpy_generic_user_function_no_derivative;
+}
+
+int registerFunction(problem_s* p, UserFunction* f, bool with_derivatives) {
   char made_up[32];
   PyObject* callable = f->callable.get();
   const char* name = nullptr;
@@ -47,10 +30,8 @@ int registerFunction(problem_s* p, userfunc_s* f, bool with_derivatives) {
     std::snprintf(made_up, sizeof made_up, "Func%p", static_cast<void*>(callable));
     name = made_up;
   }
-  return TSLPadduserfunction(
-             p->slpprob, name, with_derivatives ? kWithDerivatives : kValueOnly, f->nargs, 1, 0,
-             with_derivatives ? tpy_generic_user_function_with_derivative : tpy_generic_user_function_no_derivative, f,
-             &f->id) == 0
+  return TSLPadduserfunction(p->slpprob, name, with_derivatives ? kWithDerivatives : kValueOnly, f->nargs, 1, 0,
+                             trampoline(with_derivatives), f, &f->id) == 0
              ? 0
              : nonlinearFailed(p);
 }
@@ -98,11 +79,15 @@ template <class Read>
 int call(const double* x, int nargs, void* data, Read&& read) {
   if (interpreterIsFinalizing()) return -1;  // its lock is not to be had any more
   GilHeld gil;
-  if (PyErr_Occurred()) return -1;  // raised by an earlier call: the solve is ending
+  const auto* f = static_cast<const UserFunction*>(data);
+  FirstError& failure = f->owner->failure;
+  if (failure.isSet()) return -1;  // raised by an earlier call: the solve is ending
   Ref args = numbers(x, nargs);
-  Ref callable = Ref::borrow(static_cast<userfunc_s*>(data)->callable.get());
+  Ref callable = Ref::borrow(f->callable.get());
   Ref result = Ref::steal(args ? orStay([&] { return PyObject_CallObject(callable.get(), args.get()); }) : nullptr);
-  return result && read(result.get()) ? 0 : -1;
+  if (result && read(result.get())) return 0;
+  failure.keep();
+  return -1;
 }
 
 }  // namespace
@@ -115,22 +100,29 @@ int tpy_generic_user_function_with_derivative(const double* x, int nargs, double
   return call(x, nargs, data, [&](PyObject* result) { return readDerivatives(result, nargs, value, derivs); });
 }
 
+int UserFunctions::traverse(visitproc visit, void* arg) const {
+  for (const auto& entry : at) Py_VISIT(entry.second->callable.get());
+  return 0;
+}
+
 int createUserFunction(problem_s* p, PyObject* args, int* id, bool with_derivatives) {
   if (!PyTuple_Check(args) || PyTuple_GET_SIZE(args) == 0 || !PyCallable_Check(PyTuple_GET_ITEM(args, 0)))
-    return fail("Invalid user function, must specify at least one argument (the user function itself)");
-  if (!p->userFuncs) p->userFuncs = new (std::nothrow) userfuncmap;
-  if (!p->userFuncs) return fail("Out of memory");
+    return fail(kNotCallable);
   PyObject* callable = PyTuple_GET_ITEM(args, 0);
   const auto nargs = static_cast<int32_t>(PyTuple_GET_SIZE(args) - 1);
+  Registry& registry = p->registry();
   return guarded([&] {
-    auto [entry, fresh] = p->userFuncs->at.try_emplace(Key(callable, nargs, with_derivatives), nullptr);
+    if (!registry.userFunctions) registry.userFunctions = new UserFunctions;
+    auto [entry, fresh] = registry.userFunctions->at.try_emplace({callable, nargs, with_derivatives});
     if (fresh) {
-      auto* f = new (std::nothrow) userfunc_s{Ref::borrow(callable), nargs};
-      entry->second = f;
-      if (!f) PyErr_NoMemory();
-      if (!f || registerFunction(p, f, with_derivatives) != 0) {
-        p->userFuncs->at.erase(entry);
-        delete f;
+      try {
+        entry->second.reset(new UserFunction{Ref::borrow(callable), &registry, nargs});
+      } catch (...) {
+        registry.userFunctions->at.erase(entry);
+        throw;
+      }
+      if (registerFunction(p, entry->second.get(), with_derivatives) != 0) {
+        registry.userFunctions->at.erase(entry);
         return -1;
       }
     }
@@ -139,21 +131,20 @@ int createUserFunction(problem_s* p, PyObject* args, int* id, bool with_derivati
   });
 }
 
-int userfuncmap_copy(userfuncmap** out, userfuncmap* map) {
-  *out = nullptr;
-  if (!map) return 0;
+int copyUserFunctions(problem_s* to, const problem_s* from) {
+  const UserFunctions* old = from->registry().userFunctions;
+  if (!old) return 0;
+  Registry& registry = to->registry();
   return guarded([&] {
-    *out = new userfuncmap{map->at};
-    for (auto& entry : (*out)->at) ++entry.second->maps;
+    auto copies = std::make_unique<UserFunctions>();
+    for (const auto& [key, f] : old->at)
+      copies->at[key].reset(new UserFunction{Ref::borrow(f->callable.get()), &registry, f->nargs, f->id});
+    registry.userFunctions = copies.release();
+    for (const auto& [key, f] : registry.userFunctions->at)
+      if (TSLPchguserfunction(to->slpprob, f->id, trampoline(std::get<bool>(key)), f.get()) != 0)
+        return nonlinearFailed(to);
     return 0;
   });
-}
-
-void userfuncmap_free(userfuncmap** map) {
-  userfuncmap* old = std::exchange(*map, nullptr);
-  if (!old) return;
-  for (auto& entry : old->at) drop(entry.second);
-  delete old;
 }
 
 }  // namespace tavlo

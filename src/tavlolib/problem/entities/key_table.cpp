@@ -1,28 +1,28 @@
-#include "problem/entities/column_table.h"
+#include "problem/entities/key_table.h"
 
 #include <algorithm>
 #include <new>
 
 namespace tavlo {
 
-void ColumnTable::drop() noexcept {
+void KeyTable::drop() noexcept {
   state_ = State::stale;
   base_ = size_ = room_ = 0;
-  columns_.reset();
+  slots_.reset();
 }
 
-bool ColumnTable::reserve(uint64_t size) noexcept {
+bool KeyTable::reserve(uint64_t size) noexcept {
   if (size <= room_) return true;
   const uint64_t room = std::max(size, 2 * room_);
   std::unique_ptr<int32_t[]> larger(new (std::nothrow) int32_t[room]);
   if (!larger) return false;
-  std::copy_n(columns_.get(), size_, larger.get());
-  columns_ = std::move(larger);
+  std::copy_n(slots_.get(), size_, larger.get());
+  slots_ = std::move(larger);
   room_ = room;
   return true;
 }
 
-void ColumnTable::build(const rowcolmap* map) noexcept {
+void KeyTable::build(const rowcolmap* map) noexcept {
   drop();
   uint64_t first = UINT64_MAX, last = 0;
   count_ = 0;
@@ -41,24 +41,24 @@ void ColumnTable::build(const rowcolmap* map) noexcept {
   state_ = State::dense;
   base_ = count_ == 0 ? 0 : first;
   size_ = span;
-  std::fill_n(columns_.get(), size_, -1);
-  rowcolmap_each(map, [&](uint64_t key, int64_t column) {
-    columns_[key - base_] = static_cast<int32_t>(column);
+  std::fill_n(slots_.get(), size_, -1);
+  rowcolmap_each(map, [&](uint64_t key, int64_t slot) {
+    slots_[key - base_] = static_cast<int32_t>(slot);
     return true;
   });
 }
 
-int64_t ColumnTable::findOther(const rowcolmap* map, uint64_t key) {
+int64_t KeyTable::findOther(const rowcolmap* map, uint64_t key) {
   if (state_ == State::stale) {
     build(map);
-    if (key - base_ < size_) return columns_[key - base_];
+    if (key - base_ < size_) return slots_[key - base_];
   }
   if (state_ == State::dense) return -1;
-  int64_t column = -1;
-  return rowcolmap_get(map, key, &column) == 0 ? column : -1;
+  int64_t slot = -1;
+  return rowcolmap_get(map, key, &slot) == 0 ? slot : -1;
 }
 
-void ColumnTable::appended(uint64_t key, int32_t column) noexcept {
+void KeyTable::appended(uint64_t key, int32_t slot) noexcept {
   ++count_;
   if (state_ == State::stale) return;
   if (state_ == State::sparse) {
@@ -74,10 +74,15 @@ void ColumnTable::appended(uint64_t key, int32_t column) noexcept {
     return;
   }
   if (at >= size_) {
-    std::fill(columns_.get() + size_, columns_.get() + at + 1, -1);
+    std::fill(slots_.get() + size_, slots_.get() + at + 1, -1);
     size_ = at + 1;
   }
-  columns_[at] = column;
+  slots_[at] = slot;
+}
+
+void KeyTable::removed(uint64_t key) noexcept {
+  --count_;
+  if (state_ == State::dense && key - base_ < size_) slots_[key - base_] = -1;
 }
 
 }  // namespace tavlo
