@@ -27,6 +27,7 @@ LP_STATUS = {1: OPTIMAL, 2: INFEASIBLE, 5: UNBOUNDED}
 MIP_STATUS = {5: INFEASIBLE, 6: OPTIMAL, 7: UNBOUNDED}
 TOLERANCE = 1e-6  # ten times the controls', as answers are checked
 CHUNK = 250
+LIMIT = 2  # seconds that a solve may take
 PATIENCE = 120  # seconds for a model with all its settings
 
 
@@ -85,7 +86,7 @@ def solve_ours(model: Model, flags: str, presolve: int):
     p = tv.problem()
     p.setOutputEnabled(False)
     p.controls.presolve = presolve
-    p.controls.timelimit = 30
+    p.controls.timelimit = LIMIT
     p.controls.miprelstop = 1e-9
     x = [tv.var(lb=lo, ub=up, vartype=tv.integer if whole else tv.continuous) for lo, up, _, whole in model.columns]
     p.addVariable(x)
@@ -113,7 +114,7 @@ def solve_peer(model: Model, relaxation: bool):
     h = highspy.Highs()
     h.silent()
     h.setOptionValue("threads", 1)
-    h.setOptionValue("time_limit", 10.0)
+    h.setOptionValue("time_limit", float(LIMIT))
     h.setOptionValue("mip_rel_gap", 1e-9)
     for lower, upper, _, _ in model.columns:
         h.addVar(lower if lower > -INFINITY else -highspy.kHighsInf, upper if upper < INFINITY else highspy.kHighsInf)
@@ -209,7 +210,7 @@ def examine(number: int, seed: int, drawn: float):
         took = time.process_time() - began
         counts["solves"] += 1
         counts[status] += 1
-        if took > 5:
+        if took > LIMIT + 1:
             notes.append(f"{number} {flags!r} {presolve}: {took:.1f} s")
             counts["slow"] += 1
         peer_status, peer_value = peers[relaxation]

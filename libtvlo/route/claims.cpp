@@ -131,9 +131,7 @@ LpStatus LinearClaims::confirm(LpStatus claim, const Show& show) {
     }
   }
   if (implied().cross) return LpStatus::infeasible;
-  const LpStatus shown = showInfeasible(show(LpStatus::infeasible).multipliers);
-  open_ = open_ || shown != LpStatus::infeasible;
-  return shown;
+  return showInfeasible(show(LpStatus::infeasible).multipliers);
 }
 
 LpStatus LinearClaims::prove() {
@@ -147,10 +145,10 @@ LpStatus LinearClaims::prove() {
     for (size_t i = 0; i < multipliers.size(); ++i) multipliers[i] *= elastic.factor[i];
     if (isFeasible(point)) {
       const Solution ray = case_.solveAside(recessionDirections(case_.model), controls, {.prove = false});
-      const bool found = ray.lpStatus == LpStatus::optimal && provesUnbounded(case_.model, ray.lp.x);
-      return found ? LpStatus::unbounded : LpStatus::unfinished;
+      if (ray.lpStatus == LpStatus::optimal && provesUnbounded(case_.model, ray.lp.x)) return LpStatus::unbounded;
+    } else if (showInfeasible(multipliers) == LpStatus::infeasible) {
+      return LpStatus::infeasible;
     }
-    if (showInfeasible(multipliers) == LpStatus::infeasible) return LpStatus::infeasible;
   }
   return bare_ ? LpStatus::infeasible : LpStatus::unfinished;
 }

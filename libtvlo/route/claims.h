@@ -19,9 +19,8 @@ class LinearClaims {
   // What is proven of an engine's claim, `show` being what it has to show: infeasible, unbounded, or unfinished.
   LpStatus confirm(LpStatus claim, const Show& show);
 
-  // After claims that nothing confirmed, by problems of our own. Their end may be that of the solve.
+  // Where no answer of an engine stands: what problems of our own prove.
   LpStatus prove();
-  bool open() const { return open_; }  // whether there were such
 
  private:
   LpStatus showInfeasible(const std::vector<double>& multipliers);
@@ -31,7 +30,6 @@ class LinearClaims {
 
   const Case& case_;
   std::optional<ImpliedBounds> implied_;
-  bool open_ = false;
   bool bare_ = false;  // a contradiction was found that points within the tolerance may escape
 };
 
@@ -47,6 +45,9 @@ class SearchClaims {
   // comes to no end within its budget of seconds, the claim stands.
   bool open() const { return open_; }
   double budget(double taken) const;
+
+  // Where no search came to an end that stands: whether there is no point even without whole numbers.
+  bool noneRelaxed() const { return relaxation(false).lpStatus == LpStatus::infeasible; }
 
  private:
   bool settleSecond(Solution& result) const;

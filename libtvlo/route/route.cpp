@@ -50,6 +50,7 @@ constexpr Row kRoutes[] = {
     {Class::lp, {"highs", Method::barrier, true, false}},
     {Class::mip, {"highs", Method::automatic, false, false}},
     {Class::mip, {"highs", Method::automatic, true, true}},
+    {Class::mip, {"highs", Method::automatic, true, false, true}},
     {Class::quadratic, {"piqp", Method::barrier, false, false}},
     {Class::quadratic, {"ipopt", Method::barrier, false, false}},
     {Class::quadratic, {"ipopt", Method::barrier, true, false}},

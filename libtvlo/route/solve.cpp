@@ -132,13 +132,14 @@ class Solver {
 
   void tryInTurn(const std::vector<Attempt>& attempts, bool search, const Basis& start) {
     const bool keep = !search && !quadratic() && problem_.controls.getInt(control::keepbasis) != 0;
+    const bool without = problem_.controls.getInt(control::presolve) == 0;
     std::vector<Attempt> fromNothing;
     bool claimed = false;  // an optimum, by the attempt before
     for (size_t i = 0; i < attempts.size(); ++i) {
       const bool last = i + 1 == attempts.size();
       const auto repeats = [&](const Attempt& done) {
-        return std::string_view(done.engine) == attempts[i].engine && done.method == attempts[i].method &&
-               done.withoutPresolve == attempts[i].withoutPresolve;
+        return !without && std::string_view(done.engine) == attempts[i].engine && done.method == attempts[i].method &&
+               done.withoutPresolve == attempts[i].withoutPresolve && done.scaled == attempts[i].scaled;
       };
       // A local solver's next try is another one: it asks for more exactness, or relaxes quadratic rows more.
       const bool other = class_ == ProblemClass::quadraticRows || (quadratic() && claimed);
@@ -174,11 +175,15 @@ class Solver {
       accumulate(std::move(inexact));
       return;
     }
-    if (!search && !quadratic() && linear_.open() && prove_ && !stopped()) {
+    if (!search && !quadratic() && prove_ && !stopped()) {
       Solution result;
       result.lpStatus = linear_.prove();
       accumulate(std::move(result));
       if (problem_.solution.lpStatus != LpStatus::unfinished) return;
+    }
+    if (search && !stopped() && !problem_.solution.mip.available && searches_.noneRelaxed()) {
+      problem_.solution.mipStatus = MipStatus::infeasible;
+      return;
     }
     if (stopped()) return;
     context_.say("No answer passed its check; the problem is left unfinished", MessageType::warning);
@@ -194,11 +199,10 @@ class Solver {
     request_.mip = search;
     request_.again = again;
     request_.cold = attempt.cold || problem_.controls.getInt(control::keepbasis) == 0;
-    request_.withoutPresolve = attempt.withoutPresolve;
-    if (search && attempt.withoutPresolve && problem_.controls.getInt(control::presolve) == 0) {
-      request_.withoutPresolve = false;  // a search of another kind than the one before
-      request_.withPresolve = true;
-    }
+    // Where the first solve goes without presolve, the others go with it: they are to be of another kind.
+    const bool without = problem_.controls.getInt(control::presolve) == 0;
+    request_.withPresolve = without && attempt.cold && (search || !attempt.withoutPresolve);
+    request_.withoutPresolve = attempt.withoutPresolve && !request_.withPresolve;
     request_.scaled = attempt.scaled;
     request_.method = attempt.method;
     request_.controls = &problem_.controls;

@@ -48,7 +48,7 @@ double tamed(double factor, const Model& model, int column) {
 
 bool hasSmall(const SparseMatrix& rows, int first) {
   return std::any_of(rows.value.begin() + rows.start[first], rows.value.end(),
-                     [](double value) { return std::abs(value) < kSmallest; });
+                     [](double value) { return std::abs(value) <= kSmallest; });
 }
 
 bool losesByDropping(const Model& model) {
@@ -56,7 +56,7 @@ bool losesByDropping(const Model& model) {
   const SparseMatrix& matrix = model.byRows();
   for (int64_t k = 0; k < matrix.nonzeros(); ++k) {
     const double coef = std::abs(matrix.value[k]);
-    if (coef >= kSmallest) continue;
+    if (coef > kSmallest) continue;
     const int j = matrix.index[k];
     if (coef * std::max(std::abs(model.lower()[j]), std::abs(model.upper()[j])) > kCounts) return true;
   }

@@ -88,7 +88,7 @@ bool anySmall(const Model& model) {
   if (hasSmall(model.byRows(), changes.rows.kept())) return true;
   if (changes.columns.kept() < model.columns() && hasSmall(model.byColumns(), changes.columns.kept())) return true;
   return std::any_of(changes.coefs.begin(), changes.coefs.end(),
-                     [&](const auto& at) { return std::abs(model.coefficient(at.first, at.second)) < kSmallest; });
+                     [&](const auto& at) { return std::abs(model.coefficient(at.first, at.second)) <= kSmallest; });
 }
 
 bool anySemi(const Model& model) {
@@ -220,8 +220,8 @@ void Session::scale(const Model& model, SparseMatrix& matrix, const std::vector<
     free[j] = free[j] && !integer;
   }
   const double least = highs::scale(matrix, model, free, rowFactors_, factors_);
-  options_.set("small_matrix_value", least < kSmallest ? kLeastKept : kSmallest);
-  dropped_ = least < kLeastKept;
+  options_.set("small_matrix_value", least <= kSmallest ? kLeastKept : kSmallest);
+  dropped_ = least <= kLeastKept;
 }
 
 // HiGHS takes the lower triangle by columns, of x'Qx/2 as the store has it; a column's entries are those in which it
