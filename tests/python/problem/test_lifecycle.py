@@ -218,6 +218,7 @@ class Model:
         self.p = problem(self.x)
         self.p.setOutputEnabled(False)
         self.p.setObjective(tv.user(self.f, self.x))
+        self.p.addConstraint(tv.user(self.f, self.x) <= 3)
 
     def f(self, x):
         return (x - 0.5) ** 2

@@ -259,7 +259,7 @@ def test_output_switch(capfd):
 
 
 def test_code_that_runs_during_an_evaluation_may_change_the_problem(lp):
-    p, a, *_ = lp
+    p, a, b, first, second = lp
 
     class Sequence:
         def __init__(self, action):
@@ -275,5 +275,27 @@ def test_code_that_runs_during_an_evaluation_may_change_the_problem(lp):
             return a
 
     assert p.getSolution(Sequence(lambda: p.addVariable(tv.var()))) == pytest.approx([2])
+
+    def deleting(*objects):
+        yield objects[0]
+        (p.delConstraint if isinstance(objects[1], tv.constraint) else p.delVariable)(objects[0])
+        yield objects[1]
+
+    def deleted():
+        p.delVariable(-1 + p.attributes.cols)
+        return a
+
+    # Numbers, or the order of what is left, would mean other objects than those of the values.
+    for ask in (
+        lambda: p.getSolution(deleting("idle", b), flatten=True),
+        lambda: p.getSolution(Sequence(deleted)),
+        lambda: p.getSlack(deleting(first, second)),
+        lambda: p.getVariable(0 if deleted() is a else 1 for _ in range(2)),
+        lambda: tv.evaluate(Sequence(deleted), problem=p, solution=[0] * p.attributes.cols),
+    ):
+        p.addVariable(tv.var())
+        p.solve()
+        with pytest.raises(tv.ModelError, match=r"deleted from the problem while|changed while"):
+            ask()
     with pytest.raises(tv.ModelError, match=r"^Problem is not initialized$"):
         p.getSolution(Sequence(lambda: p.__exit__()))
