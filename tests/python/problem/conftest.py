@@ -15,6 +15,18 @@ import stored_model
 from stored_model import handle
 
 
+@pytest.fixture(autouse=True)
+def quiet():
+    tv.setOutputEnabled(False)
+    yield
+    tv.setOutputEnabled(True)
+
+
+@pytest.fixture
+def printing(quiet):
+    tv.setOutputEnabled(True)
+
+
 @pytest.fixture(scope="session")
 def library():
     return stored_model.Library()
@@ -83,5 +95,4 @@ def agrees(stored):
 def xy():
     x, y = tv.var(name="x", ub=10), tv.var(name="y", ub=10)
     p = tv.problem(x, y, name="p")
-    p.setOutputEnabled(False)
     return p, x, y

@@ -14,7 +14,6 @@ def near(value):
 
 def solved(*model, **controls):
     p = tv.problem(*model)
-    p.setOutputEnabled(False)
     p.setControl(controls)
     p.solve()
     return p
@@ -114,7 +113,6 @@ def build(columns, rows, target, choices=None):
             body = body + coefficient * a
         made.append(body == rhs if sense == "E" else body >= rhs if sense == "G" else body <= rhs)
     p = tv.problem(x, zero, made)
-    p.setOutputEnabled(False)
     p.setObjective(tv.Sum((v - t) ** 2 for v, t in zip(x, target)))
     p.solve()
     return p

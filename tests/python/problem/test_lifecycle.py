@@ -216,7 +216,6 @@ class Model:
     def __init__(self, problem=tv.problem):
         self.x = tv.var(lb=-1, ub=1)
         self.p = problem(self.x)
-        self.p.setOutputEnabled(False)
         self.p.setObjective(tv.user(self.f, self.x))
         self.p.addConstraint(tv.user(self.f, self.x) <= 3)
 

@@ -40,7 +40,6 @@ def test_running_out_of_memory(name, agrees, tmp_path):
     def fresh():
         p = Problem(x, old, x[0])
         p.file = str(tmp_path / "p.mps")
-        p.setOutputEnabled(False)
         return p
 
     fresh().write(str(tmp_path / "p.mps"))

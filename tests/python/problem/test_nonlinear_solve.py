@@ -12,7 +12,6 @@ import tavlo as tv
 def xy():
     x, y = tv.var(name="x", lb=-5, ub=5), tv.var(name="y", lb=-5, ub=5)
     p = tv.problem(x, y)
-    p.setOutputEnabled(False)
     return p, x, y
 
 
@@ -25,7 +24,6 @@ def test_results_of_a_nonlinear_solve():
     x, y, z = tv.var(name="x", lb=0.1), tv.var(name="y", lb=0.1), tv.var(name="z", lb=0.5, ub=9)
     c = tv.constraint(body=x + 2 * y, ub=4, name="c")
     p = tv.problem(x, y, z, c)
-    p.setOutputEnabled(False)
     p.setObjective(tv.log(x) + tv.log(y) - z * z + 3, sense=tv.maximize)
     assert (p.getProbStatus(), p.getProbStatusString()) == (tv.nlp_unstarted, "nlp_unstarted")
     p.solve()
@@ -136,7 +134,6 @@ def test_user_functions_of_both_kinds(function, derivatives, xy):
     p.addConstraint(x + y <= 3)
     p.setObjective(tv.user(function, x, y, derivatives=derivatives))
     for copy in (p, p.copy()):
-        copy.setOutputEnabled(False)
         copy.chgvar(x, initial=-1.2)
         copy.chgvar(y, initial=1)
         copy.solve()
@@ -158,7 +155,6 @@ def test_functions_without_a_value_within_the_bounds(function, lower, upper):
     for objective in (False, True):
         x, y = tv.var(lb=lower, ub=upper), tv.var()
         p = tv.problem(x, y)
-        p.setOutputEnabled(False)
         if objective:
             p.setObjective(function(x))
         else:
@@ -171,7 +167,6 @@ def test_functions_without_a_value_within_the_bounds(function, lower, upper):
 def test_a_function_without_derivatives_of_a_variable_with_no_room(width):
     x, y = tv.var(lb=3, ub=3 + width), tv.var()
     p = tv.problem(x, y, tv.user(lambda v: v * v, x) - y == 0)
-    p.setOutputEnabled(False)
     p.setObjective(y)
     p.solve()
     assert p.getProbStatus() == tv.nlp_solution
@@ -253,7 +248,6 @@ def test_what_a_user_function_may_do_meanwhile(xy):
             except tv.SolverError as error:
                 refused.append(str(error))
         q = tv.problem(y, y)  # another problem can be solved
-        q.setOutputEnabled(False)
         q.solve()
         return v * v
 
@@ -291,7 +285,6 @@ def test_nonlinear_models_survive_files(xy, tmp_path):
     name, again = tmp_path / "model.txt", tmp_path / "again.txt"
     p.write(str(name))
     q = tv.problem()
-    q.setOutputEnabled(False)
     q.read(str(name))
     assert [v.name for v in q.getVariable()] == [v.name for v in p.getVariable()]
     assert q.getProbStatusString() == "nlp_unstarted"
@@ -312,7 +305,6 @@ def test_optima_at_kinks(xy):
         ((u, u <= 8, parts), [1]),
     ]:
         p = tv.problem(*model)
-        p.setOutputEnabled(False)
         p.solve()
         assert p.getProbStatusString() == "nlp_globally_optimal"
         assert p.getSolution()[: len(point)] == near(point)
@@ -322,7 +314,6 @@ def test_optima_at_kinks(xy):
 
 def statusOf(*model):
     p = tv.problem(*model)
-    p.setOutputEnabled(False)
     p.solve()
     return p.getProbStatusString()
 
@@ -330,7 +321,6 @@ def statusOf(*model):
 def test_stationary_points_of_the_wrong_kind_are_left():
     y, z = tv.var(lb=-5, ub=5), tv.var(lb=-5, ub=5)
     p = tv.problem(y, z, tv.cos(y) + tv.cos(z))  # starts at the maximum
-    p.setOutputEnabled(False)
     p.solve()
     assert p.getObjVal() == near(-2)
     for objective, most in [((y * y + z * z) ** 2, 2500), (tv.exp(y * y / 5) + z * z, math.exp(5) + 25)]:
@@ -342,11 +332,9 @@ def test_stationary_points_of_the_wrong_kind_are_left():
     # Symmetry keeps y and z at a saddle while the flat terms of the others keep the solve busy.
     y, z, v, w = (tv.var(lb=lb, ub=4) for lb in (-4, -4, -4, 0))
     p = tv.problem(y, z, v, w, -y * z - tv.sqrt(1 + z**2) + (y**4 + z**4 + v**4 + w**4) / 100)
-    p.setOutputEnabled(False)
     p.solve()
     assert (p.getProbStatusString(), p.getObjVal()) == ("nlp_solution", near(-15.00310563))
     p = tv.problem(y, z, tv.sin(y) * tv.sin(z), y + z == 0)  # a maximum along the row
-    p.setOutputEnabled(False)
     p.solve()
     assert p.getObjVal() == near(-1)
 
@@ -361,12 +349,10 @@ def test_inflection_points_are_left():
             ([tv.exp(z) - (5 - y) ** 3 - y * 1e-3], math.exp(-5) - 1000 + 5e-3),
         ]:
             p = tv.problem(y, z, *model)
-            p.setOutputEnabled(False)
             p.chgvar(y, initial=start)
             p.solve()
             assert (p.getProbStatusString(), p.getObjVal()) == ("nlp_solution", near(least))
     p = tv.problem(y, z, y**4 + z**4)  # flat, but a minimum
-    p.setOutputEnabled(False)
     p.chgvar(y, initial=3)
     p.solve()
     assert p.getObjVal() == near(0)

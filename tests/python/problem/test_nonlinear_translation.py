@@ -26,7 +26,6 @@ def f(number):
 def problem():
     x = [tv.var(name=name) for name in "xyzw"]
     p = tv.problem(x)
-    p.setOutputEnabled(False)
     return p, *x
 
 

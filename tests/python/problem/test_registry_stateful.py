@@ -26,7 +26,6 @@ class Registry(RuleBasedStateMachine):
     @initialize()
     def start(self):
         self.p = tv.problem(name="stateful")
-        self.p.setOutputEnabled(False)
         self.vars, self.cons = [], []
 
     def pick(self, data, objects, most=6):

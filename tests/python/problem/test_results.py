@@ -14,7 +14,6 @@ def lp():
     a, b = tv.var(name="a"), tv.var(name="b")
     first, second = tv.constraint(body=a + b, ub=4, name="first"), tv.constraint(body=2 * a + b, ub=6, name="second")
     p = tv.problem(a, b, tv.var(name="idle", ub=1), first, second, 3 * a + 2 * b + 1, sense=tv.maximize)
-    p.setOutputEnabled(False)
     p.solve()
     return p, a, b, first, second
 
@@ -24,7 +23,6 @@ def mip():
     z = [tv.var(name=f"z{i}", vartype=tv.binary) for i in range(3)]
     p = tv.problem(z, tv.Sum(c * v for c, v in zip((2, 3, 4), z)) <= 6.5)
     p.setObjective(tv.Sum(c * v for c, v in zip((3, 4, 5), z)), sense=tv.maximize)
-    p.setOutputEnabled(False)
     p.solve()
     return p, z
 
@@ -42,7 +40,6 @@ def test_linear_results(lp):
 def test_signs_of_slacks_and_reduced_costs():
     x, y = tv.var(ub=3), tv.var(ub=5)
     p = tv.problem(x, y, x + y >= 1, x - y <= 7, 2 * x - 3 * y)
-    p.setOutputEnabled(False)
     p.solve()
     assert p.getSolution() == pytest.approx([0, 5])
     assert p.getRCost() == pytest.approx([2, -3])
@@ -124,7 +121,6 @@ def test_integer_results(mip):
 def build(*rows, integer=False, ub=1e20):
     x = tv.var(ub=ub, vartype=tv.integer if integer else tv.continuous)
     p = tv.problem(x, [row(x) for row in rows], -1 * x)
-    p.setOutputEnabled(False)
     return p
 
 
@@ -159,7 +155,6 @@ def test_statuses_without_an_answer(rows, integer, status):
 
 def test_empty_problems_and_rows(stored):
     p = tv.problem()
-    p.setOutputEnabled(False)
     p.solve()
     assert (p.getProbStatusString(), p.getSolution(), p.getDual(), p.getObjVal()) == ("lp_optimal", [], [], 0)
     p = build(lambda x: tv.constraint(body=3, ub=5), ub=4)
@@ -238,13 +233,13 @@ def test_semicontinuous_columns():
     x = tv.var(ub=10, threshold=4, vartype=tv.semicontinuous)
     for floor, value in ((1, 4), (0, 0)):
         p = tv.problem(x, tv.constraint(body=x, lb=floor), x)
-        p.setOutputEnabled(False)
         p.solve()
         assert p.getSolution(x) == pytest.approx(value)
 
 
-def test_output_switch(capfd):
+def test_output_switch(capfd, printing):
     p = build(lambda x: x <= 1)
+    p.setOutputEnabled(False)
     p.solve()
     assert capfd.readouterr().out == ""
     p.setOutputEnabled(np.int64(1))

@@ -30,7 +30,6 @@ def test_fewer_iterations(model, library):
     def fresh():
         x = [tv.var(lb=-5, ub=5) for _ in range(40)]
         p = tv.problem(x, *model(x))
-        p.setOutputEnabled(False)
         return p, x
 
     def solve(p):

@@ -137,7 +137,7 @@ def test_threads_that_build_one_problem(agrees):
     assert (len(variables), len(constraints)) == (1200, 960)
 
 
-def test_code_that_log_lines_run(monkeypatch, stopped_library):
+def test_code_that_log_lines_run(monkeypatch, stopped_library, printing):
     """A replacement of sys.stdout works on the problem from the solving thread, and stops the library at the end."""
     x = tv.var(ub=3, vartype=tv.integer)
     p = tv.problem(x, 2 * x <= 5, x, sense=tv.maximize)
