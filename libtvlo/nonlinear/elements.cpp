@@ -117,7 +117,7 @@ void Elements::add(const Expression& expression, int node, double weight, int ta
   compile(expression);
   Group*& group = byCode_[code_];
   if (group == nullptr) {
-    groups_.push_back(std::make_unique<Group>(code_));
+    groups_.push_back(std::make_unique<Group>(code_, checkpoint_));
     group = groups_.back().get();
   }
   group->target.push_back(target);
@@ -143,6 +143,7 @@ size_t Elements::operations() const {
 
 void Elements::placeGradients(const GradientPlace& place) {
   for (const auto& group : groups_) {
+    if (checkpoint_) checkpoint_();
     const int n = group->tape.variables();
     group->gradientAt.clear();
     group->gradientAt.reserve(group->columns.size());
@@ -157,6 +158,7 @@ void Elements::placeGradients(const GradientPlace& place) {
 
 void Elements::placeHessians(const HessianPlace& place) {
   for (const auto& group : groups_) {
+    if (checkpoint_) checkpoint_();
     const int n = group->tape.variables();
     group->hessianAt.clear();
     group->hessianAt.reserve(group->tape.hessian().size() * group->count());

@@ -15,8 +15,8 @@ class Elements {
  public:
   // All are borrowed. `columnOf` numbers the columns as the points to come do.
   Elements(const std::vector<PwlTable>& tables, UserSites& sites, const Formulas& formulas,
-           const std::vector<int>& columnOf)
-      : tables_(tables), sites_(sites), formulas_(formulas), columnOf_(columnOf) {}
+           const std::vector<int>& columnOf, const Checkpoint& checkpoint)
+      : tables_(tables), sites_(sites), formulas_(formulas), columnOf_(columnOf), checkpoint_(checkpoint) {}
 
   void add(const Expression& expression, int node, double weight, int target);
   bool empty() const { return groups_.empty(); }
@@ -45,7 +45,7 @@ class Elements {
 
  private:
   struct Group {
-    explicit Group(TapeCode code) : tape(std::move(code)) {}
+    Group(TapeCode code, const Checkpoint& checkpoint) : tape(std::move(code), checkpoint) {}
     Tape tape;
     std::vector<int> target, columns, site, gradientAt, hessianAt;  // columns and places side by side for each element
     std::vector<double> weight, constants;
@@ -73,6 +73,7 @@ class Elements {
   UserSites& sites_;
   const Formulas& formulas_;
   const std::vector<int>& columnOf_;
+  const Checkpoint& checkpoint_;
   std::vector<std::unique_ptr<Group>> groups_;
   std::unordered_map<TapeCode, Group*, CodeHash> byCode_;
   std::vector<double> space_;

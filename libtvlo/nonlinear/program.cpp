@@ -8,10 +8,11 @@
 
 namespace tvlo {
 
-ModelProgram::ModelProgram(const Model& model, Kinks kinks)
-    : objectiveElements_(tables_, sites_, shared_, columnOf_),
-      rowElements_(tables_, sites_, shared_, columnOf_),
-      kinkElements_(tables_, sites_, shared_, columnOf_),
+ModelProgram::ModelProgram(const Model& model, Kinks kinks, Checkpoint checkpoint)
+    : checkpoint_(std::move(checkpoint)),
+      objectiveElements_(tables_, sites_, shared_, columnOf_, checkpoint_),
+      rowElements_(tables_, sites_, shared_, columnOf_, checkpoint_),
+      kinkElements_(tables_, sites_, shared_, columnOf_, checkpoint_),
       kinks_(kinks) {
   shared_.functions = model.formulas().functions;
   sense = model.sense();
@@ -27,6 +28,7 @@ ModelProgram::ModelProgram(const Model& model, Kinks kinks)
   }
   buildJacobian();
   buildHessian();
+  checkpoint_ = nullptr;
   linearRows = rowElements_.empty() && rowQuadratics_.empty();
   quadratic = linearRows && objectiveElements_.empty();
 }
@@ -140,7 +142,10 @@ void ModelProgram::readQuadratic(const QuadraticForm& form, double scale, double
 }
 
 void ModelProgram::readFormulas(const Model& model) {
+  int64_t read = 0;
   for (const Formulas::Coefficient& coef : model.formulas().coefficients()) {
+    constexpr int kBetweenCheckpoints = 256;
+    if (checkpoint_ && ++read % kBetweenCheckpoints == 0) checkpoint_();
     if (Formulas::isLive(coef)) readFormula(model, coef);
   }
 }

@@ -30,7 +30,8 @@ struct ExactKink {
 
 class ModelProgram final : public NlpProgram {
  public:
-  explicit ModelProgram(const Model& model, Kinks kinks = Kinks::lifted);  // throws Error
+  // Throws Error, and what the checkpoint throws, which is asked while the program is being built.
+  explicit ModelProgram(const Model& model, Kinks kinks = Kinks::lifted, Checkpoint checkpoint = {});
   ModelProgram(const ModelProgram&) = delete;
   ModelProgram& operator=(const ModelProgram&) = delete;
 
@@ -97,6 +98,7 @@ class ModelProgram final : public NlpProgram {
   static void addQuadratics(const std::vector<Quadratic>& terms, const double* x, double* values);
 
   static constexpr int kObjective = -1;
+  Checkpoint checkpoint_;
   std::vector<int> columnOf_, rowOf_, modelColumns_, modelRows_;
   Transfer transfer_;
   std::vector<PwlTable> tables_;

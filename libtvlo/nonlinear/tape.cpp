@@ -1,9 +1,8 @@
 // Building a tape: slots, and the code of its derivatives.
 #include "nonlinear/tape.h"
 
-#include <unordered_map>
-
 #include "core/error.h"
+#include "nonlinear/pair_index.h"
 
 namespace tvlo {
 
@@ -20,9 +19,11 @@ size_t hashOf(const TapeCode& code) {
   return hash;
 }
 
+constexpr size_t kPairsBetweenCheckpoints = 1 << 16;
+
 class Tape::Builder {
  public:
-  explicit Builder(Tape& tape) : tape_(tape), code_(tape.code_) {}
+  Builder(Tape& tape, const Checkpoint& checkpoint) : tape_(tape), code_(tape.code_), checkpoint_(checkpoint) {}
 
   void build() {
     values_ = code_.variables + code_.constants + static_cast<int>(code_.ops.size());
@@ -221,16 +222,16 @@ class Tape::Builder {
   int edge(int a, int b) {
     const int high = std::max(a, b);
     const int low = std::min(a, b);
-    const auto [at, isNew] =
-        index_.try_emplace(static_cast<uint64_t>(static_cast<uint32_t>(high)) << 32 | static_cast<uint32_t>(low), -1);
-    if (isNew) {
+    int& slot = index_.at(high, low);
+    if (slot < 0) {
+      slot = fresh();
+      edges_[high].emplace_back(low, slot);
       if (index_.size() > kMostSecondDerivatives) {
         throw Error(TVLO_ERR_UNSUPPORTED, "A formula has too many second derivatives");
       }
-      at->second = fresh();
-      edges_[high].emplace_back(low, at->second);
+      if (index_.size() % kPairsBetweenCheckpoints == 0 && checkpoint_) checkpoint_();
     }
-    return at->second;
+    return slot;
   }
 
   void setWritten(int slot) {
@@ -257,9 +258,10 @@ class Tape::Builder {
   std::vector<int> adjoint_;
   std::vector<bool> written_;
   std::vector<std::vector<std::pair<int, int>>> edges_;  // of each slot: (lower or equal slot, its second derivative)
-  std::unordered_map<uint64_t, int> index_;
+  PairIndex index_;
+  const Checkpoint& checkpoint_;
 };
 
-Tape::Tape(TapeCode code) : code_(std::move(code)) { Builder(*this).build(); }
+Tape::Tape(TapeCode code, const Checkpoint& checkpoint) : code_(std::move(code)) { Builder(*this, checkpoint).build(); }
 
 }  // namespace tvlo

@@ -12,6 +12,7 @@
 #include <span>
 #include <vector>
 
+#include "nonlinear/checkpoint.h"
 #include "nonlinear/expression.h"
 
 namespace tvlo {
@@ -43,7 +44,8 @@ struct TapeContext {
 
 class Tape {
  public:
-  explicit Tape(TapeCode code);  // throws Error when there are too many second derivatives to handle
+  // Throws Error when there are too many second derivatives to handle, and what the checkpoint throws.
+  explicit Tape(TapeCode code, const Checkpoint& checkpoint = {});
 
   static constexpr int kLanes = 8;
   const TapeCode& code() const { return code_; }

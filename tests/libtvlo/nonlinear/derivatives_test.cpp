@@ -369,6 +369,25 @@ TEST_F(DerivativesTest, HaveNoValueWhereAnOperandHasNone) {
   }
 }
 
+TEST_F(DerivativesTest, CanBeLeftWhileTheyAreBeingBuilt) {
+  constexpr int n = 600;  // one dense element, of 180,000 pairs
+  addLines(1, n);
+  std::string sum = "( x0";
+  for (int j = 1; j < n; ++j) sum += " x" + std::to_string(j) + " +";
+  load(sum + " sin");
+  int calls = 0;
+  const ModelProgram whole(model(), Kinks::lifted, [&] { ++calls; });
+  EXPECT_EQ(whole.hessian.size(), static_cast<size_t>(n) * (n + 1) / 2);
+  EXPECT_GE(calls, 4);
+  for (int last = 1; last <= calls; ++last) {
+    int left = last;
+    const Checkpoint leaves = [&] {
+      if (--left == 0) throw Stopped{Stop::timeLimit};
+    };
+    EXPECT_THROW(ModelProgram(model(), Kinks::lifted, leaves), Stopped);
+  }
+}
+
 struct UserData {
   int calls = 0, failAt = -1;
 };
