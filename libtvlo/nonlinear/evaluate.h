@@ -1,5 +1,5 @@
-// Values of formulas and of whole models, straight from the model store: what answers are checked with. It shares no
-// code with the tapes that solves evaluate.
+// Values of formulas and of whole models, straight from the model store: what answers are checked with. It shares
+// nothing with the tapes that solves evaluate but the values of single functions.
 #pragma once
 
 #include <vector>
