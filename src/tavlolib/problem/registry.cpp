@@ -47,7 +47,7 @@ int Registry::copyFrom(const Registry& other) {
   transferColumn = other.transferColumn;
   transferRow = other.transferRow;
   constantColumn = other.constantColumn;
-  return vars.append(other.vars) == 0 && cons.append(other.cons) == 0 ? sets.append(other.sets) : -1;
+  return vars.copyFrom(other.vars) == 0 && cons.copyFrom(other.cons) == 0 ? sets.copyFrom(other.sets) : -1;
 }
 
 int Registry::traverse(visitproc visit, void* arg) const {

@@ -27,6 +27,18 @@ bool Entries::reserve(int64_t slots) {
   return object_.reserve(n) && alive_.reserve(n / kWordBits + 1) && block_.reserve(n / kBlockSlots + 1);
 }
 
+void Entries::enliven(int64_t first, int64_t last) const {
+  while (first < last) {
+    const auto word = static_cast<size_t>(first / kWordBits), block = static_cast<size_t>(first / kBlockSlots);
+    const int64_t bit = first % kWordBits, n = std::min(last - first, kWordBits - bit);
+    if (bit == 0) alive_[word] = 0;
+    if (first % kBlockSlots == 0) block_[block] = 0;
+    alive_[word] |= (n == kWordBits ? ~uint64_t{0} : (uint64_t{1} << n) - 1) << bit;
+    block_[block] += static_cast<int32_t>(n);
+    first += n;
+  }
+}
+
 int Entries::append(PyObject* const* objects, const uint64_t* keys, int64_t n) {
   if (!reserve(slots_ + n)) return -1;
   for (int64_t i = 0; i < n; ++i) {
@@ -35,32 +47,26 @@ int Entries::append(PyObject* const* objects, const uint64_t* keys, int64_t n) {
     PyErr_NoMemory();
     return -1;
   }
-  for (int64_t i = 0; i < n; ++i, ++slots_) {
-    const auto slot = static_cast<size_t>(slots_);
-    if (slot % kWordBits == 0) alive_[slot / kWordBits] = 0;
-    if (slot % kBlockSlots == 0) block_[slot / kBlockSlots] = 0;
-    alive_[slot / kWordBits] |= uint64_t{1} << slot % kWordBits;
-    ++block_[slot / kBlockSlots];
-    object_[slot] = newRef(objects[i]);
-    table_.appended(keys[i], static_cast<int32_t>(slot));
-  }
+  for (int64_t i = 0; i < n; ++i) object_[static_cast<size_t>(slots_ + i)] = newRef(objects[i]);
+  table_.appended(keys, n, static_cast<int32_t>(slots_));
+  enliven(slots_, slots_ + n);
+  slots_ += n;
   live_ += n;
   return 0;
 }
 
-int Entries::append(const Entries& others) {
-  Array<PyObject*> objects;
-  Array<uint64_t> keys;
-  const auto slots = static_cast<size_t>(others.slots_);
-  if (!objects.resize(slots) || !keys.resize(slots)) return -1;
-  rowcolmap_each(others.map_, [&](uint64_t key, int64_t slot) { return keys[static_cast<size_t>(slot)] = key, true; });
-  size_t n = 0;
-  for (size_t slot = 0; slot < slots; ++slot) {
-    if (!others.object_[slot]) continue;
-    objects[n] = others.object_[slot];
-    keys[n++] = keys[slot];
-  }
-  return append(objects.data(), keys.data(), static_cast<int64_t>(n));
+int Entries::copyFrom(const Entries& other) {
+  if (other.hasHoles()) other.closeHoles();
+  rowcolmap* map = nullptr;
+  if (other.hasHoles() || rowcolmap_copy(&map, other.map_) != 0) return PyErr_NoMemory(), -1;
+  rowcolmap_free(&map_);
+  map_ = map;
+  if (!reserve(other.live_)) return rowcolmap_clear(map_), -1;
+  for (int64_t slot = 0; slot < other.live_; ++slot)
+    object_[static_cast<size_t>(slot)] = newRef(other.object_[static_cast<size_t>(slot)]);
+  enliven(0, other.live_);
+  slots_ = live_ = other.live_;
+  return 0;
 }
 
 bool Entries::isDue(int64_t lookups) const {
@@ -155,10 +161,7 @@ void Entries::closeHoles() const {
     if (object_[from]) object_[to++] = object_[from];
   }
   slots_ = static_cast<int64_t>(to);
-  std::fill_n(alive_.data(), to / kWordBits, ~uint64_t{0});
-  if (to % kWordBits != 0) alive_[to / kWordBits] = (uint64_t{1} << to % kWordBits) - 1;
-  std::fill_n(block_.data(), to / kBlockSlots, kBlockSlots);
-  if (to % kBlockSlots != 0) block_[to / kBlockSlots] = static_cast<int32_t>(to % kBlockSlots);
+  enliven(0, slots_);
   rowcolmap_renumber(map_, moved.get());
   table_.drop();
 }

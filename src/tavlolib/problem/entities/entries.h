@@ -35,7 +35,7 @@ class Entries {
 
   // At the end; all or nothing. 0, or -1 with MemoryError.
   int append(PyObject* const* objects, const uint64_t* keys, int64_t n);
-  int append(const Entries& others);
+  int copyFrom(const Entries& other);  // into an empty one; 0, or -1 with MemoryError
   // What stands at ascending positions goes, and its references to `gone`. Needs no memory.
   void remove(const int32_t* positions, int64_t n, PyObject** gone);
   void withdraw(const uint64_t* keys, int64_t n);  // what was appended last, as far as it is there; needs no memory
@@ -45,6 +45,7 @@ class Entries {
   static constexpr int kWordBits = 64, kBlockSlots = 4096;
 
   bool reserve(int64_t slots);
+  void enliven(int64_t first, int64_t last) const;  // slots before `last`, all of which have objects
   bool hasHoles() const { return live_ != slots_; }
   int64_t findPastHoles(uint64_t key) const;
   bool isDue(int64_t lookups) const;  // whether the holes should be closed before so many more

@@ -58,9 +58,12 @@ int64_t KeyTable::findOther(const rowcolmap* map, uint64_t key) {
   return rowcolmap_get(map, key, &slot) == 0 ? slot : -1;
 }
 
+void KeyTable::appended(const uint64_t* keys, int64_t n, int32_t slot) noexcept {
+  count_ += static_cast<uint64_t>(n);
+  for (int64_t i = 0; i < n && state_ != State::stale; ++i) appended(keys[i], slot + static_cast<int32_t>(i));
+}
+
 void KeyTable::appended(uint64_t key, int32_t slot) noexcept {
-  ++count_;
-  if (state_ == State::stale) return;
   if (state_ == State::sparse) {
     if (count_ >= retry_) state_ = State::stale;
     return;

@@ -15,13 +15,14 @@ class KeyTable {
     const uint64_t at = key - base_;
     return at < size_ ? slots_[at] : findOther(map, key);
   }
-  void appended(uint64_t key, int32_t slot) noexcept;  // after it has entered the map
-  void removed(uint64_t key) noexcept;                 // after it has left the map
-  void drop() noexcept;                                // the map has changed in another way
+  void appended(const uint64_t* keys, int64_t n, int32_t slot) noexcept;  // after it has entered the map
+  void removed(uint64_t key) noexcept;                                    // after it has left the map
+  void drop() noexcept;                                                   // the map has changed in another way
 
  private:
   enum class State { stale, dense, sparse };
 
+  void appended(uint64_t key, int32_t slot) noexcept;
   int64_t findOther(const rowcolmap* map, uint64_t key);
   void build(const rowcolmap* map) noexcept;
   bool reserve(uint64_t size) noexcept;
