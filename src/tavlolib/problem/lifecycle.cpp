@@ -82,7 +82,6 @@ void raiseProblemError(PyObject* problem) {
   raiseText(tpy_solver_exc, text, "Unidentified error associated with optimization problem");
 }
 
-// That may run Python code, which may create and delete problems.
 void releaseProblems() {
   // From a record on, the first that is not being deallocated, which releases itself.
   const auto from = [](problem_s* p) {

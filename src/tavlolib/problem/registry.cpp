@@ -40,13 +40,12 @@ Registry::Registry()
       sets([](PyObject* o) { return reinterpret_cast<sos_s*>(o)->index; }),
       changes_(nextEpoch()) {}
 
-Registry::~Registry() { delete userFunctions; }
+Registry::~Registry() = default;
 
 int Registry::copyFrom(const Registry& other) {
   hasFormulas = other.hasFormulas;
   transferColumn = other.transferColumn;
   transferRow = other.transferRow;
-  constantColumn = other.constantColumn;
   return vars.copyFrom(other.vars) == 0 && cons.copyFrom(other.cons) == 0 ? sets.copyFrom(other.sets) : -1;
 }
 

@@ -6,6 +6,8 @@
 // call changes all of what it was given or nothing.
 #pragma once
 
+#include <memory>
+
 #include "problem/entities/entries.h"
 #include "pyutil/first_error.h"
 #include "pyutil/ref.h"
@@ -29,8 +31,7 @@ class Registry {
   Entries vars, cons, sets;
   bool hasFormulas = false;                       // in rows other than the objective's transfer row
   int32_t transferColumn = -1, transferRow = -1;  // of a nonlinear objective, entered like any other; -1: none
-  int32_t constantColumn = -1;                    // of coefficients that multiply no variable; -1: not asked yet
-  UserFunctions* userFunctions = nullptr;         // null while there are none
+  std::unique_ptr<UserFunctions> userFunctions;   // null while there are none
   FirstError failure;                             // of the Python code that a solve has called, on whatever thread
 
  private:

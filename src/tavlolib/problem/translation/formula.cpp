@@ -281,10 +281,7 @@ class FormulaWriter {
   }
 
   bool constantColumn(int32_t* column) {
-    int32_t& constant = p_->registry().constantColumn;
-    if (constant == -1 && TSLPgetintattrib(p_->slpprob, kConstColumn, &constant) != 0) return nonlinearFailed(p_) == 0;
-    *column = constant;
-    return true;
+    return TSLPgetintattrib(p_->slpprob, kConstColumn, column) == 0 || nonlinearFailed(p_) == 0;
   }
 
   problem_s* p_;

@@ -112,7 +112,7 @@ int createUserFunction(problem_s* p, PyObject* args, int* id, bool with_derivati
   const auto nargs = static_cast<int32_t>(PyTuple_GET_SIZE(args) - 1);
   Registry& registry = p->registry();
   return guarded([&] {
-    if (!registry.userFunctions) registry.userFunctions = new UserFunctions;
+    if (!registry.userFunctions) registry.userFunctions = std::make_unique<UserFunctions>();
     auto [entry, fresh] = registry.userFunctions->at.try_emplace({callable, nargs, with_derivatives});
     if (fresh) {
       try {
@@ -132,14 +132,14 @@ int createUserFunction(problem_s* p, PyObject* args, int* id, bool with_derivati
 }
 
 int copyUserFunctions(problem_s* to, const problem_s* from) {
-  const UserFunctions* old = from->registry().userFunctions;
+  const UserFunctions* old = from->registry().userFunctions.get();
   if (!old) return 0;
   Registry& registry = to->registry();
   return guarded([&] {
     auto copies = std::make_unique<UserFunctions>();
     for (const auto& [key, f] : old->at)
       copies->at[key].reset(new UserFunction{Ref::borrow(f->callable.get()), &registry, f->nargs, f->id});
-    registry.userFunctions = copies.release();
+    registry.userFunctions = std::move(copies);
     for (const auto& [key, f] : registry.userFunctions->at)
       if (TSLPchguserfunction(to->slpprob, f->id, trampoline(std::get<bool>(key)), f.get()) != 0)
         return nonlinearFailed(to);
