@@ -7,7 +7,7 @@ import sys
 from pathlib import Path
 from typing import Any
 
-from benchmarks import deletion, nonlinear, quadratic, searches, small, solving, terms
+from benchmarks import deletion, large_nonlinear, nonlinear, quadratic, searches, small, solving, terms
 from benchmarks.models import FORM, P_MEDIAN, PRODUCT, TRANSPORT, transport_tavlo
 from benchmarks.timing import best_in_turns, ratio_line, seconds
 
@@ -74,6 +74,7 @@ PARTS = {
     "deletion": ("10,000 single deletions from a million rows and columns", deletion.main),
     "quadratic": ("Convex quadratic models, solving (at most 1.3)", quadratic.main),
     "nonlinear": ("Quadratic and nonlinear models", nonlinear.main),
+    "large": ("Large nonlinear models, CPU time (at most 0.7) and iterations (at most 1.1)", large_nonlinear.main),
     "small": ("Single operations", small.main),
 }
 

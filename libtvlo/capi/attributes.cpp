@@ -5,6 +5,7 @@
 #include "capi/guard.h"
 #include "core/attributes.h"
 #include "core/check.h"
+#include "nonlinear/answer.h"
 
 namespace tvlo {
 
@@ -23,6 +24,11 @@ const PointValues& currentPoint(const Solution& solution) {
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 Violation currentViolation(const Problem& problem) {
+  if (problem.solution.nonlinear.status != NonlinearStatus::unstarted) {
+    const PointValues& point = problem.solution.nonlinear.point;
+    if (!point.available || point.x.size() != problem.model.columnTypes().size()) return {kNone, kNone};
+    return nonlinearViolation(problem.model, point.x);
+  }
   const PointValues& point = currentPoint(problem.solution);
   if (!point.available || point.x.size() != problem.model.columnTypes().size()) return {kNone, kNone};
   return primalViolation(problem.model, point.x, problem.solution.mip.available);

@@ -89,11 +89,11 @@ struct NlpResult {
   NlpPoint point;
   double objective = 0;
   int iterations = 0;
-  bool bent = false;        // the last step had to bend the Lagrangian, which was not convex along the rows
-  int stop = 0;             // what `interrupted` or `iteration` answered; -1 the time limit, -2 the iteration limit
-  double evaluation = 0;    // seconds spent in the program's functions
-  double seconds = 0;       // seconds in all
-  std::string_view reason;  // the engine's own word for how it ended; static text
+  bool regularised = false;  // the last step had to add to the second derivatives, which were not convex along the rows
+  int stop = 0;              // what `interrupted` or `iteration` answered; -1 the time limit, -2 the iteration limit
+  double evaluation = 0;     // seconds spent in the program's functions
+  double seconds = 0;        // seconds in all
+  std::string_view reason;   // the engine's own word for how it ended; static text
 };
 
 // One engine's memory for programs of one structure.

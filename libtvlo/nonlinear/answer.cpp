@@ -87,6 +87,18 @@ NlpPoint programPoint(ModelProgram& program, const PointValues& whole) {
   return point;
 }
 
+Violation nonlinearViolation(const Model& model, const std::vector<double>& x) {
+  AnswerCheck check;
+  for (int j = 0; j < model.columns(); ++j) raiseOutside(check, x[j], model.lower()[j], model.upper()[j], 1);
+  const NonlinearActivities rows(model, x);
+  for (int i = 0; i < model.rows(); ++i) {
+    if (model.rowTypes()[i] == 'N') continue;
+    const Bounds bounds = model.rowBounds(i);
+    raiseOutside(check, rows.value[i], bounds.lower, bounds.upper, rows.largest[i]);
+  }
+  return {check.primalAbsolute, check.primal};
+}
+
 AnswerCheck checkAnswer(const Model& model, ModelProgram& program, const PointValues& whole, NlpPoint point) {
   AnswerCheck check;
   for (size_t j = 0; j < program.modelColumns().size(); ++j) {
@@ -129,7 +141,7 @@ AnswerCheck checkAnswer(const Model& model, ModelProgram& program, const PointVa
   for (int j = 0; j < n; ++j) {
     const double off = std::abs(residual[j] - point.redcost[j]);
     raise(check.dual, off / largest[j]);
-    raise(check.reach, off * std::abs(point.x[j]) / std::max(1.0, std::abs(whole.objective)));
+    raise(check.farther, off * std::abs(point.x[j]) / std::max(1.0, std::abs(whole.objective)));
     checkPair(check, sign * point.redcost[j], point.x[j], program.columnLower[j], program.columnUpper[j], largest[j],
               whole.objective);
   }

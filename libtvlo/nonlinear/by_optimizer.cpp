@@ -73,13 +73,14 @@ NlpStatus statusOf(LpStatus status) {
 
 }  // namespace
 
-NlpResult solveByOptimizer(const Problem& problem, ModelProgram& program, double secondsLeft, std::string& engine) {
+NlpResult solveByOptimizer(const Problem& problem, ModelProgram& program, const SolveContext& context,
+                           std::string& engine) {
   NlpResult result;
   result.reason = "no answer of the optimizer";
   Problem linear;
   linear.controls.copyFrom(problem.controls);
   if (!build(program, linear.model)) return result;
-  solveAside(linear, SolveContext(problem).within(secondsLeft));
+  solveAside(linear, context);
 
   engine = linear.sessionEngine;
   Solution& solution = linear.solution;

@@ -2,7 +2,7 @@
 // and abs in convex places: the optimizer solves them, and proves it where they have no optimum.
 #pragma once
 
-#include "core/problem.h"
+#include "engines/context.h"
 #include "engines/nlp.h"
 #include "nonlinear/program.h"
 
@@ -11,6 +11,7 @@ namespace tvlo {
 // For a program with isLinear(), or one that is `quadratic` and convex. Stops with the problem's interrupts and logs to
 // its handlers; the problem's controls apply. The point is empty where there is none; status `failed`: the
 // optimizer has no answer. Leaves the name of the engine that it asked last.
-NlpResult solveByOptimizer(const Problem& problem, ModelProgram& program, double secondsLeft, std::string& engine);
+NlpResult solveByOptimizer(const Problem& problem, ModelProgram& program, const SolveContext& context,
+                           std::string& engine);
 
 }  // namespace tvlo

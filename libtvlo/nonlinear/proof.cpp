@@ -53,7 +53,7 @@ bool isConvex(ModelProgram& program) {
   return true;
 }
 
-bool linearPartInfeasible(const Problem& problem, double secondsLeft) {
+bool linearPartInfeasible(const Problem& problem, const SolveContext& context) {
   Problem linear;
   linear.controls.copyFrom(problem.controls);
   Model& model = linear.model;
@@ -82,7 +82,7 @@ bool linearPartInfeasible(const Problem& problem, double secondsLeft) {
   model.setObjective(model.columns(), columns.data(), none.data());
   model.setColumnTypes(model.columns(), columns.data(), std::string(model.columns(), 'C').c_str());
   try {
-    solveAside(linear, SolveContext(problem).within(secondsLeft));
+    solveAside(linear, context);
   } catch (const Error&) {
     return false;  // no proof
   }

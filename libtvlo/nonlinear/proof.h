@@ -1,7 +1,7 @@
 // What can be proven of a nonlinear problem beyond what a local solver tells.
 #pragma once
 
-#include "core/problem.h"
+#include "engines/context.h"
 #include "nonlinear/program.h"
 
 namespace tvlo {
@@ -11,6 +11,6 @@ namespace tvlo {
 bool isConvex(ModelProgram& program);
 
 // Whether the bounds and the rows without formulas and quadratic parts contradict each other, by an LP solve.
-bool linearPartInfeasible(const Problem& problem, double secondsLeft);
+bool linearPartInfeasible(const Problem& problem, const SolveContext& context);
 
 }  // namespace tvlo

@@ -34,26 +34,26 @@ class KktMatrix {
         !program.hessianValues(point.x.data(), false, program.sense, multipliers.data(), hessian.data())) {
       return false;
     }
-    place_.assign(program.columns(), -1);
-    std::vector<int> rowPlace(program.rows(), -1);
+    index_.assign(program.columns(), -1);
+    std::vector<int> rowIndex(program.rows(), -1);
     for (int j = 0; j < program.columns(); ++j) {
-      if (!active(point.redcost[j], point.x[j], program.columnLower[j], program.columnUpper[j])) place_[j] = columns_++;
+      if (!active(point.redcost[j], point.x[j], program.columnLower[j], program.columnUpper[j])) index_[j] = columns_++;
     }
     int size = columns_;
     for (int i = 0; i < program.rows(); ++i) {
-      if (active(point.dual[i], activity[i], program.rowLower[i], program.rowUpper[i])) rowPlace[i] = size++;
+      if (active(point.dual[i], activity[i], program.rowLower[i], program.rowUpper[i])) rowIndex[i] = size++;
     }
     std::vector<Eigen::Triplet<double>> entries;
     entries.reserve(hessian.size() + jacobian.size() + size);
     for (size_t k = 0; k < hessian.size(); ++k) {
-      const int i = place_[program.hessian.row[k]], j = place_[program.hessian.column[k]];
+      const int i = index_[program.hessian.row[k]], j = index_[program.hessian.column[k]];
       if (i < 0 || j < 0) continue;
       entries.emplace_back(std::max(i, j), std::min(i, j), hessian[k]);
       largest_ = std::max(largest_, std::abs(hessian[k]));
     }
     double steepest = 0;
     for (size_t k = 0; k < jacobian.size(); ++k) {
-      const int i = rowPlace[program.jacobian.row[k]], j = place_[program.jacobian.column[k]];
+      const int i = rowIndex[program.jacobian.row[k]], j = index_[program.jacobian.column[k]];
       if (i < 0 || j < 0) continue;
       entries.emplace_back(i, j, jacobian[k]);
       steepest = std::max(steepest, std::abs(jacobian[k]));
@@ -91,9 +91,9 @@ class KktMatrix {
       if (!(length > 0) || !std::isfinite(length)) return {};
       step /= length;
     }
-    std::vector<double> direction(place_.size(), 0);
-    for (size_t j = 0; j < place_.size(); ++j) {
-      if (place_[j] >= 0) direction[j] = step[place_[j]];
+    std::vector<double> direction(index_.size(), 0);
+    for (size_t j = 0; j < index_.size(); ++j) {
+      if (index_[j] >= 0) direction[j] = step[index_[j]];
     }
     return direction;
   }
@@ -101,7 +101,7 @@ class KktMatrix {
  private:
   Matrix matrix_;
   Eigen::SimplicialLDLT<Matrix, Eigen::Lower> factors_;
-  std::vector<int> place_;
+  std::vector<int> index_;
   int columns_ = 0;
   double largest_ = 0;
 };

@@ -6,11 +6,8 @@
 // point of its bounds that is nearest to 0; the local solver moves that off the bounds.
 #pragma once
 
-#include <functional>
-#include <memory>
-
 #include "core/problem.h"
-#include "engines/nlp.h"
+#include "nonlinear/request.h"
 
 namespace tvlo {
 
@@ -20,7 +17,6 @@ namespace tvlo {
 void solveNonlinear(Problem& problem, const ControlValues& controls, const char* flags);
 
 // The same with engines from elsewhere.
-using NlpOpener = std::function<std::unique_ptr<NlpSession>(const std::string& name)>;
 void solveNonlinearWith(Problem& problem, const ControlValues& controls, const char* flags, const NlpOpener& open);
 
 }  // namespace tvlo

@@ -19,7 +19,7 @@ bool hasValue(ModelProgram& program, std::vector<double>& x) {
 
 }  // namespace
 
-std::vector<double> startPoint(const Model& model, ModelProgram& program, int64_t seed, int attempt) {
+std::vector<double> startPoint(const Model& model, ModelProgram& program, int64_t seed, int attempt, bool asGiven) {
   std::mt19937 random(static_cast<uint32_t>(seed + attempt));
   const auto& variables = model.formulas().variables;
   std::vector<double> x(program.columns());
@@ -29,7 +29,7 @@ std::vector<double> startPoint(const Model& model, ModelProgram& program, int64_
     if (attempt == 1) x[j] += 1;
     if (attempt > 1) x[j] += std::uniform_real_distribution<double>(-10, 10)(random);
   }
-  moveInside(program, x);
+  moveInside(program, x, asGiven ? 0 : kInside);
   if (hasValue(program, x)) return x;
   std::vector<double> other(x.size());
   for (const double value : {1.0, 0.5, 2.0, 0.1, -1.0, 10.0, -0.5}) {
@@ -46,11 +46,11 @@ std::vector<double> startPoint(const Model& model, ModelProgram& program, int64_
   return x;
 }
 
-void moveInside(const NlpProgram& program, std::vector<double>& x) {
+void moveInside(const NlpProgram& program, std::vector<double>& x, double part) {
   for (size_t j = 0; j < x.size(); ++j) {
     const double lower = program.columnLower[j];
     const double upper = program.columnUpper[j];
-    const double room = lower < upper ? std::min(1e-2, (upper - lower) / 100) : 0;
+    const double room = lower < upper ? std::min(part, part * (upper - lower)) : 0;
     x[j] = lower <= upper ? std::clamp(x[j], lower + room, upper - room) : lower;
   }
 }

@@ -110,7 +110,7 @@ bool iterated(int mode, int iteration, double value, double infeasibility, doubl
   solve.iterations = iteration;
   solve.infeasibility = infeasibility;
   solve.dualInfeasibility = dualInfeasibility;
-  solve.bent = regularisation > 0;
+  solve.regularised = regularisation > 0;
   try {
     value *= solve.program.sense;
     if (solve.request.log) logIteration(solve, iteration, mode == 1, value, barrier, step, dualLength, primalLength);

@@ -68,6 +68,8 @@ Settings applyOptions(IpoptProblem problem, const NlpProgram& program, const Nlp
   setOption(problem, "option_file_name", "");  // or it reads one in the working directory
   setOption(problem, "linear_solver", "mumps");
   setOption(problem, "mumps_pivot_order", 0);  // minimum degree: the fastest of its orderings, and see ordering.cpp
+  // Refinement only where the residual asks for it: a back substitution less in each iteration.
+  setOption(problem, "min_refinement_steps", 0);
   setOption(problem, "nlp_lower_bound_inf", -TVLO_INFINITY);
   setOption(problem, "nlp_upper_bound_inf", TVLO_INFINITY);
 

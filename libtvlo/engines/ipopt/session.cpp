@@ -119,7 +119,7 @@ void runIpopt(Solve& solve, const NlpPoint& start, const Approach& approach, dou
                                                     lower.data(), upper.data(), &solve);
   result.iterations = solve.iterations;
   result.evaluation = solve.evaluation;
-  result.bent = solve.bent;
+  result.regularised = solve.regularised;
   if (solve.failure) std::rethrow_exception(solve.failure);
 
   const double acceptable = solve.settings.acceptable;

@@ -26,7 +26,7 @@ struct Solve {
   int before = 0;                                   // iterations of an earlier attempt
   int iterations = 0;                               // of all
   double infeasibility = 0, dualInfeasibility = 0;  // at the last iteration
-  bool bent = false;                                // there, too; as NlpResult::bent
+  bool regularised = false;                         // there, too; as NlpResult::regularised
   int stop = 0;
   double evaluation = 0;         // seconds
   std::exception_ptr failure{};  // thrown by the program or the request's functions

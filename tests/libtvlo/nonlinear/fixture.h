@@ -161,7 +161,7 @@ class NonlinearSolving : public Nonlinear {
     redcost_ = x_;
     slack_.assign(rows, NAN);
     dual_ = slack_;
-    if (slpAttribute(12044) != 4) {
+    if (const int status = slpAttribute(12044); status != 4 && status != 5) {
       EXPECT_EQ(TSLPgetslpsol(slp_, x_.data(), slack_.data(), dual_.data(), redcost_.data()), 0) << slpError();
     }
     return slpAttribute(12044);

@@ -1,7 +1,10 @@
 // Local solves through the C interface: known optima, statuses, warm starts, user functions, limits.
+#include "nonlinear/solve.h"
+
 #include <cmath>
 #include <thread>
 
+#include "capi/component.h"
 #include "fixture.h"
 
 namespace tvlo::test {
@@ -179,6 +182,47 @@ TEST_F(NonlinearSolve, ShowsItsStatusBits) {
   ASSERT_EQ(TSLPsetintcontrol(slp_, 12420, 1), 0);
   solve();
   EXPECT_EQ(slpAttribute(12062), 0);
+}
+
+// An engine that gives one answer to everything.
+class Told final : public NlpSession {
+ public:
+  explicit Told(NlpPoint point) : point_(std::move(point)) {}
+  void solve(NlpProgram&, const NlpPoint&, const NlpRequest&, NlpResult& result) override {
+    result = {};
+    result.status = NlpStatus::optimal;
+    result.point = point_;
+  }
+
+ private:
+  NlpPoint point_;
+};
+
+// min (x + 1)^4 + y over exp(x) >= 1, x in [-3, 3] and y in [0, 5]: the origin, with dual 4 and reduced cost 1 of y.
+TEST_F(NonlinearSolve, BelievesNoAnswerWhoseConditionsFail) {
+  build("G", {1}, {-3, 0}, {3, 5}, {});
+  ASSERT_EQ(add(0, -1, 1, "( x0 exp"), 0);
+  minimise("x0 1 + 4 ** x1 +");
+  const auto dualAt = [](double x) { return 4 * std::pow(x + 1, 3) / std::exp(x); };
+  const struct {
+    const char* fault;
+    NlpPoint told;
+    bool optimal;
+  } cases[] = {
+      {"none", {{0, 0}, {}, {4}, {0, 1}}, true},
+      {"a row's dual a little off its side", {{5e-3, 0}, {}, {dualAt(5e-3)}, {0, 1}}, false},
+      {"a row's dual far off its side", {{1, 0}, {}, {dualAt(1)}, {0, 1}}, false},
+      {"a reduced cost a little off its bound", {{0, 1e-3}, {}, {4}, {0, 1}}, false},
+      {"a reduced cost of the wrong sign", {{3, 0}, {}, {0}, {256, 1}}, false},
+      {"no stationarity", {{0, 0}, {}, {3}, {0, 1}}, false},
+      {"a violated row", {{-0.1, 0}, {}, {dualAt(-0.1)}, {0, 1}}, false},
+  };
+  for (const auto& one : cases) {
+    prob_->solution.nonlinear = NonlinearSolution();
+    solveNonlinearWith(*prob_, slp_->controls(), "",
+                       [&](const std::string&) { return std::make_unique<Told>(one.told); });
+    EXPECT_EQ(prob_->solution.nonlinear.status == NonlinearStatus::locallyOptimal, one.optimal) << one.fault;
+  }
 }
 
 struct Model2 {
