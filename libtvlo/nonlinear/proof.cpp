@@ -31,11 +31,12 @@ bool curved(Curvature found, Curvature wanted) { return found == wanted || found
 
 }  // namespace
 
-bool isConvex(ModelProgram& program) {
+bool isConvex(ModelProgram& program, const Checkpoint& checkpoint) {
   if (program.isLinear()) return true;
   if (!program.isQuadratic()) return false;
   const std::vector<int> rows = program.nonlinearRows();
   if (static_cast<double>(rows.size() + 1) * static_cast<double>(program.hessian.size()) > kMostWork) return false;
+  checkpoint();
   const std::vector<double> x(program.columns(), 0.5);
   std::vector<double> multipliers(program.rows());
   std::vector<double> values(program.hessian.size());
@@ -43,6 +44,7 @@ bool isConvex(ModelProgram& program) {
   const Curvature wanted = program.sense > 0 ? Curvature::convex : Curvature::concave;
   if (!curved(curvatureOf(program.hessian, values), wanted)) return false;
   for (const int row : rows) {
+    checkpoint();
     multipliers[row] = 1;
     if (!program.hessianValues(x.data(), true, 0, multipliers.data(), values.data())) return false;
     multipliers[row] = 0;

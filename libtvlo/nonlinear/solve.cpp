@@ -10,6 +10,7 @@
 #include "engines/loader.h"
 #include "engines/slp/session.h"
 #include "nonlinear/attempts.h"
+#include "nonlinear/checkpoint.h"
 #include "nonlinear/interval.h"
 #include "nonlinear/parameters.h"
 #include "nonlinear/pieces.h"
@@ -86,14 +87,15 @@ Outcome lookAcrossKinks(Task& task, const Wish& wish, Outcome found) {
 Outcome solveModel(LocalSolves& solves, const Wish& wish) {
   const Problem& problem = solves.problem();
   const Model& model = problem.model;
-  ModelProgram lifted(model);
+  const Checkpoint checkpoint = checkpointOf(solves.context());
+  ModelProgram lifted(model, Kinks::lifted, checkpoint);
   std::optional<ModelProgram> across;  // with all kinks taken out, where some are left else
   if (lifted.hasKinks()) {
-    across.emplace(model, Kinks::exact);
+    across.emplace(model, Kinks::exact, checkpoint);
     if (across->exactKinks().empty()) across.reset();
   }
   Task task{solves, model, lifted};
-  task.convex = isConvex(lifted);
+  task.convex = isConvex(lifted, checkpoint);
   task.mayStall = across.has_value();
   lifted.quadratic = lifted.quadratic && task.convex;  // engines take that for leave to skip safeguards
   announce(model, lifted, solves.context());
@@ -149,7 +151,12 @@ void solveNonlinearWith(Problem& problem, const ControlValues& controls, const c
   wish.starts = static_cast<int>(controls.getInt(slpcontrol::nlp_starts));
   wish.seed = problem.controls.getInt(control::randomseed);
   if (warm) wish.last = &last;
-  Outcome outcome = solveModel(solves, wish);
+  Outcome outcome;
+  try {
+    outcome = solveModel(solves, wish);
+  } catch (const Stopped& stopped) {  // before there was anything to solve
+    outcome.stop = stopped.reason;
+  }
   solution.status = outcome.status;
   solution.warm = outcome.isOptimal();
   solution.point = std::move(outcome.point);

@@ -225,6 +225,26 @@ TEST_F(NonlinearSolve, BelievesNoAnswerWhoseConditionsFail) {
   }
 }
 
+TEST_F(NonlinearSolve, EndsBeforeAnEngineIsAskedWhereItMust) {
+  build("", {}, {-3, 0}, {3, 5}, {});
+  minimise("x0 x1 * ( x0 x1 + sin +");
+  const auto stop = [&] {
+    bool asked = false;
+    solveNonlinearWith(*prob_, slp_->controls(), "", [&](const std::string&) {
+      asked = true;
+      return std::make_unique<Told>(NlpPoint{});
+    });
+    EXPECT_FALSE(asked);
+    EXPECT_EQ(prob_->solution.nonlinear.status, NonlinearStatus::unfinished);
+    return static_cast<int>(prob_->solution.nonlinear.stop);
+  };
+  ASSERT_EQ(TVLOsetdblcontrol(prob_, 7160, 1e-9), 0);
+  EXPECT_EQ(stop(), 1);
+  ASSERT_EQ(TVLOsetdblcontrol(prob_, 7160, 1e20), 0);
+  prob_->interrupt(9);
+  EXPECT_EQ(stop(), 9) << "the reason that was given";
+}
+
 struct Model2 {
   double data[12];
   int failAt = -1, calls = 0;
