@@ -3,5 +3,6 @@
 
 #include <cstdlib>
 
+inline void* PyMem_Malloc(size_t size) { return std::malloc(size); }
 inline void* PyMem_Realloc(void* p, size_t n) { return std::realloc(p, n); }
 inline void PyMem_Free(void* p) { std::free(p); }

@@ -1,11 +1,12 @@
-// The one container under all maps of this folder: entries in ascending key order, kept in chunks of at most kMax.
-// A small container is a single flat array that grows 4, 8, 16, ...; past kMax it becomes a table of chunks. Keys
-// mostly arrive in ascending order, so a key beyond the last is placed without a search; the rest is binary search.
-// Memory is the interpreter's, so the lock is needed; nothing throws. Entry is trivially copyable and has key().
+// The one container under all maps of this folder: entries in ascending key order. A few stand in the container itself,
+// more in an array that grows 4, 8, 16, ...; past kMax it becomes a table of chunks of at most kMax. Keys mostly arrive
+// in ascending order, so a key beyond the last is placed without a search; the rest is binary search. Memory is the
+// interpreter's, so the lock is needed; nothing throws. Entry is trivial and has key().
 #pragma once
 
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "pyutil/python.h"
 
@@ -19,179 +20,242 @@ class Chunked {
     bool found;
   };
 
-  Chunked() = default;
+  Chunked() : flat_(inside_) {}
   Chunked(const Chunked&) = delete;
   Chunked& operator=(const Chunked&) = delete;
   ~Chunked() { clear(); }
 
-  int64_t size() const { return total_; }
-  Entry& at(Spot s) { return table_[s.chunk].at[s.pos]; }
-  const Entry& at(Spot s) const { return table_[s.chunk].at[s.pos]; }
+  int64_t size() const { return isTable() ? table_->total : size_; }
+  Entry& at(Spot s) { return isTable() ? table_->chunks[s.chunk].at[s.pos] : flat_[s.pos]; }
+  const Entry& at(Spot s) const { return isTable() ? table_->chunks[s.chunk].at[s.pos] : flat_[s.pos]; }
 
   Spot locate(Key key) const {
-    if (count_ == 0) return {0, 0, false};
-    const Chunk& last = table_[count_ - 1];
-    if (last.last < key) return {count_ - 1, last.size, false};
-    uint32_t c = 0;
-    for (uint32_t high = count_ - 1; c < high;) {
-      const uint32_t mid = (c + high) / 2;
-      if (table_[mid].last < key)
-        c = mid + 1;
-      else
-        high = mid;
+    if (isTable()) {
+      const Chunk& last = table_->chunks[table_->count - 1];
+      return last.last < key ? Spot{table_->count - 1, last.size, false} : locateInTable(key);
     }
-    const Chunk& chunk = table_[c];
-    const uint32_t pos = position(chunk, key);
-    return {c, pos, chunk.at[pos].key() == key};
+    if (size_ == 0) return {0, 0, false};
+    const Key last = flat_[size_ - 1].key();
+    if (last < key) return {0, size_, false};
+    const uint32_t pos = position(flat_, size_, last, key);
+    return {0, pos, flat_[pos].key() == key};
   }
 
   // Adds an entry whose key is beyond the last where that takes no more than storing it; false, with nothing changed,
   // otherwise. The common case of insert, without its calls.
   bool append(const Entry& entry) {
-    if (count_ == 0) return false;
-    Chunk& chunk = table_[count_ - 1];
     const Key key = entry.key();
+    if (!isTable()) {
+      if (size_ == room_ || (size_ > 0 && !(flat_[size_ - 1].key() < key))) return false;
+      flat_[size_++] = entry;
+      return true;
+    }
+    Chunk& chunk = table_->chunks[table_->count - 1];
     if (!(chunk.last < key) || chunk.size == chunk.room) return false;
     chunk.at[chunk.size++] = entry;
     chunk.last = key;
-    ++total_;
+    ++table_->total;
     return true;
   }
 
   // Places the entry at a spot that locate() gave for its key. False, with nothing changed, when memory is short.
   bool insert(Spot s, const Entry& entry) {
-    if (count_ == 0) {
-      if (!grow(one_, kFirst)) return false;
-      one_.size = 0;
-      count_ = 1;
-    } else if (table_[s.chunk].size == table_[s.chunk].room && !makeRoom(s)) {
-      return false;
+    if (!isTable()) {
+      if (size_ == room_) return growAndInsert(s, entry);
+      put(flat_, size_++, s.pos, entry);
+      return true;
     }
-    Chunk& chunk = table_[s.chunk];
-    std::memmove(chunk.at + s.pos + 1, chunk.at + s.pos, (chunk.size - s.pos) * sizeof(Entry));
-    chunk.at[s.pos] = entry;
+    Chunk& chunk = table_->chunks[s.chunk];
+    if (chunk.size == chunk.room) return growAndInsert(s, entry);
     if (s.pos == chunk.size) chunk.last = entry.key();
-    ++chunk.size;
-    ++total_;
+    put(chunk.at, chunk.size++, s.pos, entry);
+    ++table_->total;
     return true;
   }
 
   void erase(Spot s) {
-    Chunk& chunk = table_[s.chunk];
-    --chunk.size;
-    --total_;
-    std::memmove(chunk.at + s.pos, chunk.at + s.pos + 1, (chunk.size - s.pos) * sizeof(Entry));
+    if (!isTable()) {
+      close(flat_, --size_, s.pos);
+      if (size_ == 0) clear();
+      return;
+    }
+    Chunk& chunk = table_->chunks[s.chunk];
+    --table_->total;
+    close(chunk.at, --chunk.size, s.pos);
     if (chunk.size == 0) {
       dropChunk(s.chunk);
       return;
     }
     if (s.pos == chunk.size) chunk.last = chunk.at[chunk.size - 1].key();
-    if (chunk.size < kMerge && count_ > 1) mergeSmall(s.chunk);
+    if (chunk.size < kMerge && table_->count > 1) mergeSmall(s.chunk);
   }
 
   // Calls fn(entry) in ascending order until it returns false; returns whether it got to the end.
   template <class Fn>
   bool each(Fn&& fn) const {
-    for (uint32_t c = 0; c < count_; ++c) {
-      const Chunk& chunk = table_[c];
-      for (uint32_t i = 0; i < chunk.size; ++i)
-        if (!fn(chunk.at[i])) return false;
-    }
+    if (!isTable()) return eachOf(flat_, size_, fn);
+    for (uint32_t c = 0; c < table_->count; ++c)
+      if (!eachOf(table_->chunks[c].at, table_->chunks[c].size, fn)) return false;
     return true;
   }
   template <class Fn>
   void eachMutable(Fn&& fn) {
-    for (uint32_t c = 0; c < count_; ++c)
-      for (uint32_t i = 0; i < table_[c].size; ++i) fn(table_[c].at[i]);
+    const auto call = [&](Entry& e) { return fn(e), true; };
+    if (!isTable()) {
+      eachOf(flat_, size_, call);
+      return;
+    }
+    for (uint32_t c = 0; c < table_->count; ++c) eachOf(table_->chunks[c].at, table_->chunks[c].size, call);
   }
 
   // Keeps those entries for which keep(entry) is true; it may change anything but their order. Can't fail.
   template <class Fn>
   void filter(Fn&& keep) {
+    if (!isTable()) {
+      size_ = filterArray(flat_, size_, keep);
+      if (size_ == 0) clear();
+      return;
+    }
     uint32_t kept_chunks = 0;
-    total_ = 0;
-    for (uint32_t c = 0; c < count_; ++c) {
-      Chunk chunk = table_[c];
-      uint32_t kept = 0;
-      for (uint32_t i = 0; i < chunk.size; ++i)
-        if (keep(chunk.at[i])) chunk.at[kept++] = chunk.at[i];
-      chunk.size = kept;
-      total_ += kept;
-      if (kept == 0) {
+    table_->total = 0;
+    for (uint32_t c = 0; c < table_->count; ++c) {
+      Chunk chunk = table_->chunks[c];
+      chunk.size = filterArray(chunk.at, chunk.size, keep);
+      table_->total += chunk.size;
+      if (chunk.size == 0) {
         PyMem_Free(chunk.at);
         continue;
       }
-      chunk.last = chunk.at[kept - 1].key();
-      table_[kept_chunks++] = chunk;
+      chunk.last = chunk.at[chunk.size - 1].key();
+      table_->chunks[kept_chunks++] = chunk;
     }
-    count_ = kept_chunks;
-    if (count_ == 0) clear();
+    table_->count = kept_chunks;
+    if (kept_chunks == 0) clear();
   }
 
   // The entry at a position and the position after it; null at the end. Positions start at 0.
   const Entry* step(uint64_t* position) const {
     const auto c = static_cast<uint32_t>(*position >> kPosBits);
     const auto i = static_cast<uint32_t>(*position & ((1U << kPosBits) - 1));
-    if (c >= count_ || i >= table_[c].size) return nullptr;
-    *position = i + 1 < table_[c].size ? *position + 1 : (static_cast<uint64_t>(c) + 1) << kPosBits;
-    return &table_[c].at[i];
+    if (c >= (isTable() ? table_->count : 1)) return nullptr;
+    const Entry* at = isTable() ? table_->chunks[c].at : flat_;
+    const uint32_t size = isTable() ? table_->chunks[c].size : size_;
+    if (i >= size) return nullptr;
+    *position = i + 1 < size ? *position + 1 : (static_cast<uint64_t>(c) + 1) << kPosBits;
+    return &at[i];
   }
 
   // Makes this empty container a copy, packed tightly. False, and empty, when memory is short.
   bool copyFrom(const Chunked& other) {
-    if (other.count_ == 0) return true;
-    if (other.count_ > 1 && !growTable(other.count_)) return false;
-    for (uint32_t c = 0; c < other.count_; ++c) {
-      const Chunk& from = other.table_[c];
-      Chunk& to = table_[c];
+    if (!other.isTable()) {
+      if (other.size_ > kInside && !growFlat(other.size_)) return false;
+      std::memcpy(flat_, other.flat_, other.size_ * sizeof(Entry));
+      size_ = other.size_;
+      return true;
+    }
+    auto* table = static_cast<Table*>(PyMem_Malloc(sizeof(Table)));
+    if (!table) return false;
+    *table = {};
+    room_ = 0;
+    table_ = table;
+    if (!growTable(other.table_->count)) return clear(), false;
+    for (uint32_t c = 0; c < other.table_->count; ++c) {
+      const Chunk& from = other.table_->chunks[c];
+      Chunk& to = table_->chunks[c];
       to = Chunk{};
-      if (!grow(to, from.size < kFirst ? kFirst : from.size)) {
-        clear();
-        return false;
-      }
+      if (!grow(to, from.size)) return clear(), false;
       std::memcpy(to.at, from.at, from.size * sizeof(Entry));
       to.size = from.size;
       to.last = from.last;
-      ++count_;
-      total_ += from.size;
+      ++table_->count;
+      table_->total += from.size;
     }
     return true;
   }
 
   void clear() {
-    for (uint32_t c = 0; c < count_; ++c) PyMem_Free(table_[c].at);
-    if (table_ != &one_) PyMem_Free(table_);
-    table_ = &one_;
-    one_ = Chunk{};
-    count_ = table_room_ = 0;
-    total_ = 0;
+    if (isTable()) {
+      for (uint32_t c = 0; c < table_->count; ++c) PyMem_Free(table_->chunks[c].at);
+      PyMem_Free(table_->chunks);
+      PyMem_Free(table_);
+    } else if (flat_ != inside_) {
+      PyMem_Free(flat_);
+    }
+    flat_ = inside_;
+    size_ = 0;
+    room_ = kInside;
   }
 
  private:
+  static_assert(std::is_trivially_copyable_v<Entry> && std::is_trivially_default_constructible_v<Entry>);
   struct Chunk {
     Entry* at = nullptr;
     Key last{};  // key of the last entry
     uint32_t size = 0, room = 0;
   };
-  static constexpr uint32_t kFirst = 4, kMax = 512, kMerge = 64, kNextChunk = 64;
+  struct Table {
+    Chunk* chunks;
+    uint32_t count, room;  // of the chunks; count > 0
+    int64_t total;
+  };
+  static constexpr uint32_t kInside = 2, kMax = 512, kMerge = 64, kNextChunk = 64;
   static constexpr int kPosBits = 10;
   static_assert(kMax < (1U << kPosBits));
 
+  bool isTable() const { return room_ == 0; }
+
+  static void put(Entry* at, uint32_t size, uint32_t pos, const Entry& entry) {
+    if (pos < size) std::memmove(static_cast<void*>(at + pos + 1), at + pos, (size - pos) * sizeof(Entry));
+    at[pos] = entry;
+  }
+  static void close(Entry* at, uint32_t size, uint32_t pos) {  // size: without the entry at pos
+    std::memmove(static_cast<void*>(at + pos), at + pos + 1, (size - pos) * sizeof(Entry));
+  }
+  template <class E, class Fn>
+  static bool eachOf(E* at, uint32_t size, Fn&& fn) {
+    for (uint32_t i = 0; i < size; ++i)
+      if (!fn(at[i])) return false;
+    return true;
+  }
+  template <class Fn>
+  static uint32_t filterArray(Entry* at, uint32_t size, Fn&& keep) {
+    uint32_t kept = 0;
+    for (uint32_t i = 0; i < size; ++i)
+      if (keep(at[i])) at[kept++] = at[i];
+    return kept;
+  }
+
+  // Of a key that is not beyond the last.
+  [[gnu::noinline]] Spot locateInTable(Key key) const {
+    const Chunk* chunks = table_->chunks;
+    const uint32_t count = table_->count;
+    uint32_t c = 0;
+    for (uint32_t high = count - 1; c < high;) {
+      const uint32_t mid = (c + high) / 2;
+      if (chunks[mid].last < key)
+        c = mid + 1;
+      else
+        high = mid;
+    }
+    const uint32_t pos = position(chunks[c].at, chunks[c].size, chunks[c].last, key);
+    return {c, pos, chunks[c].at[pos].key() == key};
+  }
+
   // The first entry not below the key; the key is not beyond the last. Reading a variable's key is a cache miss in a
   // large model, and keys are mostly dense: a guess by proportion, then growing steps around it, reads few of them.
-  static uint32_t position(const Chunk& chunk, Key key) {
-    uint32_t low = 0, high = chunk.size - 1;  // the answer is in [low, high]
+  static uint32_t position(const Entry* at, uint32_t size, Key last, Key key) {
+    uint32_t low = 0, high = size - 1;  // the answer is in [low, high]
     if (high > 8) {
-      const Key first = chunk.at[0].key();
+      const Key first = at[0].key();
       if (!(first < key)) return 0;
       const double part = (static_cast<double>(key) - static_cast<double>(first)) /
-                          (static_cast<double>(chunk.last) - static_cast<double>(first));
+                          (static_cast<double>(last) - static_cast<double>(first));
       const uint32_t guess = part > 0 && part < 1 ? static_cast<uint32_t>(part * high) : high - 1;
       low = 1;
-      if (chunk.at[guess].key() < key) {
+      if (at[guess].key() < key) {
         low = guess + 1;
         for (uint32_t step = 1; guess + step < high; step *= 4) {
-          if (!(chunk.at[guess + step].key() < key)) {
+          if (!(at[guess + step].key() < key)) {
             high = guess + step;
             break;
           }
@@ -200,7 +264,7 @@ class Chunked {
       } else {
         high = guess;
         for (uint32_t step = 1; step < guess; step *= 4) {
-          if (chunk.at[guess - step].key() < key) {
+          if (at[guess - step].key() < key) {
             low = guess - step + 1;
             break;
           }
@@ -210,12 +274,44 @@ class Chunked {
     }
     while (low < high) {
       const uint32_t mid = (low + high) / 2;
-      if (chunk.at[mid].key() < key)
+      if (at[mid].key() < key)
         low = mid + 1;
       else
         high = mid;
     }
     return low;
+  }
+
+  [[gnu::noinline]] bool growAndInsert(Spot s, const Entry& entry) {
+    const bool grown = isTable()       ? makeRoom(s)
+                       : room_ == kMax ? becomeTable() && makeRoom(s)
+                                       : growFlat(2 * room_ < kMax ? 2 * room_ : kMax);
+    return grown && insert(s, entry);
+  }
+
+  bool growFlat(uint32_t room) {
+    const bool inside = flat_ == inside_;
+    auto* p = static_cast<Entry*>(PyMem_Realloc(inside ? nullptr : flat_, room * sizeof(Entry)));
+    if (!p) return false;
+    if (inside) std::memcpy(static_cast<void*>(p), inside_, size_ * sizeof(Entry));
+    flat_ = p;
+    room_ = room;
+    return true;
+  }
+
+  bool becomeTable() {  // of one full chunk
+    auto* table = static_cast<Table*>(PyMem_Malloc(sizeof(Table)));
+    auto* chunks = static_cast<Chunk*>(PyMem_Malloc(kFirstChunks * sizeof(Chunk)));
+    if (!table || !chunks) {
+      PyMem_Free(table);
+      PyMem_Free(chunks);
+      return false;
+    }
+    chunks[0] = {flat_, flat_[size_ - 1].key(), size_, room_};
+    *table = {chunks, 1, kFirstChunks, size_};
+    table_ = table;
+    room_ = 0;
+    return true;
   }
 
   static bool grow(Chunk& chunk, uint32_t room) {
@@ -227,42 +323,43 @@ class Chunked {
   }
 
   bool growTable(uint32_t room) {
-    if (room <= table_room_) return true;
-    uint32_t want = table_room_ ? table_room_ : 4;
+    if (room <= table_->room) return true;
+    uint32_t want = table_->room ? table_->room : kFirstChunks;
     while (want < room) want *= 2;
-    auto* p = static_cast<Chunk*>(PyMem_Realloc(table_ == &one_ ? nullptr : table_, want * sizeof(Chunk)));
+    auto* p = static_cast<Chunk*>(PyMem_Realloc(table_->chunks, want * sizeof(Chunk)));
     if (!p) return false;
-    if (table_ == &one_) p[0] = one_;
-    table_ = p;
-    table_room_ = want;
+    table_->chunks = p;
+    table_->room = want;
     return true;
   }
 
   void openSlot(uint32_t c) {  // the table has room
-    std::memmove(static_cast<void*>(table_ + c + 1), table_ + c, (count_ - c) * sizeof(Chunk));
-    table_[c] = Chunk{};
-    ++count_;
+    Chunk* chunks = table_->chunks;
+    std::memmove(static_cast<void*>(chunks + c + 1), chunks + c, (table_->count - c) * sizeof(Chunk));
+    chunks[c] = Chunk{};
+    ++table_->count;
   }
 
   bool makeRoom(Spot& s) {
-    Chunk& full = table_[s.chunk];
+    Chunk& full = table_->chunks[s.chunk];
     if (full.room < kMax) return grow(full, full.room * 2 < kMax ? full.room * 2 : kMax);
-    if (!growTable(count_ + 1)) return false;
+    if (!growTable(table_->count + 1)) return false;
     Chunk fresh;
-    if (s.chunk == count_ - 1 && s.pos == table_[s.chunk].size) {  // keys arrive in order: keep the full chunk full
+    const uint32_t last = table_->count - 1;
+    if (s.chunk == last && s.pos == table_->chunks[last].size) {  // keys arrive in order: keep the full chunk full
       if (!grow(fresh, kNextChunk)) return false;
-      openSlot(count_);
-      table_[count_ - 1] = fresh;
-      s = {count_ - 1, 0, false};
+      openSlot(last + 1);
+      table_->chunks[last + 1] = fresh;
+      s = {last + 1, 0, false};
       return true;
     }
     if (!grow(fresh, kMax)) return false;
     openSlot(s.chunk + 1);
-    Chunk &low = table_[s.chunk], &high = table_[s.chunk + 1];
+    Chunk &low = table_->chunks[s.chunk], &high = table_->chunks[s.chunk + 1];
     high = fresh;
     high.size = low.size / 2;
     low.size -= high.size;
-    std::memcpy(high.at, low.at + low.size, high.size * sizeof(Entry));
+    std::memcpy(static_cast<void*>(high.at), low.at + low.size, high.size * sizeof(Entry));
     high.last = low.last;
     low.last = low.at[low.size - 1].key();
     if (s.pos > low.size) s = {s.chunk + 1, s.pos - low.size, false};
@@ -270,27 +367,32 @@ class Chunked {
   }
 
   void dropChunk(uint32_t c) {
-    PyMem_Free(table_[c].at);
-    --count_;
-    std::memmove(static_cast<void*>(table_ + c), table_ + c + 1, (count_ - c) * sizeof(Chunk));
-    if (count_ == 0) clear();
+    Chunk* chunks = table_->chunks;
+    PyMem_Free(chunks[c].at);
+    --table_->count;
+    std::memmove(static_cast<void*>(chunks + c), chunks + c + 1, (table_->count - c) * sizeof(Chunk));
+    if (table_->count == 0) clear();
   }
 
   void mergeSmall(uint32_t c) {  // keeps deletions in any order from leaving many nearly empty chunks
-    if (c + 1 == count_) --c;
-    Chunk &low = table_[c], &high = table_[c + 1];
+    if (c + 1 == table_->count) --c;
+    Chunk &low = table_->chunks[c], &high = table_->chunks[c + 1];
     const uint32_t together = low.size + high.size;
     if (together > kMax / 2 || (together > low.room && !grow(low, kMax))) return;
-    std::memcpy(low.at + low.size, high.at, high.size * sizeof(Entry));
+    std::memcpy(static_cast<void*>(low.at + low.size), high.at, high.size * sizeof(Entry));
     low.size = together;
     low.last = high.last;
     dropChunk(c + 1);
   }
 
-  Chunk one_;
-  Chunk* table_ = &one_;  // &one_ until a second chunk is needed
-  uint32_t count_ = 0, table_room_ = 0;
-  int64_t total_ = 0;
+  static constexpr uint32_t kFirstChunks = 4;
+
+  union {
+    Entry* flat_;
+    Table* table_;  // when room_ is 0
+  };
+  uint32_t size_ = 0, room_ = kInside;  // of the flat array
+  Entry inside_[kInside];
 };
 
 }  // namespace tavlo

@@ -64,6 +64,11 @@ Number readNumber(PyObject* obj, double* value) {
 
 // The kind of a modelling object, or kInvalid.
 int modellingKind(PyObject* obj) {
+  const PyTypeObject* type = Py_TYPE(obj);
+  if (type == &tavlo_varType) return kVar;
+  if (type == &tavlo_lintermType) return kLinterm;
+  if (type == &tavlo_expressionType) return kExpression;
+  if (type == &PyFloat_Type || type == &PyLong_Type) return kInvalid;
   if (expression_Check(obj)) return kExpression;
   if (linterm_Check(obj)) return kLinterm;
   if (var_Check(obj)) return kVar;

@@ -10,7 +10,7 @@ import tavlo as tv
 testcapi = pytest.importorskip("_testcapi")
 
 OPERATIONS = {
-    "variable": lambda v, e: tv.var(lb=-3.5, ub=7.25, threshold=2, name="n", vartype=2),
+    "variables": lambda v, e: [tv.var(lb=-3.5, ub=7.25, threshold=2, name="n", vartype=2) for _ in range(9)],
     "sum": lambda v, e: v[0] + v[1] - 3 * v[2] + v[0] * v[3] + v[1] ** 2 - 4,
     "product": lambda v, e: (v[0] + v[1] + 1) * (v[2] - v[3] - 2) - v[0] * v[2],
     "many": lambda v, e: tv.Sum((i + 1) * w for i, w in enumerate(v)),
