@@ -189,6 +189,7 @@ PyObject* problem_write(PyObject* self, PyObject* args, PyObject* kwargs) {
     return nullptr;
   Ref held = Ref::borrow(self);
   InUse writing(p, Use::file);
+  if (refreshFormulas(p) != 0) return nullptr;
   const bool formulas = p->registry().isNonlinear() || std::strchr(flags, 'g');
   if (formulas ? TSLPwriteprob(p->slpprob, filename, flags) != 0 : TVLOwriteprob(p->prob, filename, flags) != 0) {
     formulas ? nonlinearFailed(p) : solverFailed(p);

@@ -108,7 +108,7 @@ enum EntityKind { kRow = 0, kColumn = 1, kSet = 2, kColumnOrRow = 11 };
 int ObjInt2int(PyObject* obj, problem_s* p, int* index, int kind);
 
 // nonlinear.cpp
-int lookForFormulas(problem_s* p);       // after rows have gone; 0, or -1 with an exception
+int refreshFormulas(problem_s* p);       // whether there are any, when rows have gone; 0, or -1 with an exception
 int check_nl_unconstruct(problem_s* p);  // before a change of the model: takes away what a solve has built
 
 // solve.cpp

@@ -44,6 +44,7 @@ Registry::~Registry() = default;
 
 int Registry::copyFrom(const Registry& other) {
   hasFormulas = other.hasFormulas;
+  aged = other.aged;
   transferColumn = other.transferColumn;
   transferRow = other.transferRow;
   return vars.copyFrom(other.vars) == 0 && cons.copyFrom(other.cons) == 0 ? sets.copyFrom(other.sets) : -1;

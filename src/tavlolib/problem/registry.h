@@ -25,11 +25,14 @@ class Registry {
   void changed() { changes_ = nextEpoch(); }
   uint64_t changes() const { return changes_; }  // another number after each change, and in every registry
   bool hasNonlinearObjective() const { return transferRow >= 0; }
+  // As far as known: see refreshFormulas() for where it matters.
   bool isNonlinear() const { return hasFormulas || hasNonlinearObjective(); }
   int traverse(visitproc visit, void* arg) const;
 
   Entries vars, cons, sets;
-  bool hasFormulas = false;                       // in rows other than the objective's transfer row
+  // Whether rows other than the objective's transfer row have formulas; `aged` when rows have gone since that was
+  // known.
+  bool hasFormulas = false, aged = false;
   int32_t transferColumn = -1, transferRow = -1;  // of a nonlinear objective, entered like any other; -1: none
   std::unique_ptr<UserFunctions> userFunctions;   // null while there are none
   FirstError failure;                             // of the Python code that a solve has called, on whatever thread

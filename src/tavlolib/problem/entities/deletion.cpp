@@ -139,12 +139,11 @@ PyObject* problem_delObjects(PyObject* self, PyObject* args, PyObject* kwargs, c
   if (indicesOf(p, kind, index, first, last, &deletion.gone) != 0) return nullptr;
   if (checkProblemIsInitialized(p) != 0) return nullptr;
   if (deletion.gone.n == 0) Py_RETURN_NONE;
-  const bool formulas = p->registry().isNonlinear();
   const uint64_t changes = p->registry().changes();
   if (refuseTransfer(p, kind, deletion.gone) != 0 || check_nl_unconstruct(p) != 0 || deletion.prepare() != 0 ||
       refuseChanges(p, changes) != 0 || deletion.carryOut() != 0)
     return nullptr;
-  if (formulas && lookForFormulas(p) != 0) return nullptr;
+  if (kind.entity == kRow && p->registry().hasFormulas) p->registry().aged = true;
   Py_RETURN_NONE;
 }
 

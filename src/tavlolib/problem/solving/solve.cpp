@@ -104,7 +104,7 @@ PyObject* solveWith(PyObject* self, PyObject* args, PyObject* kwargs, bool alway
   PyObject* flags = nullptr;
   if (!ko_ParseTupleAndKeywords(args, kwargs, "|O", kNames, nullptr, &flags)) return nullptr;
   Ref held = Ref::borrow(self), held_flags = Ref::borrow(flags);  // other threads may drop theirs
-  if (solve(p, flags, always_nonlinear || p->registry().isNonlinear()) != 0) return nullptr;
+  if (refreshFormulas(p) != 0 || solve(p, flags, always_nonlinear || p->registry().isNonlinear()) != 0) return nullptr;
   Py_RETURN_NONE;
 }
 
@@ -184,6 +184,7 @@ int isMixedInteger(problem_s* p, bool* mixed) {
 int sourceOf(problem_s* p, Source* source) {
   bool mixed = false;
   *source = Source::nonlinear;
+  if (refreshFormulas(p) != 0) return -1;
   if (p->registry().isNonlinear()) return 0;
   int status = 0;
   if (p->solvedNonlinear && TSLPgetintattrib(p->slpprob, kNlpStatus, &status) != 0) return nonlinearFailed(p);

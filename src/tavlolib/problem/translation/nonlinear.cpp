@@ -9,9 +9,11 @@ constexpr int kBuilt = 1 << 0, kPresolved = 1 << 29;
 
 }  // namespace
 
-int lookForFormulas(problem_s* p) {
+int refreshFormulas(problem_s* p) {
+  if (!p->registry().aged) return 0;
   int rows = 0;
   if (TSLPgetintattrib(p->slpprob, kFormulaRows, &rows) != 0) return nonlinearFailed(p);
+  p->registry().aged = false;
   p->registry().hasFormulas = rows > (p->registry().hasNonlinearObjective() ? 1 : 0);
   return 0;
 }
