@@ -71,7 +71,7 @@ PARTS = {
     "solve": ("Solving", solving.main),
     "mip": ("Tree searches, CPU time", searches.main),
     "million": ("A million variables and a million rows", million),
-    "deletion": ("10,000 single deletions from a million rows and columns", deletion.main),
+    "deletion": ("Single deletions, CPU time (at most 2 s for the last, 20 s anywhere)", deletion.main),
     "quadratic": ("Convex quadratic models, solving (at most 1.3)", quadratic.main),
     "nonlinear": ("Quadratic and nonlinear models", nonlinear.main),
     "large": ("Large nonlinear models, CPU time (at most 0.7) and iterations (at most 1.1)", large_nonlinear.main),
