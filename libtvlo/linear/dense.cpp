@@ -13,8 +13,14 @@
 
 namespace tvlo {
 
+namespace {
+
+constexpr double kLeast = 1e-13, kInstead = 2e-7;  // pivots
+
+}  // namespace
+
 TAVLO_PROCESSORS
-bool eliminateColumns(int m, int k, double* a, int lda, double* d, bool definite) {
+bool eliminateColumns(int m, int k, double* a, int lda, double* d, bool definite, const signed char* signs) {
   for (int j = 0; j < k; ++j) {
     double* const column = a + static_cast<ptrdiff_t>(j) * lda;
     for (int l = 0; l < j; ++l) {
@@ -23,6 +29,7 @@ bool eliminateColumns(int m, int k, double* a, int lda, double* d, bool definite
       for (int i = j; i < m; ++i) column[i] -= left[i] * factor;
     }
     d[j] = column[j];
+    if (signs != nullptr && signs[j] * d[j] < kLeast) d[j] = signs[j] * kInstead;
     if (!(definite ? d[j] > 0 : std::abs(d[j]) > 0)) return false;
     const double inverse = 1 / d[j];
     for (int i = j + 1; i < m; ++i) column[i] *= inverse;

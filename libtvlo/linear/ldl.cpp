@@ -238,11 +238,12 @@ bool Ldl::eliminate(size_t number, const double* values, bool definite, Watch& w
   const int size = node.size();
   double* const d = diagonal_.data() + node.first;
   double* const columns = values_.data() + node.values;
+  const signed char* const signs = signs_.empty() ? nullptr : signs_.data() + node.first;
   if (node.leaf) {
     std::fill_n(columns, static_cast<ptrdiff_t>(size) * node.width, 0);
     assemble(number, values, columns, watch);
     waiting_.push_back(number);
-    return eliminateColumns(size, node.width, columns, size, d, definite);
+    return eliminateColumns(size, node.width, columns, size, d, definite, signs);
   }
   const auto area = static_cast<size_t>(size) * size;
   if (front_.size() < area) front_.resize(area);
@@ -254,7 +255,8 @@ bool Ldl::eliminate(size_t number, const double* values, bool definite, Watch& w
     const int width = std::min(kPanel, node.width - k);
     const int next = k + width;
     double* const panel = front + static_cast<ptrdiff_t>(k) * size;
-    if (!eliminateColumns(size - k, width, panel + k, size, d + k, definite)) return false;
+    if (!eliminateColumns(size - k, width, panel + k, size, d + k, definite, signs == nullptr ? signs : signs + k))
+      return false;
     const int rest = size - next;
     const auto entries = static_cast<size_t>(rest) * width;
     if (product_.size() < entries) product_.resize(entries);

@@ -22,6 +22,9 @@ class Ldl {
   // What follows is in the order. Finds the pattern of the factors.
   void analyse(const UpperMatrix& upper, Watch& watch);
   double work() const { return work_; }  // multiplications of a factorisation
+  // Signs, 1 or -1, that the pivots have but for rounding, of matrices with entries of about 1: pivots that have not,
+  // or are too small, are replaced, and solutions need refinement.
+  void expect(std::vector<signed char> signs) { signs_ = std::move(signs); }
   // Of a matrix of the analysed pattern. False where a pivot is zero or no number or, if `definite`, not positive.
   bool factorise(const UpperMatrix& upper, Watch& watch, bool definite = false);
   void solve(Eigen::VectorXd& x) const;
@@ -54,6 +57,7 @@ class Ldl {
   std::vector<Entry> entries_;
   std::vector<double> values_, diagonal_;  // of L, with each node's columns as long as the node; of D
   double work_ = 0;
+  std::vector<signed char> signs_;
 
   // Of a factorisation.
   std::vector<double> front_;    // the node at hand

@@ -5,6 +5,7 @@
 
 #include "core/error.h"
 #include "engines/loader.h"
+#include "quadratic/conic_session.h"
 #include "quadratic/session.h"
 
 namespace tvlo {
@@ -55,6 +56,7 @@ constexpr Row kRoutes[] = {
     {Class::quadratic, {"ipopt", Method::barrier, false, false}},
     {Class::quadratic, {"ipopt", Method::barrier, true, false}},
     {Class::quadratic, {"highs", Method::automatic, false, false}},
+    {Class::quadraticRows, {"cones", Method::barrier, false, false}},
     {Class::quadraticRows, {"ipopt", Method::barrier, false, false}},
     {Class::quadraticRows, {"ipopt", Method::barrier, true, false}},
     {Class::quadraticRows, {"ipopt", Method::barrier, true, false}},
@@ -134,6 +136,7 @@ std::vector<Attempt> routeOf(const Model& model, bool mip, Method method) {
 }
 
 std::unique_ptr<EngineSession> openForRoute(const std::string& engine) {
+  if (engine == "cones") return std::make_unique<ConicSession>();
   if (engine != "ipopt") return openEngine(engine);
   return std::make_unique<QuadraticSession>(openNlpEngine(engine));
 }

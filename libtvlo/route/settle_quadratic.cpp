@@ -5,6 +5,7 @@
 
 #include "core/check.h"
 #include "quadratic/active_set.h"
+#include "quadratic/conic_model.h"
 #include "quadratic/proof.h"
 
 namespace tvlo {
@@ -53,23 +54,33 @@ bool QuadraticSettlement::settle(Solution& result) {
 
 // `result` has the point that the engine ended with, if any.
 bool QuadraticSettlement::settleClaim(Solution& result, LpStatus claim) {
-  const bool away =
-      result.lp.available && primalViolation(case_.model, result.lp.x, false).relative > case_.feasibility();
   result.lp = PointValues();
   result.basis = Basis();
   result.lpStatus = LpStatus::unfinished;
   if (claim == LpStatus::unfinished && searched_) return false;
   searched_ = true;
+  if (rows_ && provenByCones(result)) return true;
   const LpStatus rows = solveAside(linearRows(case_.model), result).lpStatus;
   if (rows == LpStatus::infeasible) result.lpStatus = LpStatus::infeasible;
   if (rows != LpStatus::optimal) return result.lpStatus != LpStatus::unfinished;
   const Existence points = rows_ ? feasiblePoints(result) : Existence::yes;
-  // Where the rows are convex functions, a point where the violation is least proves that there is none without.
-  const bool none = points == Existence::no || (points == Existence::unknown && claim == LpStatus::infeasible && away);
-  if (none && !cones_) {
+  if (points == Existence::no && !cones_) {
     result.lpStatus = LpStatus::infeasible;
   } else if (points == Existence::yes && improvesForEver(result)) {
     result.lpStatus = LpStatus::unbounded;
+  }
+  return result.lpStatus != LpStatus::unfinished;
+}
+
+bool QuadraticSettlement::provenByCones(Solution& result) const {
+  struct Stopped {};
+  Watch watch([this] {
+    if (case_.context.stop() != Stop::none) throw Stopped();
+  });
+  try {
+    result.lpStatus = proveByCones(case_.model, case_.feasibility(), watch);
+  } catch (const Stopped&) {
+    result.stop = case_.context.stop();
   }
   return result.lpStatus != LpStatus::unfinished;
 }

@@ -26,6 +26,7 @@ class QuadraticSettlement {
   enum class Existence { no, unknown, yes };
 
   bool settleClaim(Solution& result, LpStatus claim);
+  bool provenByCones(Solution& result) const;
   Solution solveAside(Model aside, Solution& result) const;
   Solution askAside(Model& aside, const char* engine, Solution& result) const;
   bool improvesForEver(Solution& result) const;

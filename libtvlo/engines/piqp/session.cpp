@@ -1,12 +1,12 @@
 #include "engines/piqp/session.h"
 
 #include <algorithm>
-#include <chrono>
 #include <limits>
 
 #include "core/error.h"
 #include "engines/piqp/kkt.h"
 #include "engines/piqp/translate.h"
+#include "engines/watch.h"
 
 namespace tvlo::piqp {
 
@@ -24,22 +24,6 @@ constexpr int kMostIdle = 25;  // iterations that come no nearer
 struct Ended {
   ::piqp::Status status;
 };
-struct Stopped {
-  Stop why;
-};
-
-// Throws Stopped when the time is over or an interrupt has come.
-Watch watchOf(const SolveRequest& request) {
-  using Clock = std::chrono::steady_clock;
-  const bool limited = request.secondsLeft < 1e9;
-  const std::chrono::duration<double> left(limited ? std::max(request.secondsLeft, 0.0) : 0);
-  const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(left);
-  return Watch([&request, limited, deadline] {
-    if (request.interrupted && request.interrupted() != 0) throw Stopped{Stop::interrupt};
-    if (limited && Clock::now() >= deadline) throw Stopped{Stop::timeLimit};
-  });
-}
-
 // PIQP with a way in, to what its classes keep for those that derive from them.
 class Solver : public ::piqp::SparseSolver<double, int> {
  public:
