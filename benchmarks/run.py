@@ -7,7 +7,7 @@ import sys
 from pathlib import Path
 from typing import Any
 
-from benchmarks import deletion, large_nonlinear, nonlinear, quadratic, searches, small, solving, terms
+from benchmarks import arrays, deletion, large_nonlinear, nonlinear, quadratic, searches, small, solving, terms
 from benchmarks.models import FORM, P_MEDIAN, PRODUCT, TRANSPORT, transport_tavlo
 from benchmarks.timing import best_in_turns, ratio_line, seconds
 
@@ -65,6 +65,8 @@ PARTS = {
     ),
     "transport": ("Building a transport model by operators", build_transport),
     "products": ("Dense products of matrices and variables", products),
+    "arrays": ("A p-median model by arrays over operators, CPU time", arrays.main),
+    "memory": ("Memory of a p-median model by operators", arrays.memory),
     "terms": ("Writing one long sum, for each nonzero", terms.main),
     "maps": ("The container of coefficients, for each term", maps),
     "doubling": ("Doubling the model", doubling),

@@ -389,3 +389,27 @@ def test_a_product_in_place_is_a_new_object(x, y, same):
     e = f = x + 1
     e *= y + 2
     assert e is not f and same(f, x + 1) and same(e, x * y + 2 * x + y + 2)
+
+
+def test_the_constructor_copies(x, y, content):
+    def same(a, b):
+        return content(a) == content(b)
+
+    for source in (0, 2.5, x, 2 * x, x * y, 3 + x - 2 * x * y):
+        e = tv.expression(source)
+        assert type(e) is tv.expression and same(e, source)
+        before = str(source)
+        e += y
+        assert str(source) == before
+    assert same(tv.expression(), tv.Sum([]))
+    e = x + 1
+    e.__init__(e)
+    assert same(e, x + 1)
+    e.__init__()
+    assert same(e, tv.Sum([]))
+    for refused in (tv.sin(x), "x", None, [x], x <= 1):
+        with pytest.raises(tv.ModelError):
+            tv.expression(refused)
+    for arguments in (([x, y], {}), ([], {"e": x})):
+        with pytest.raises(TypeError):
+            tv.expression(*arguments[0], **arguments[1])
