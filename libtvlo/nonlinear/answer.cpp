@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "nonlinear/evaluate.h"
 
@@ -88,15 +89,11 @@ NlpPoint programPoint(ModelProgram& program, const PointValues& whole) {
 }
 
 Violation nonlinearViolation(const Model& model, const std::vector<double>& x) {
-  AnswerCheck check;
-  for (int j = 0; j < model.columns(); ++j) raiseOutside(check, x[j], model.lower()[j], model.upper()[j], 1);
-  const NonlinearActivities rows(model, x);
-  for (int i = 0; i < model.rows(); ++i) {
-    if (model.rowTypes()[i] == 'N') continue;
-    const Bounds bounds = model.rowBounds(i);
-    raiseOutside(check, rows.value[i], bounds.lower, bounds.upper, rows.largest[i]);
-  }
-  return {check.primalAbsolute, check.primal};
+  NonlinearActivities whole(model, x);
+  Activities rows(model, x);
+  rows.value = std::move(whole.value);
+  rows.largest = std::move(whole.largest);
+  return primalViolation(model, x, rows, true);
 }
 
 AnswerCheck checkAnswer(const Model& model, ModelProgram& program, const PointValues& whole, NlpPoint point) {

@@ -23,7 +23,7 @@ PointValues modelPoint(const Model& model, const ModelProgram& program, const Nl
 // Without duals where the program has more rows than the model, for which it knows none.
 NlpPoint programPoint(ModelProgram& program, const PointValues& point);
 
-// Of bounds and rows, as core/check.h has it for models without formulas.
+// Of bounds, rows and integrality, as core/check.h has it for models without formulas.
 Violation nonlinearViolation(const Model& model, const std::vector<double>& x);
 
 // Infinite where something can't be evaluated, and of a point without duals.

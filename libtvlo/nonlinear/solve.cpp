@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <optional>
 #include <string>
 #include <utility>
@@ -38,6 +39,23 @@ bool isRelaxation(const Problem& problem, const char* flags) {
   std::string rest = flags == nullptr ? "" : flags;
   std::erase(rest, 'g');
   return parseFlags(rest.c_str(), problem.controls).relaxation;
+}
+
+bool isIntegral(const Model& model, const std::vector<double>& x, double tolerance) {
+  for (int j = 0; j < model.columns(); ++j) {
+    if (model.columnTypes()[j] != 'C' && std::abs(x[j] - std::round(x[j])) > tolerance) return false;
+  }
+  return true;
+}
+
+// An optimum of a relaxation is none of the problem where it is fractional.
+void judgeRelaxation(const Problem& problem, const SolveContext& context, Outcome& outcome) {
+  const double tolerance = problem.controls.getDouble(control::miptol);
+  if (problem.model.entities() == 0 || !(outcome.isOptimal() || outcome.status == NonlinearStatus::unbounded)) return;
+  if (outcome.isOptimal() && isIntegral(problem.model, outcome.point.x, tolerance)) return;
+  context.say(outcome.isOptimal() ? "The relaxation is solved; its optimum is fractional"
+                                  : "The relaxation is unbounded");
+  outcome.status = NonlinearStatus::unfinished;
 }
 
 bool fits(const PointValues& point, const Model& model) {
@@ -157,8 +175,9 @@ void solveNonlinearWith(Problem& problem, const ControlValues& controls, const c
   } catch (const Stopped& stopped) {  // before there was anything to solve
     outcome.stop = stopped.reason;
   }
-  solution.status = outcome.status;
   solution.warm = outcome.isOptimal();
+  if (relaxation) judgeRelaxation(problem, solves.context(), outcome);
+  solution.status = outcome.status;
   solution.point = std::move(outcome.point);
   if (solution.point.available) {
     solution.primalInfeasibility = outcome.check.primal;

@@ -12,8 +12,10 @@
 namespace tvlo {
 
 // Fills problem.solution.nonlinear and throws Error. `controls` are the component's. Flags: g, which changes nothing
-// here; l, binary and integer columns count as continuous ones; those of the optimizer that name an algorithm concern
-// linear problems and change nothing here. A request to stop that is still standing from before must have been cleared.
+// here; l, binary and integer columns count as continuous ones, and an
+// optimum at which one is fractional leaves the problem unfinished; those of the optimizer that name an algorithm
+// concern linear problems and change nothing here. A request to stop that is still standing from before must have been
+// cleared.
 void solveNonlinear(Problem& problem, const ControlValues& controls, const char* flags);
 
 // The same with engines from elsewhere.

@@ -144,3 +144,13 @@ def test_violations_of_nonlinear_answers_are_told():
     a = p.attributes
     assert 0 <= a.maxrelprimalinfeas <= a.maxabsprimalinfeas <= 1e-5
     assert a.maxabsprimalinfeas == near(abs(p.getSolution(1000 * tv.exp(x) + y) - 3), abs=1e-9)
+
+
+def test_a_fractional_optimum_of_a_relaxation_is_no_solution():
+    n, x = tv.var(vartype=tv.integer, ub=5), tv.var(lb=-5, ub=5)
+    for best, status in ((2.5, "nlp_unfinished"), (2, "nlp_solution")):
+        p = tv.problem(n, x, (n - best) ** 2 + tv.exp(x))
+        p.setOutputEnabled(False)
+        p.solve("l")
+        assert (p.getProbStatusString(), p.getSolution(n)) == (status, near(best))
+        assert p.attributes.maxabsprimalinfeas == near(min(p.getSolution(n) % 1, -p.getSolution(n) % 1), abs=1e-9)
