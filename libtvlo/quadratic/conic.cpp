@@ -179,7 +179,8 @@ class Embedding {
     now_.x = Vector::Zero(n_);
     now_.s = now_.z = one_;
     ConicResult best;
-    ConicPoint central;
+    std::vector<ConicPoint> central;
+    double wanted = 100 * tolerance_;  // of the next such point
     double least = std::numeric_limits<double>::infinity();
     int idle = 0;
     for (int iteration = 0; iteration < kMostIterations; ++iteration) {
@@ -192,8 +193,9 @@ class Embedding {
         least = off;
         best = here;
       }
-      if (off <= tolerance_ && here.status == ConicStatus::optimal && central.x.size() == 0 && atApex(here)) {
-        central = centred();
+      if (off <= wanted && here.status == ConicStatus::optimal && atApex(here)) {
+        central.push_back(centred());
+        wanted = 0.1 * off;
       }
       // As near as rounding allows.
       if (off <= 1e-3 * tolerance_ || ++idle > (least <= tolerance_ ? 2 : kMostIdle)) break;

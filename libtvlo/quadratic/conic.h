@@ -34,9 +34,9 @@ struct ConicPoint {
 
 struct ConicResult : ConicPoint {
   ConicStatus status = ConicStatus::unfinished;
-  // Where a cone is at its apex, at an optimum: a point that is off by about the tolerance but close to the central
-  // path, where each part of s is a multiple of that of z with the signs of all but its first entry turned. Else empty.
-  ConicPoint central;
+  // Where a cone is at its apex, at an optimum: points that are off by up to 100 times the tolerance but close to the
+  // central path, where each part of s is a multiple of that of z with the signs of all but its first entry turned.
+  std::vector<ConicPoint> central;
   int iterations = 0;
 };
 

@@ -30,9 +30,10 @@ void ConicSession::solve(const Model& model, const SolveRequest& request, Soluti
         break;
     }
     result.lp = cones->point(found);
-    if (found.central.x.size() == 0) return;
-    PointValues central = cones->point(found.central);
-    if (inexactness(model, central) < inexactness(model, result.lp)) result.lp = std::move(central);
+    for (const ConicPoint& other : found.central) {
+      PointValues central = cones->point(other);
+      if (inexactness(model, central) < inexactness(model, result.lp)) result.lp = std::move(central);
+    }
   } catch (const Stopped& stopped) {
     result.stop = stopped.why;
   }
