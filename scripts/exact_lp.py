@@ -147,6 +147,11 @@ class Model:
         columns = [(*wider(lower, upper), cost, whole) for lower, upper, cost, whole in self.columns]
         return Model(columns, [(*wider(lower, upper), terms) for lower, upper, terms in self.rows], self.sense)
 
+    def within(self, reach: int) -> Model:
+        """Where no column goes farther than this."""
+        columns = [(max(lower, -reach), min(upper, reach), cost, whole) for lower, upper, cost, whole in self.columns]
+        return Model(columns, self.rows, self.sense)
+
     def standard(self, bounds):
         """A, b, c, constant, and for each column the (index, sign, shift) that it is made of."""
         zero = Fraction(0)

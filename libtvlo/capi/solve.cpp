@@ -41,6 +41,12 @@ int TVLOinterrupt(TVLOprob prob, int reason) {
   return TVLO_OK;
 }
 
+int TVLOexpectsolve(TVLOprob prob) {
+  if (!isAlive(prob)) return reportBadHandle(prob);
+  prob->expectSolve();
+  return TVLO_OK;
+}
+
 int TVLOgetlpsol(TVLOprob prob, double* x, double* slack, double* dual, double* redcost) {
   return guard(prob, [&] {
     const PointValues& lp = prob->solution.lp;

@@ -9,12 +9,12 @@
 
 namespace tvlo {
 
-// The problem is being solved while this lives; interrupts that came before are forgotten.
+// The problem is being solved while this lives; interrupts that came before are forgotten, or before it was announced.
 class Solving {
  public:
   explicit Solving(Problem& problem) : problem_(problem) {
     if (problem.solving.exchange(true)) throw Error(TVLO_ERR_STATE, "The problem is being solved already");
-    problem.interruptReason = 0;
+    if (!problem.expected.exchange(false)) problem.interruptReason = 0;
   }
   ~Solving() { problem_.solving = false; }
   Solving(const Solving&) = delete;

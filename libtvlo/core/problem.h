@@ -39,13 +39,21 @@ class Problem {
   void say(std::string_view text, MessageType type = MessageType::information) const;
   bool isHeard() const;  // whether a line of the log would reach anyone
 
-  // Asks a running solve to stop; any thread. A request while nothing runs is forgotten at the next start.
+  // Asks a running solve to stop; any thread. A request while nothing runs is forgotten at the next start, unless that
+  // start was announced by expectSolve().
   void interrupt(int reason) { interruptReason.store(reason ? reason : 9, std::memory_order_relaxed); }
+  void expectSolve() noexcept {
+    if (solving) return;  // whose requests stand
+    interruptReason = 0;
+    expected = true;
+  }
   std::atomic<int> interruptReason{0};
+  std::atomic<bool> expected{false};
   std::atomic<bool> solving{false};  // the C border refuses changes while it is set
 
   // Called after the model has changed, these keep solution and basis in step with it: new lines have no values; new
-  // rows are basic, new columns nonbasic at their bound nearest zero. When memory runs out, what can't be kept is dropped.
+  // rows are basic, new columns nonbasic at their bound nearest zero. When memory runs out, what can't be kept is
+  // dropped.
   void rowsAdded(int n) noexcept;
   void columnsAdded(int n) noexcept;
   void rowsDeleted(const std::vector<int>& sorted) noexcept;

@@ -36,30 +36,42 @@ Method defaultMethod(const ControlValues& controls) {
   }
 }
 
-// The table. Rows of one class are tried from above; automatic stands for the method that was asked for, or in a
-// quadratic class for the only one that the engine has.
-using Class = ProblemClass;
+// The table. Rows that take all that a problem contains, and of whose needs it has one where they have any, are tried
+// from above. `asked` stands for the method that was asked for; others are the only one of an engine, or fixed.
+constexpr Method asked = Method::automatic;
 struct Row {
-  Class of;
+  unsigned needs, takes;
   Attempt attempt;
 };
+constexpr unsigned kSearched = kIntegers | kSemiContinuous;
 constexpr Row kRoutes[] = {
-    {Class::lp, {"highs", Method::automatic, false, false}},
-    {Class::lp, {"highs", Method::automatic, true, false}},
-    {Class::lp, {"highs", Method::dualSimplex, true, true, true}},
-    {Class::lp, {"highs", Method::primalSimplex, true, true}},
-    {Class::lp, {"highs", Method::barrier, true, false}},
-    {Class::mip, {"highs", Method::automatic, false, false}},
-    {Class::mip, {"highs", Method::automatic, true, true}},
-    {Class::mip, {"highs", Method::automatic, true, false, true}},
-    {Class::quadratic, {"piqp", Method::barrier, false, false}},
-    {Class::quadratic, {"ipopt", Method::barrier, false, false}},
-    {Class::quadratic, {"ipopt", Method::barrier, true, false}},
-    {Class::quadratic, {"highs", Method::automatic, false, false}},
-    {Class::quadraticRows, {"cones", Method::barrier, false, false}},
-    {Class::quadraticRows, {"ipopt", Method::barrier, false, false}},
-    {Class::quadraticRows, {"ipopt", Method::barrier, true, false}},
-    {Class::quadraticRows, {"ipopt", Method::barrier, true, false}},
+    {0, 0, {"highs", asked, false, false}},
+    {0, 0, {"highs", asked, true, false}},
+    {0, 0, {"highs", Method::dualSimplex, true, true, true}},
+    {0, 0, {"highs", Method::primalSimplex, true, true}},
+    {0, 0, {"highs", Method::barrier, true, false}},
+    {kSearched, kSearched, {"highs", asked, false, false}},
+    {kSearched, kSearched, {"highs", asked, true, true}},
+    {kSearched, kSearched, {"highs", asked, true, false, true}},
+    {kQuadraticObjective, kQuadraticObjective, {"piqp", Method::barrier, false, false}},
+    {kQuadraticObjective, kQuadraticObjective, {"ipopt", Method::barrier, false, false}},
+    {kQuadraticObjective, kQuadraticObjective, {"ipopt", Method::barrier, true, false}},
+    {kQuadraticObjective, kQuadraticObjective, {"highs", Method::automatic, false, false}},
+    {kQuadraticRows, kQuadratic, {"cones", Method::barrier, false, false}},
+    {kQuadraticRows, kQuadratic, {"ipopt", Method::barrier, false, false}},
+    {kQuadraticRows, kQuadratic, {"ipopt", Method::barrier, true, false}},
+    {kQuadraticRows, kQuadratic, {"ipopt", Method::barrier, true, false}},
+};
+
+// Why there is no route: the first one whose contents a problem has.
+struct Refusal {
+  unsigned first, second;  // one of each
+  const char* text;
+};
+constexpr Refusal kRefusals[] = {
+    {kFormulas, kFormulas, "The problem has formulas: only the nonlinear component can solve it"},
+    {kQuadratic, kDiscrete, "Quadratic problems with integer entities are not supported yet"},
+    {kPartialIntegers, kPartialIntegers, "Partially integer columns are not supported yet"},
 };
 
 // Where the active-set method has its place among those for a quadratic objective over linear rows: first under a
@@ -102,32 +114,42 @@ Flags parseFlags(const char* flags, const ControlValues& controls) {
   return result;
 }
 
-ProblemClass classOf(const Model& model, bool mip) {
+unsigned contentOf(const Model& model, bool mip) {
+  unsigned content = 0;
+  if (!model.formulas().empty()) content |= kFormulas;
   const auto binds = [&](const RowQuadratic& row) { return model.rowTypes()[row.row] != 'N'; };
-  const bool rows = std::any_of(model.quadraticRows().begin(), model.quadraticRows().end(), binds);
-  if (!rows && model.quadraticObjective().empty()) return mip ? Class::mip : Class::lp;
-  if (mip) throw Error(TVLO_ERR_UNSUPPORTED, "Quadratic problems with integer entities are not supported yet");
-  return rows ? Class::quadraticRows : Class::quadratic;
+  if (std::any_of(model.quadraticRows().begin(), model.quadraticRows().end(), binds)) content |= kQuadraticRows;
+  if (!model.quadraticObjective().empty()) content |= kQuadraticObjective;
+  if (!mip) return content;
+  for (const char type : model.columnTypes()) {
+    if (type == 'I' || type == 'B') content |= kIntegers;
+    if (type == 'S' || type == 'R') content |= kSemiContinuous;
+    if (type == 'P') content |= kPartialIntegers;
+  }
+  return content;
 }
 
-std::vector<Attempt> routeOf(const Model& model, bool mip, Method method) {
-  if (!model.formulas().empty()) {
-    throw Error(TVLO_ERR_UNSUPPORTED, "The problem has formulas: only the nonlinear component can solve it");
-  }
-  const Class of = classOf(model, mip);
-  const auto& types = model.columnTypes();
-  if (mip && std::find(types.begin(), types.end(), 'P') != types.end()) {
-    throw Error(TVLO_ERR_UNSUPPORTED, "Partially integer columns are not supported yet");
-  }
+const char* className(unsigned content) {
+  if ((content & kDiscrete) != 0) return "MIP";
+  if ((content & kQuadraticRows) != 0) return "QCQP";
+  return (content & kQuadraticObjective) != 0 ? "QP" : "LP";
+}
+
+std::vector<Attempt> routeOf(const Model& model, unsigned content, Method method) {
   std::vector<Attempt> attempts;
   for (const Row& row : kRoutes) {
-    if (row.of != of) continue;
+    if ((content & ~row.takes) != 0 || (row.needs != 0 && (content & row.needs) == 0)) continue;
     attempts.push_back(row.attempt);
-    const bool open = of == Class::lp || of == Class::mip;
-    if (open && row.attempt.method == Method::automatic) attempts.back().method = method;
+    if ((content & kQuadratic) == 0 && row.attempt.method == asked) attempts.back().method = method;
+  }
+  if (attempts.empty()) {
+    const auto* const refusal = std::find_if(std::begin(kRefusals), std::end(kRefusals), [&](const Refusal& r) {
+      return (content & r.first) != 0 && (content & r.second) != 0;
+    });
+    throw Error(TVLO_ERR_UNSUPPORTED, refusal == std::end(kRefusals) ? "No engine solves this problem" : refusal->text);
   }
   const bool barrier = method == Method::barrier || method == Method::barrierWithoutCrossover;
-  if (of == Class::quadratic) {
+  if ((content & kQuadratic) == kQuadraticObjective) {
     const ActiveSet place = activeSet(model);
     if (place == ActiveSet::first && !barrier) std::rotate(attempts.begin(), attempts.end() - 1, attempts.end());
     if (place == ActiveSet::never) attempts.pop_back();

@@ -27,13 +27,26 @@ struct Attempt {
   bool scaled = false;
 };
 
-// What `model` is: quadratic is a convex quadratic objective over linear rows, quadraticRows convex in all its parts.
-enum class ProblemClass { lp, mip, quadratic, quadraticRows };
-ProblemClass classOf(const Model& model, bool mip);
+// What a problem contains that not every engine takes; a set of these is a mask. Rows of type N count for nothing.
+enum Content : unsigned {
+  kIntegers = 1,         // integer and binary columns
+  kSemiContinuous = 2,   // and semi-integer ones
+  kPartialIntegers = 4,  // partially integer columns
+  kQuadraticObjective = 8,
+  kQuadraticRows = 16,
+  kFormulas = 32,
+};
+inline constexpr unsigned kDiscrete = kIntegers | kSemiContinuous | kPartialIntegers;
+inline constexpr unsigned kQuadratic = kQuadraticObjective | kQuadraticRows;
 
-// `mip`: a tree search; else the continuous relaxation. Throws Error with TVLO_ERR_UNSUPPORTED when no engine at
-// hand solves what the model contains.
-std::vector<Attempt> routeOf(const Model& model, bool mip, Method method);
+// `mip`: for a tree search; else of the continuous relaxation.
+unsigned contentOf(const Model& model, bool mip);
+
+// "LP", "MIP", "QP" or "QCQP".
+const char* className(unsigned content);
+
+// Throws Error with TVLO_ERR_UNSUPPORTED when no engine at hand solves what the model contains.
+std::vector<Attempt> routeOf(const Model& model, unsigned content, Method method);
 
 // The engine of an attempt: opens local solvers too, for convex quadratic problems.
 std::unique_ptr<EngineSession> openForRoute(const std::string& engine);

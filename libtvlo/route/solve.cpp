@@ -34,8 +34,8 @@ class Solver {
 
   void run() {
     const bool search = mip_ && !flags_.relaxation && model_.hasIntegers();
-    std::vector<Attempt> attempts = routeOf(model_, search, flags_.method);
-    class_ = classOf(model_, search);
+    content_ = contentOf(model_, search);
+    std::vector<Attempt> attempts = routeOf(model_, content_, flags_.method);
     Basis start = std::move(problem_.solution.basis);
     PointValues last = std::move(problem_.solution.lp);
     extend(last, model_.rows(), model_.columns());
@@ -56,13 +56,12 @@ class Solver {
 
  private:
   double seconds() const { return std::chrono::duration<double>(Clock::now() - begin_).count(); }
-  bool quadratic() const { return class_ == ProblemClass::quadratic || class_ == ProblemClass::quadraticRows; }
+  bool quadratic() const { return (content_ & kQuadratic) != 0; }
+  bool quadraticRows() const { return (content_ & kQuadraticRows) != 0; }
 
   void announce() const {
-    static constexpr const char* kClass[] = {"LP", "MIP", "QP", "QCQP"};
-    context_.say(format("%s with %d rows, %d columns, %lld coefficients, %d integer entities",
-                        kClass[static_cast<int>(class_)], model_.rows(), model_.columns(),
-                        static_cast<long long>(model_.nonzeros()), model_.entities()));
+    context_.say(format("%s with %d rows, %d columns, %lld coefficients, %d integer entities", className(content_),
+                        model_.rows(), model_.columns(), static_cast<long long>(model_.nonzeros()), model_.entities()));
   }
 
   // Whether there was time to see that it is.
@@ -82,7 +81,7 @@ class Solver {
       return false;
     }
     if (convexity.nonconvex.empty()) {
-      quadratic_.emplace(case_, class_ == ProblemClass::quadraticRows, convexity.cones);
+      quadratic_.emplace(case_, quadraticRows(), convexity.cones);
       return true;
     }
     problem_.solution.lpStatus = LpStatus::nonconvex;
@@ -142,7 +141,7 @@ class Solver {
                done.withoutPresolve == attempts[i].withoutPresolve && done.scaled == attempts[i].scaled;
       };
       // A local solver's next try is another one: it asks for more exactness, or relaxes quadratic rows more.
-      const bool other = class_ == ProblemClass::quadraticRows || (quadratic() && claimed);
+      const bool other = quadraticRows() || (quadratic() && claimed);
       if (!other && problem_.session && std::any_of(fromNothing.begin(), fromNothing.end(), repeats)) continue;
       const bool fresh = !problem_.session || problem_.sessionEngine != attempts[i].engine;
       if (attempts[i].cold || (fresh && !(keep && !start.empty()))) fromNothing.push_back(attempts[i]);
@@ -308,7 +307,7 @@ class Solver {
   const SolveContext& context_;
   const Case case_;
   const EngineOpener& open_;
-  ProblemClass class_ = ProblemClass::lp;
+  unsigned content_ = 0;                          // route.h
   std::optional<QuadraticSettlement> quadratic_;  // of quadratic problems
   LinearClaims linear_{case_};
   SearchClaims searches_{case_};

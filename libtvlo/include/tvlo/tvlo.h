@@ -183,6 +183,9 @@ TVLO_API int TVLOgetcalist_d(const int** ids, const char* const** names, const i
 TVLO_API int TVLOlpoptimize(TVLOprob prob, const char* flags);
 TVLO_API int TVLOmipoptimize(TVLOprob prob, const char* flags);
 TVLO_API int TVLOinterrupt(TVLOprob prob, int reason);  // reasons: the stop codes of attribute stopstatus
+// Announces a solve of any kind: interrupts from here on stop it, also those that come before it starts. Others than
+// these, and those of a running solve, are forgotten when a solve starts.
+TVLO_API int TVLOexpectsolve(TVLOprob prob);
 // Fail when there is no solution. getlpsol: of the last LP solve or of the last relaxation. What was added to the model
 // since then has NaN for its values, what was there keeps them.
 TVLO_API int TVLOgetlpsol(TVLOprob prob, double* x, double* slack, double* dual, double* redcost);

@@ -172,7 +172,7 @@ TEST(QuadraticRoute, TheActiveSetMethodComesFirstWhereItIsFaster) {
       for (int j = i; j < (dense ? columns : i + 1); ++j) products.push_back({i, j, i == j ? 500.0 : 1});
     }
     p.quadratic(-1, products);
-    return std::string(routeOf(p.model(), false, Method::automatic).front().engine);
+    return std::string(routeOf(p.model(), contentOf(p.model(), false), Method::automatic).front().engine);
   };
   EXPECT_EQ(first(20, 0, true), "piqp");
   EXPECT_EQ(first(100, 90, false), "piqp");

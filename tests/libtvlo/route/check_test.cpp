@@ -204,6 +204,45 @@ TEST(Recheck, SearchesAreCheckedToo) {
   expect({mipAnswer({1, 0}, 2), mipAnswer({2, 2}, 4)}, MipStatus::solution, 1, 3);
 }
 
+// Proofs and the like stop with the solve that they serve, for its reason.
+TEST(Recheck, ProblemsSolvedAsideHaveTheLimitsOfTheSolve) {
+  const double seconds = 50;
+  const auto fill = [&](Prob& p, char type) {
+    p.control(control::timelimit, seconds);
+    p.column(-1, 0, TVLO_INFINITY, type);
+    p.column(0, 0, 3, type);
+    p.row({{0, 1}, {1, 1}}, 'G', 1);
+  };
+  const auto claim = [](const SolveRequest& request, Solution& result) {
+    (request.mip ? result.mipStatus = MipStatus::unbounded : MipStatus::notLoaded);
+    if (!request.mip) result.lpStatus = LpStatus::unbounded;
+  };
+  for (const char type : {'C', 'I'}) {
+    Prob p;
+    fill(p, type);
+    Scripted script({claim});
+    script.solve(p, type == 'I');
+    EXPECT_GT(script.asked, 3);
+    for (const SolveRequest& request : script.requests) {
+      EXPECT_LE(request.secondsLeft, seconds);
+      EXPECT_GT(request.secondsLeft, seconds / 2);
+    }
+
+    Prob q;
+    fill(q, type);
+    Scripted interrupted({claim, [&](const SolveRequest& request, Solution& result) {
+                            TVLOinterrupt(q.get(), 9);
+                            EXPECT_EQ(request.interrupted(), 9);
+                            result.stop = Stop::interrupt;
+                            if (!request.mip) result.lpStatus = LpStatus::unfinished;
+                            if (request.mip) result.mipStatus = MipStatus::noSolution;
+                          }});
+    interrupted.solve(q, type == 'I');
+    EXPECT_EQ(q.solution().stop, Stop::user);
+    EXPECT_EQ(interrupted.asked, 2);
+  }
+}
+
 TEST(Recheck, AFailingEngineIsOpenedAnewAndItsErrorReported) {
   const Scripted::Answer fail = [](const SolveRequest&, Solution&) { throw Error(TVLO_ERR_ENGINE, "broken"); };
   Prob p;

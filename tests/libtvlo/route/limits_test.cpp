@@ -95,6 +95,25 @@ TEST(Limits, AnInterruptStopsAnyMethodWithinASecond) {
   }
 }
 
+TEST(Limits, AnInterruptBetweenTheCallAndTheStartOfASolveCounts) {
+  Prob p;
+  fillLongLp(p, 20000);
+  ASSERT_EQ(TVLOexpectsolve(p.get()), 0);
+  ASSERT_EQ(TVLOinterrupt(p.get(), 9), 0);
+  const double begin = computed();
+  EXPECT_EQ(p.lp().stop, Stop::user);
+  EXPECT_LT(computed() - begin, kSecond);
+  Prob q;
+  fillMarketSplit(q, 12, 2);
+  for (const bool expected : {false, true}) {
+    ASSERT_EQ(TVLOinterrupt(q.get(), 9), 0) << "while nothing runs and no solve has been called";
+    if (expected) {
+      ASSERT_EQ(TVLOexpectsolve(q.get()), 0);
+    }
+    EXPECT_EQ(q.mip().stop, Stop::none);
+  }
+}
+
 TEST(Limits, ATimeLimitHoldsForAnyMethod) {
   for (const char* const flags : {"", "d", "p", "b", "f"}) {
     SCOPED_TRACE(flags);

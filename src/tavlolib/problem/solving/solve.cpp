@@ -100,6 +100,7 @@ int solve(problem_s* p, PyObject* flags, bool nonlinear) {
 PyObject* solveWith(PyObject* self, PyObject* args, PyObject* kwargs, bool always_nonlinear) {
   auto* p = reinterpret_cast<problem_s*>(self);
   if (checkProblemIsInitialized(p) != 0) return nullptr;
+  TVLOexpectsolve(p->prob);  // before any other thread gets the interpreter
   static constexpr const char* kNames[] = {"flags", nullptr};
   PyObject* flags = nullptr;
   if (!ko_ParseTupleAndKeywords(args, kwargs, "|O", kNames, nullptr, &flags)) return nullptr;
