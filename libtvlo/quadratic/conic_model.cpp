@@ -207,6 +207,21 @@ bool ConicModel::improvesAlong(const Eigen::VectorXd& x) const {
   return true;
 }
 
+bool suitsCones(const Model& model) {
+  constexpr int64_t kMost = 10'000;
+  int64_t entries = 0;
+  const auto add = [&](const QuadraticForm& form) {
+    int64_t size = 2;
+    for (const Block& block : blocksOf(form)) size += block.size();
+    entries += size * size;
+  };
+  add(model.quadraticObjective());
+  for (const RowQuadratic& row : model.quadraticRows()) {
+    if (entries <= kMost) add(row.form);
+  }
+  return entries <= kMost;
+}
+
 LpStatus proveByCones(const Model& model, double tolerance, Watch& watch) {
   const auto cones = ConicModel::of(model);
   if (!cones) return LpStatus::unfinished;

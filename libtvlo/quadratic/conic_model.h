@@ -52,6 +52,9 @@ class ConicModel {
   bool convex_ = true;                       // all functions are
 };
 
+// Whether a problem of convex quadratic functions is so small that it is solved faster over cones.
+bool suitsCones(const Model& model);
+
 // Settles by certificates whether the problem has no optimum: infeasible, unbounded, or unfinished where there is
 // none. The watch's exception comes out of it.
 LpStatus proveByCones(const Model& model, double tolerance, Watch& watch);

@@ -5,7 +5,6 @@
 
 #include "core/check.h"
 #include "quadratic/active_set.h"
-#include "quadratic/conic_model.h"
 #include "quadratic/proof.h"
 
 namespace tvlo {

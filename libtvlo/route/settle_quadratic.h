@@ -4,6 +4,7 @@
 
 #include <limits>
 
+#include "quadratic/conic_model.h"
 #include "route/settle.h"
 
 namespace tvlo {
@@ -12,6 +13,9 @@ class QuadraticSettlement {
  public:
   // `rows`: some rows are quadratic. `cones`: some are second-order cones.
   QuadraticSettlement(const Case& of, bool rows, bool cones) : case_(of), rows_(rows), cones_(cones) {}
+
+  // Whether the method for cones comes before others.
+  bool startsWithCones() const { return cones_ || (rows_ && suitsCones(case_.model)); }
 
   // Takes out of `result` what does not stand, and returns whether there is nothing more to ask.
   bool settle(Solution& result);

@@ -43,6 +43,9 @@ class Solver {
     announce();
     if (quadratic()) {
       if (!requireConvex()) return finish(search);
+      if (std::string_view(attempts[0].engine) == "cones" && !quadratic_->startsWithCones()) {
+        std::rotate(attempts.begin(), attempts.begin() + 1, attempts.end());
+      }
       // The engine that had the answer last starts from it.
       if (problem_.session && problem_.sessionEngine != attempts[0].engine) {
         const auto same = std::find_if(attempts.begin(), attempts.end(),
