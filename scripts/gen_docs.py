@@ -12,6 +12,7 @@ from collections.abc import Callable
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
+INCLUDE = ROOT / "libtvlo/include/tvlo"
 TYPES = {"TVLO_TYPE_INT": "integer", "TVLO_TYPE_DOUBLE": "double", "TVLO_TYPE_STRING": "string"}
 HUGE = {"2147483647": "2147483647", "1e20": "infinite"}
 
@@ -56,9 +57,9 @@ def attribute_row(number: str, name: str, kind: str, doc: str) -> list[str]:
 
 def page(title: str, intro: str, file: str, macro: str, heads: list[str], row: Callable[..., list[str]]) -> str:
     lines = [f"# {title}", "", intro, ""]
-    lines += table(heads, [row(*entry) for entry in entries(ROOT / "libtvlo/core" / file, macro)])
+    lines += table(heads, [row(*entry) for entry in entries(INCLUDE / file, macro)])
     lines += ["", "## Of the nonlinear component", ""]
-    lines += table(heads, [row(*entry) for entry in entries(ROOT / "libtvlo/nonlinear" / file, macro)])
+    lines += table(heads, [row(*entry) for entry in entries(INCLUDE / f"tslp_{file}", macro)])
     return "\n".join([*lines, "", "<!-- written by scripts/gen_docs.py -->", ""])
 
 

@@ -15,7 +15,6 @@ import numpy as np
 
 import tavlo
 
-ROWS, COLUMNS, NAME_UNITS, SENSE = 1124, 1214, 1028, 1404  # attribute ids
 ROW_NAMES, COLUMN_NAMES = 1, 2
 INFINITY = 1e20
 
@@ -28,6 +27,10 @@ class Library:
         self.functions = ctypes.CDLL(str(path))
         if self.functions.TVLOinit():
             raise RuntimeError("the solver library does not start")
+        ids, names, types = ctypes.POINTER(c_int)(), ctypes.POINTER(ctypes.c_char_p)(), ctypes.POINTER(c_int)()
+        self.functions.TVLOgetcalist_c(byref(ids), byref(names), byref(types))
+        count = next(k for k in range(10**6) if not ids[k])
+        self.ids = {names[k].decode(): ids[k] for k in range(count)}  # of controls and attributes
 
     def call(self, name: str, prob: ctypes.c_void_p, *arguments: Any) -> None:
         if getattr(self.functions, name)(prob, *arguments):
@@ -73,12 +76,12 @@ class StoredModel:
 
     @classmethod
     def of(cls, library: Library, prob: ctypes.c_void_p) -> StoredModel:
-        def attribute(number: int) -> int:
+        def attribute(name: str) -> int:
             value = c_int()
-            library.call("TVLOgetintattrib", prob, number, byref(value))
+            library.call("TVLOgetintattrib", prob, library.ids[name], byref(value))
             return value.value
 
-        nrows, ncols, width = attribute(ROWS), attribute(COLUMNS), 8 * attribute(NAME_UNITS) + 1
+        nrows, ncols, width = attribute("rows"), attribute("cols"), 8 * attribute("namelength") + 1
 
         def doubles(function: str, n: int, first: int = 0, last: int | None = None) -> np.ndarray:
             values = (c_double * max(n, 1))()
@@ -126,7 +129,7 @@ class StoredModel:
         forms = {-1: objective_triplets(), **{i: triplets(i) for i in range(nrows)}}
         return cls(
             quadratic={row: form for row, form in forms.items() if form},
-            sense=attribute(SENSE),
+            sense=attribute("objsense"),
             constant=-float(doubles("TVLOgetobj", 1, -1, -1)[0]),
             objective=doubles("TVLOgetobj", ncols),
             lower=doubles("TVLOgetlb", ncols),

@@ -2,36 +2,32 @@
 
 #include <limits>
 
+#include "capi/attribute_getters.h"
 #include "capi/guard.h"
-#include "core/attributes.h"
 #include "core/check.h"
 #include "nonlinear/answer.h"
 
 namespace tvlo {
 
+int nameUnits(const Model& model) {
+  const int longest = std::max(model.rowNames().longest(), model.columnNames().longest());
+  return longest / 8 + (longest % 8 != 0);
+}
+
 namespace {
-
-[[noreturn]] void noSuchAttribute(int id, const char* type) {
-  const AttributeRow* const row = optimizerAttributes().find(id);
-  if (row == nullptr) throw Error(TVLO_ERR_NAME, format("There is no attribute %d", id));
-  throw Error(TVLO_ERR_ARGUMENT, format("Attribute %s (%d) is not %s attribute", row->name, id, type));
-}
-
-const PointValues& currentPoint(const Solution& solution) {
-  return solution.mip.available ? solution.mip : solution.lp;
-}
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 Violation currentViolation(const Problem& problem) {
-  if (problem.solution.nonlinear.status != NonlinearStatus::unstarted) {
-    const PointValues& point = problem.solution.nonlinear.point;
+  const Solution& solution = problem.solution;
+  if (solution.nonlinear.status != NonlinearStatus::unstarted) {
+    const PointValues& point = solution.nonlinear.point;
     if (!point.available || point.x.size() != problem.model.columnTypes().size()) return {kNone, kNone};
     return nonlinearViolation(problem.model, point.x);
   }
-  const PointValues& point = currentPoint(problem.solution);
+  const PointValues& point = solution.mip.available ? solution.mip : solution.lp;
   if (!point.available || point.x.size() != problem.model.columnTypes().size()) return {kNone, kNone};
-  return primalViolation(problem.model, point.x, problem.solution.mip.available);
+  return primalViolation(problem.model, point.x, solution.mip.available);
 }
 
 double currentDualViolation(const Problem& problem) {
@@ -41,93 +37,65 @@ double currentDualViolation(const Problem& problem) {
   return complete ? dualViolation(problem.model, lp.dual, lp.redcost, lp.x) : kNone;
 }
 
+double objectiveOf(const PointValues& point) { return point.available ? point.objective : kNone; }
+
+template <class T>
+AttributeValue whole(T value) {
+  return static_cast<int64_t>(value);
+}
+
+namespace getters {
+
+AttributeValue rows(const Problem& p) { return whole(p.model.rows()); }
+AttributeValue originalrows(const Problem& p) { return rows(p); }
+AttributeValue sparerows(const Problem&) { return whole(0); }
+AttributeValue cols(const Problem& p) { return whole(p.model.columns()); }
+AttributeValue originalcols(const Problem& p) { return cols(p); }
+AttributeValue sets(const Problem&) { return whole(0); }
+AttributeValue originalsets(const Problem& p) { return sets(p); }
+AttributeValue gencons(const Problem&) { return whole(0); }
+AttributeValue pwlcons(const Problem&) { return whole(0); }
+AttributeValue mipents(const Problem& p) { return whole(p.model.entities()); }
+AttributeValue elems(const Problem& p) { return whole(p.model.nonzeros()); }
+AttributeValue qelems(const Problem& p) { return whole(p.model.quadraticObjective().entries().size()); }
+AttributeValue qconstraints(const Problem& p) { return whole(p.model.quadraticRows().size()); }
+AttributeValue namelength(const Problem& p) { return whole(nameUnits(p.model)); }
+AttributeValue probnamelength(const Problem& p) { return whole(p.model.name().size() + 1); }
+AttributeValue objsense(const Problem& p) { return whole(p.model.sense()); }
+AttributeValue objconstant(const Problem& p) { return p.model.constant(); }
+
+AttributeValue lpstatus(const Problem& p) { return whole(p.solution.lpStatus); }
+AttributeValue mipstatus(const Problem& p) { return whole(p.solution.mipStatus); }
+AttributeValue stopstatus(const Problem& p) { return whole(p.solution.stop); }
+AttributeValue simplexiter(const Problem& p) { return p.solution.simplexIterations; }
+AttributeValue bariter(const Problem& p) { return p.solution.barrierIterations; }
+AttributeValue nodes(const Problem& p) { return p.solution.nodes; }
+AttributeValue mipsols(const Problem& p) { return whole(p.solution.mipSolutions); }
+AttributeValue lpobjval(const Problem& p) { return objectiveOf(p.solution.lp); }
+AttributeValue mipobjval(const Problem& p) { return objectiveOf(p.solution.mip); }
+AttributeValue bestbound(const Problem& p) { return provenBound(p.solution, p.model.sense()); }
+AttributeValue time(const Problem& p) { return p.solution.seconds; }
+AttributeValue maxabsprimalinfeas(const Problem& p) { return currentViolation(p).absolute; }
+AttributeValue maxrelprimalinfeas(const Problem& p) { return currentViolation(p).relative; }
+AttributeValue maxdualinfeas(const Problem& p) { return currentDualViolation(p); }
+AttributeValue engine(const Problem& p) {
+  const NonlinearSolution& nonlinear = p.solution.nonlinear;
+  return nonlinear.engine.empty() ? p.sessionEngine : nonlinear.engine;
+}
+
+}  // namespace getters
+
+template <class T>
+T valueOf(const Problem& problem, int id) {
+  static const Table<AttributeGetter<Problem>> table({
+#define TVLO_ATTRIBUTE(id, name, ...) {id, #name, getters::name},
+#include "tvlo/attributes.def"
+#undef TVLO_ATTRIBUTE
+  });
+  return attributeOf<T>(problem, table, id);
+}
+
 }  // namespace
-
-int nameUnits(const Model& model) {
-  const int longest = std::max(model.rowNames().longest(), model.columnNames().longest());
-  return longest / 8 + (longest % 8 != 0);
-}
-
-int64_t intAttribute(const Problem& problem, int id) {
-  const Model& model = problem.model;
-  const Solution& solution = problem.solution;
-  switch (id) {
-    case attribute::rows:
-    case attribute::originalrows:
-      return model.rows();
-    case attribute::cols:
-    case attribute::originalcols:
-      return model.columns();
-    case attribute::sets:
-    case attribute::originalsets:
-    case attribute::sparerows:
-    case attribute::gencons:
-    case attribute::pwlcons:
-      return 0;
-    case attribute::lpstatus:
-      return static_cast<int>(solution.lpStatus);
-    case attribute::mipstatus:
-      return static_cast<int>(solution.mipStatus);
-    case attribute::namelength:
-      return nameUnits(model);
-    case attribute::probnamelength:
-      return static_cast<int64_t>(model.name().size()) + 1;
-    case attribute::mipents:
-      return model.entities();
-    case attribute::elems:
-      return model.nonzeros();
-    case attribute::qelems:
-      return static_cast<int64_t>(model.quadraticObjective().entries().size());
-    case attribute::qconstraints:
-      return static_cast<int64_t>(model.quadraticRows().size());
-    case attribute::objsense:
-      return model.sense();
-    case attribute::stopstatus:
-      return static_cast<int>(solution.stop);
-    case attribute::simplexiter:
-      return solution.simplexIterations;
-    case attribute::bariter:
-      return solution.barrierIterations;
-    case attribute::nodes:
-      return solution.nodes;
-    case attribute::mipsols:
-      return solution.mipSolutions;
-    default:
-      noSuchAttribute(id, "an integer");
-  }
-}
-
-double doubleAttribute(const Problem& problem, int id) {
-  const Solution& solution = problem.solution;
-  switch (id) {
-    case attribute::lpobjval:
-      return solution.lp.available ? solution.lp.objective : kNone;
-    case attribute::mipobjval:
-      return solution.mip.available ? solution.mip.objective : kNone;
-    case attribute::bestbound:
-      return provenBound(solution, problem.model.sense());
-    case attribute::objconstant:
-      return problem.model.constant();
-    case attribute::time:
-      return solution.seconds;
-    case attribute::maxabsprimalinfeas:
-      return currentViolation(problem).absolute;
-    case attribute::maxrelprimalinfeas:
-      return currentViolation(problem).relative;
-    case attribute::maxdualinfeas:
-      return currentDualViolation(problem);
-    default:
-      noSuchAttribute(id, "a double");
-  }
-}
-
-std::string stringAttribute(const Problem& problem, int id) {
-  if (id == attribute::engine) {
-    const NonlinearSolution& nonlinear = problem.solution.nonlinear;
-    return nonlinear.engine.empty() ? problem.sessionEngine : nonlinear.engine;
-  }
-  noSuchAttribute(id, "a string");
-}
 
 int narrowed(int64_t value, int id) {
   if (value < std::numeric_limits<int>::min() || value > std::numeric_limits<int>::max()) {
@@ -143,24 +111,24 @@ using namespace tvlo;
 int TVLOgetintattrib(TVLOprob prob, int id, int* value) {
   return guard(prob, [&] {
     requireArray(value, 1, "results");
-    *value = narrowed(intAttribute(*prob, id), id);
+    *value = narrowed(valueOf<int64_t>(*prob, id), id);
   });
 }
 
 int TVLOgetintattrib64(TVLOprob prob, int id, int64_t* value) {
   return guard(prob, [&] {
     requireArray(value, 1, "results");
-    *value = intAttribute(*prob, id);
+    *value = valueOf<int64_t>(*prob, id);
   });
 }
 
 int TVLOgetdblattrib(TVLOprob prob, int id, double* value) {
   return guard(prob, [&] {
     requireArray(value, 1, "results");
-    *value = doubleAttribute(*prob, id);
+    *value = valueOf<double>(*prob, id);
   });
 }
 
 int TVLOgetstringattrib(TVLOprob prob, int id, char* value, int maxbytes, int* nbytes) {
-  return guard(prob, [&] { copyText(stringAttribute(*prob, id), value, maxbytes, nbytes); });
+  return guard(prob, [&] { copyText(valueOf<std::string>(*prob, id), value, maxbytes, nbytes); });
 }

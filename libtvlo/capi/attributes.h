@@ -1,16 +1,11 @@
-// Values of a problem's attributes. Unknown ids and wrong types throw Error.
+// What attributes and controls share with other parts of the C interface.
 #pragma once
 
 #include <cstdint>
-#include <string>
 
-#include "core/problem.h"
+#include "core/model.h"
 
 namespace tvlo {
-
-int64_t intAttribute(const Problem& problem, int id);
-double doubleAttribute(const Problem& problem, int id);
-std::string stringAttribute(const Problem& problem, int id);
 
 int nameUnits(const Model& model);  // length of the longest row or column name, in units of 8 bytes rounded up
 

@@ -2,6 +2,8 @@
 
 #include <limits>
 
+#include "capi/attribute_getters.h"
+
 namespace tvlo {
 
 Component::~Component() {
@@ -63,49 +65,49 @@ void Component::copyControls(const Component& source) {
   connect();
 }
 
-int Component::intAttribute(int id) const {
-  switch (id) {
-    case slpattribute::nlrows:
-      return problem().model.rows();
-    case slpattribute::nlcols:
-      return problem().model.columns();
-    case slpattribute::constcol:
-      return kConstantColumn;
-    case slpattribute::nlcoefs:
-      return static_cast<int>(problem().model.formulas().pairs().size());
-    case slpattribute::nlconstraints:
-      return static_cast<int>(problem().model.formulas().rowCount());
-    case slpattribute::nlpstatus:
-      return static_cast<int>(result().status);
-    case slpattribute::nlpstatusbits:
-      return constructed_ ? 1 : 0;
-    case slpattribute::nlpiter:
-      return result().iterations;
-    case slpattribute::nlpstop:
-      return static_cast<int>(result().stop);
-    default:
-      throw Error(TVLO_ERR_NAME, format("There is no integer attribute %d", id));
-  }
+namespace {
+
+template <class T>
+AttributeValue whole(T value) {
+  return static_cast<int64_t>(value);
 }
 
-double Component::doubleAttribute(int id) const {
-  const auto ofPoint = [this](double value) {
-    return result().point.available ? value : std::numeric_limits<double>::quiet_NaN();
-  };
-  switch (id) {
-    case slpattribute::nlpobjval:
-      return ofPoint(result().point.objective);
-    case slpattribute::nlpprimalinfeas:
-      return ofPoint(result().primalInfeasibility);
-    case slpattribute::nlpdualinfeas:
-      return ofPoint(result().dualInfeasibility);
-    case slpattribute::nlptime:
-      return result().seconds;
-    case slpattribute::nlpevaltime:
-      return result().evaluation;
-    default:
-      throw Error(TVLO_ERR_NAME, format("There is no double attribute %d", id));
-  }
+double ofPoint(const Component& component, double value) {
+  return component.result().point.available ? value : std::numeric_limits<double>::quiet_NaN();
 }
+
+namespace getters {
+
+AttributeValue nlrows(const Component& c) { return whole(c.problem().model.rows()); }
+AttributeValue nlcols(const Component& c) { return whole(c.problem().model.columns()); }
+AttributeValue constcol(const Component&) { return whole(kConstantColumn); }
+AttributeValue nlcoefs(const Component& c) { return whole(c.problem().model.formulas().pairs().size()); }
+AttributeValue nlconstraints(const Component& c) { return whole(c.problem().model.formulas().rowCount()); }
+AttributeValue nlpstatus(const Component& c) { return whole(c.result().status); }
+AttributeValue nlpstatusbits(const Component& c) { return whole(c.constructed()); }
+AttributeValue nlpobjval(const Component& c) { return ofPoint(c, c.result().point.objective); }
+AttributeValue nlpiter(const Component& c) { return whole(c.result().iterations); }
+AttributeValue nlpprimalinfeas(const Component& c) { return ofPoint(c, c.result().primalInfeasibility); }
+AttributeValue nlpdualinfeas(const Component& c) { return ofPoint(c, c.result().dualInfeasibility); }
+AttributeValue nlptime(const Component& c) { return c.result().seconds; }
+AttributeValue nlpevaltime(const Component& c) { return c.result().evaluation; }
+AttributeValue nlpstop(const Component& c) { return whole(c.result().stop); }
+
+}  // namespace getters
+
+template <class T>
+T valueOf(const Component& component, int id) {
+  static const Table<AttributeGetter<Component>> table({
+#define TVLO_ATTRIBUTE(id, name, ...) {id, #name, getters::name},
+#include "tvlo/tslp_attributes.def"
+#undef TVLO_ATTRIBUTE
+  });
+  return attributeOf<T>(component, table, id);
+}
+
+}  // namespace
+
+int64_t Component::intAttribute(int id) const { return valueOf<int64_t>(*this, id); }
+double Component::doubleAttribute(int id) const { return valueOf<double>(*this, id); }
 
 }  // namespace tvlo

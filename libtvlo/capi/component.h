@@ -43,14 +43,16 @@ class Component {
   // the model. Solves build their own.
   void setConstructed(bool constructed) { constructed_ = constructed; }
 
-  int intAttribute(int id) const;
+  bool constructed() const { return constructed_; }
+  const NonlinearSolution& result() const { return problem().solution.nonlinear; }
+
+  int64_t intAttribute(int id) const;
   double doubleAttribute(int id) const;
 
  private:
   static int echo(void* object, void* component, const char* text, int length, int type);
   void connect();  // to the optimizer problem's log, or off it, as handler and control echolog say
   bool problemLives() const;
-  const NonlinearSolution& result() const { return problem().solution.nonlinear; }
 
   TVLOprob problem_;
   ControlValues controls_{componentControls()};

@@ -133,7 +133,7 @@ int TSLPgetstrcontrol(TSLPprob slp, int id, char* value, int maxbytes, int* nbyt
 int TSLPgetintattrib(TSLPprob slp, int id, int* value) {
   return guardSlp(slp, [&] {
     requireArray(value, 1, "results");
-    *value = slp->intAttribute(id);
+    *value = narrowed(slp->intAttribute(id), id);
   });
 }
 

@@ -15,13 +15,4 @@ struct AttributeRow {
 using AttributeTable = Table<AttributeRow>;
 const AttributeTable& optimizerAttributes();
 
-// Ids by name: attribute::rows and so on.
-namespace attribute {
-enum Id : int {
-#define TVLO_ATTRIBUTE(id, name, ...) name = id,
-#include "core/attributes.def"
-#undef TVLO_ATTRIBUTE
-};
-}  // namespace attribute
-
 }  // namespace tvlo

@@ -21,7 +21,7 @@ const ControlTable& optimizerControls() {
   static const ControlTable table({
 #define TVLO_CONTROL(id, name, type, standard, least, most, text, option, documentation) \
   {id, #name, type, standard, least, most, text, option, documentation},
-#include "core/controls.def"
+#include "tvlo/controls.def"
 #undef TVLO_CONTROL
   });
   return table;
@@ -30,7 +30,7 @@ const ControlTable& optimizerControls() {
 const AttributeTable& optimizerAttributes() {
   static const AttributeTable table({
 #define TVLO_ATTRIBUTE(id, name, type, documentation) {id, #name, type, documentation},
-#include "core/attributes.def"
+#include "tvlo/attributes.def"
 #undef TVLO_ATTRIBUTE
   });
   return table;

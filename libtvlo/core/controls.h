@@ -53,7 +53,7 @@ class ControlValues {
 namespace control {
 enum Id : int {
 #define TVLO_CONTROL(id, name, ...) name = id,
-#include "core/controls.def"
+#include "tvlo/controls.def"
 #undef TVLO_CONTROL
 };
 }  // namespace control

@@ -8,7 +8,7 @@ const ControlTable& componentControls() {
   static const ControlTable table({
 #define TVLO_CONTROL(id, name, type, standard, least, most, text, option, documentation) \
   {id, #name, type, standard, least, most, text, option, documentation},
-#include "nonlinear/controls.def"
+#include "tvlo/tslp_controls.def"
 #undef TVLO_CONTROL
   });
   return table;
@@ -17,7 +17,7 @@ const ControlTable& componentControls() {
 const AttributeTable& componentAttributes() {
   static const AttributeTable table({
 #define TVLO_ATTRIBUTE(id, name, type, documentation) {id, #name, type, documentation},
-#include "nonlinear/attributes.def"
+#include "tvlo/tslp_attributes.def"
 #undef TVLO_ATTRIBUTE
   });
   return table;

@@ -1,5 +1,5 @@
-// The control and attribute tables of the nonlinear component, derived from controls.def and attributes.def as core's
-// are from its own.
+// The control and attribute tables of the nonlinear component, derived from tslp_controls.def and tslp_attributes.def
+// as core's are from its own.
 #pragma once
 
 #include "core/attributes.h"
@@ -13,17 +13,9 @@ const AttributeTable& componentAttributes();
 namespace slpcontrol {
 enum Id : int {
 #define TVLO_CONTROL(id, name, ...) name = id,
-#include "nonlinear/controls.def"
+#include "tvlo/tslp_controls.def"
 #undef TVLO_CONTROL
 };
 }  // namespace slpcontrol
-
-namespace slpattribute {
-enum Id : int {
-#define TVLO_ATTRIBUTE(id, name, ...) name = id,
-#include "nonlinear/attributes.def"
-#undef TVLO_ATTRIBUTE
-};
-}  // namespace slpattribute
 
 }  // namespace tvlo

@@ -20,6 +20,15 @@ enum {
   TSLP_FLAG_CONTROL = 16,
   TSLP_FLAG_UNDEFINED = 512
 };
+// Ids of the component's attributes and controls: TSLP_ATTRIBUTE_nlpstatus, TSLP_CONTROL_nlp_tol.
+enum {
+#define TVLO_ATTRIBUTE(id, name, ...) TSLP_ATTRIBUTE_##name = id,
+#include "tvlo/tslp_attributes.def"
+#undef TVLO_ATTRIBUTE
+#define TVLO_CONTROL(id, name, ...) TSLP_CONTROL_##name = id,
+#include "tvlo/tslp_controls.def"
+#undef TVLO_CONTROL
+};
 
 TVLO_API int TSLPinit(void);  // counted, like TVLOinit; starts nothing of the optimizer
 TVLO_API int TSLPfree(void);

@@ -50,6 +50,16 @@ enum {
   TVLO_ERR_INTERNAL = 9,
   TVLO_ERR_CALLBACK = 10  // a function of the caller's failed
 };
+// Ids of attributes and controls, from the tables that document them: TVLO_ATTRIBUTE_originalrows,
+// TVLO_CONTROL_feastol.
+enum {
+#define TVLO_ATTRIBUTE(id, name, ...) TVLO_ATTRIBUTE_##name = id,
+#include "tvlo/attributes.def"
+#undef TVLO_ATTRIBUTE
+#define TVLO_CONTROL(id, name, ...) TVLO_CONTROL_##name = id,
+#include "tvlo/controls.def"
+#undef TVLO_CONTROL
+};
 
 // ---- library and global environment -------------------------------------------------------------
 // Start and stop are counted; problems are created and solved only between them, and should be destroyed before

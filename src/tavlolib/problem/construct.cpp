@@ -8,8 +8,6 @@
 namespace tavlo {
 namespace {
 
-constexpr int kOutputLog = 8035;
-
 problem_s* self_(PyObject* o) { return reinterpret_cast<problem_s*>(o); }
 
 // One element is walked once: its first leaf tells what it is, and decides who takes that leaf and those after it.
@@ -113,12 +111,13 @@ class Elements {
 
 int loadEmpty(problem_s* p, const char* name) {
   int log = 0;
-  if (TVLOgetintcontrol(p->prob, kOutputLog, &log) != 0 || TVLOsetintcontrol(p->prob, kOutputLog, 0) != 0)
+  if (TVLOgetintcontrol(p->prob, TVLO_CONTROL_outputlog, &log) != 0 ||
+      TVLOsetintcontrol(p->prob, TVLO_CONTROL_outputlog, 0) != 0)
     return solverFailed(p);
   const int loaded = TVLOloadlp(p->prob, name, 0, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                                 nullptr, nullptr, nullptr);
   if (loaded != 0) return solverFailed(p);
-  return TVLOsetintcontrol(p->prob, kOutputLog, log) == 0 ? 0 : solverFailed(p);
+  return TVLOsetintcontrol(p->prob, TVLO_CONTROL_outputlog, log) == 0 ? 0 : solverFailed(p);
 }
 
 int build(problem_s* p, PyObject* elements, const char* name, long sense) {

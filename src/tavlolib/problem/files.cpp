@@ -13,8 +13,6 @@
 namespace tavlo {
 namespace {
 
-constexpr int kNameUnits = 1028, kRows = 1124, kColumns = 1214;
-constexpr int kFormulas = 12016, kFormulaRows = 12026;
 constexpr int kBlock = 256;  // names fetched at a time
 
 problem_s* self_(PyObject* o) { return reinterpret_cast<problem_s*>(o); }
@@ -117,11 +115,12 @@ int readRows(problem_s* p, int count, int units, Registry* registry) {
 
 int fillRegistry(problem_s* p, Registry* registry) {
   int columns = 0, rows = 0, units = 0, formulas = 0, formulaRows = 0;
-  if (TVLOgetintattrib(p->prob, kColumns, &columns) != 0 || TVLOgetintattrib(p->prob, kRows, &rows) != 0 ||
-      TVLOgetintattrib(p->prob, kNameUnits, &units) != 0)
+  if (TVLOgetintattrib(p->prob, TVLO_ATTRIBUTE_originalcols, &columns) != 0 ||
+      TVLOgetintattrib(p->prob, TVLO_ATTRIBUTE_originalrows, &rows) != 0 ||
+      TVLOgetintattrib(p->prob, TVLO_ATTRIBUTE_namelength, &units) != 0)
     return solverFailed(p);
-  if (TSLPgetintattrib(p->slpprob, kFormulaRows, &formulaRows) != 0 ||
-      TSLPgetintattrib(p->slpprob, kFormulas, &formulas) != 0)
+  if (TSLPgetintattrib(p->slpprob, TSLP_ATTRIBUTE_nlconstraints, &formulaRows) != 0 ||
+      TSLPgetintattrib(p->slpprob, TSLP_ATTRIBUTE_nlcoefs, &formulas) != 0)
     return nonlinearFailed(p);
   if ((columns > 0 && readColumns(p, columns, units, registry) != 0) ||
       (rows > 0 && readRows(p, rows, units, registry) != 0))

@@ -12,7 +12,6 @@
 namespace tavlo {
 namespace {
 
-constexpr int kEchoLog = 12415, kNameLength = 1158;
 constexpr int kStoppedByUser = 9;
 
 problem_s* self_(PyObject* o) { return reinterpret_cast<problem_s*>(o); }
@@ -162,7 +161,7 @@ int problem_createRegistry(problem_s* p) {
 int problem_createHandles(problem_s* p) {
   if (TVLOcreateprob(&p->prob) != 0) return solverFailed(p);
   if (TSLPcreateprob(&p->slpprob, &p->prob) != 0) return solverFailed(p);
-  if (TSLPsetintcontrol(p->slpprob, kEchoLog, 0) != 0) return solverFailed(p);
+  if (TSLPsetintcontrol(p->slpprob, TSLP_CONTROL_echolog, 0) != 0) return solverFailed(p);
   return installPrinters(p);
 }
 
@@ -209,7 +208,7 @@ PyObject* problem_name(PyObject* self, PyObject*) {
   problem_s* p = self_(self);
   if (checkProblemIsInitialized(p) != 0) return nullptr;
   int length = 0;
-  if (TVLOgetintattrib(p->prob, kNameLength, &length) != 0) return solverFailed(p), nullptr;
+  if (TVLOgetintattrib(p->prob, TVLO_ATTRIBUTE_probnamelength, &length) != 0) return solverFailed(p), nullptr;
   Array<char> name;
   if (!name.resize(static_cast<size_t>(length) + 1)) return nullptr;
   if (TVLOgetprobname(p->prob, name.data()) != 0) return solverFailed(p), nullptr;

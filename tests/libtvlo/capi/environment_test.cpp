@@ -41,7 +41,7 @@ TEST(Environment, TellsVersionAndBanner) {
 
 TEST(Environment, RefusesHandlesThatAreNotLive) {
   double value;
-  EXPECT_EQ(TVLOgetdblattrib(nullptr, 2001, &value), TVLO_ERR_ARGUMENT);
+  EXPECT_EQ(TVLOgetdblattrib(nullptr, TVLO_ATTRIBUTE_lpobjval, &value), TVLO_ERR_ARGUMENT);
   int code;
   EXPECT_EQ(globalError(&code), "The problem handle is null");
   EXPECT_EQ(code, TVLO_ERR_ARGUMENT);

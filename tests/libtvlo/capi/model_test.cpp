@@ -28,9 +28,9 @@ class Building : public Interface {
 
 TEST_F(Building, ReadsBackWhatWasLoaded) {
   load();
-  EXPECT_EQ(attribute(1214), 3);
-  EXPECT_EQ(attribute(1124), 2);
-  EXPECT_EQ(attribute(1401), 4);
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_originalcols), 3);
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_originalrows), 2);
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_elems), 4);
   EXPECT_EQ(values(TVLOgetobj, 0, 2), (std::vector<double>{1, 0, -1}));
   EXPECT_EQ(values(TVLOgetlb, 0, 2), (std::vector<double>{0, -1e20, 1}));
   EXPECT_EQ(values(TVLOgetub, 0, 1), (std::vector<double>{1e20, 8}));
@@ -43,7 +43,7 @@ TEST_F(Building, ReadsBackWhatWasLoaded) {
   EXPECT_EQ(TVLOgetcoef(prob_, 1, 2, &coef), 0);
   EXPECT_EQ(coef, -1);
   char name[32];
-  EXPECT_EQ(attribute(1158), 6);
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_probnamelength), 6);
   EXPECT_EQ(TVLOgetprobname(prob_, name), 0);
   EXPECT_STREQ(name, "small");
 }
@@ -120,7 +120,7 @@ TEST_F(Building, QuadraticPartsAreReplacedInTheObjectiveAndAddedInRows) {
   EXPECT_EQ((std::vector<int>(start, start + 4)), (std::vector<int>{0, 1, 2, 2}));
   EXPECT_EQ((std::vector<int>(column, column + 2)), (std::vector<int>{0, 2}));
   EXPECT_EQ((std::vector<double>(value, value + 2)), (std::vector<double>{2, 7}));
-  EXPECT_EQ(attribute(1402), 2);
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_qelems), 2);
 
   ASSERT_EQ(TVLOaddqmatrix64(prob_, 1, 3, c1, c2, coef), 0);  // (1, 2) twice: the sum
   int64_t n = 0;
@@ -131,7 +131,7 @@ TEST_F(Building, QuadraticPartsAreReplacedInTheObjectiveAndAddedInRows) {
   EXPECT_EQ(value[1], 12);
   EXPECT_EQ(first[1], 1);
   EXPECT_EQ(second[1], 2);
-  EXPECT_EQ(attribute(1403), 1);
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_qconstraints), 1);
   ASSERT_EQ(TVLOdelqmatrix(prob_, -1), 0);
   EXPECT_EQ(TVLOgetqrowqmatrixtriplets64(prob_, 1, &n, nullptr, nullptr, nullptr), 0);
   EXPECT_EQ(n, 0);
@@ -144,7 +144,7 @@ TEST_F(Building, ColumnMinusOneIsMinusTheConstant) {
   double back = 0, attribute = 0;
   EXPECT_EQ(TVLOgetobj(prob_, &back, -1, -1), 0);
   EXPECT_EQ(back, -2.5);
-  EXPECT_EQ(TVLOgetdblattrib(prob_, 2102, &attribute), 0);
+  EXPECT_EQ(TVLOgetdblattrib(prob_, TVLO_ATTRIBUTE_objconstant, &attribute), 0);
   EXPECT_EQ(attribute, 2.5);
 }
 
@@ -181,14 +181,14 @@ TEST_F(Building, FailingCallsSayWhyAndLeaveTheModelAsItWas) {
             "There is no row 5: the problem has 2");
   EXPECT_EQ(errorOf(TVLOreadprob(prob_, nullptr, "")), "The array of characters is missing");
   EXPECT_EQ(errorOf(TVLOgetlb(prob_, nullptr, 0, -1)), "") << "an empty range";
-  EXPECT_EQ(attribute(1214), 3);
-  EXPECT_EQ(attribute(1124), 2);
-  EXPECT_EQ(attribute(1401), 4);
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_originalcols), 3);
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_originalrows), 2);
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_elems), 4);
 }
 
 TEST_F(Building, ACopyIsIndependentAndTakesTheModelOnly) {
   load();
-  ASSERT_EQ(TVLOsetintcontrol(prob_, 8130, 0), 0);
+  ASSERT_EQ(TVLOsetintcontrol(prob_, TVLO_CONTROL_presolve, 0), 0);
   TVLOprob copy = nullptr;
   ASSERT_EQ(TVLOcreateprob(&copy), 0);
   ASSERT_EQ(TVLOcopyprob(copy, prob_, nullptr), 0);
@@ -203,10 +203,10 @@ TEST_F(Building, ACopyIsIndependentAndTakesTheModelOnly) {
   EXPECT_EQ(TVLOgetcoef(prob_, 0, 0, &mine), 0);
   EXPECT_EQ(mine, 1);
   int presolve = 7;
-  EXPECT_EQ(TVLOgetintcontrol(copy, 8130, &presolve), 0);
+  EXPECT_EQ(TVLOgetintcontrol(copy, TVLO_CONTROL_presolve, &presolve), 0);
   EXPECT_EQ(presolve, -1);
   EXPECT_EQ(TVLOcopycontrols(copy, prob_), 0);
-  EXPECT_EQ(TVLOgetintcontrol(copy, 8130, &presolve), 0);
+  EXPECT_EQ(TVLOgetintcontrol(copy, TVLO_CONTROL_presolve, &presolve), 0);
   EXPECT_EQ(presolve, 0);
   EXPECT_EQ(errorOf(TVLOcopyprob(prob_, prob_, "")), "A problem can't be copied into itself");
   EXPECT_EQ(TVLOdestroyprob(copy), 0);
@@ -214,9 +214,9 @@ TEST_F(Building, ACopyIsIndependentAndTakesTheModelOnly) {
 
 TEST_F(Building, NamesAreReadInSlotsOfTheLongestNameRoundedUp) {
   load();
-  EXPECT_EQ(attribute(1028), 1) << "default names";
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_namelength), 1) << "default names";
   ASSERT_EQ(TVLOaddnames(prob_, 2, "x\0a name of 17 b...\0z", 0, 2), 0);
-  EXPECT_EQ(attribute(1028), 3);
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_namelength), 3);
   std::string slots(3 * 25, '#');
   ASSERT_EQ(TVLOgetnames(prob_, 2, slots.data(), 0, 2), 0);
   EXPECT_STREQ(slots.c_str(), "x");
@@ -254,9 +254,9 @@ TEST_F(Building, ABasisMustFitTheModel) {
 TEST_F(Building, AFileThatCanNotBeReadLeavesAnEmptyProblem) {
   load();
   EXPECT_NE(errorOf(TVLOreadprob(prob_, "/no/such/file.mps", "")), "");
-  EXPECT_EQ(attribute(1214), 0);
-  EXPECT_EQ(attribute(1124), 0);
-  EXPECT_EQ(attribute(1158), 1);
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_originalcols), 0);
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_originalrows), 0);
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_probnamelength), 1);
 }
 
 TEST_F(Building, NothingChangesAProblemThatIsBeingSolved) {
@@ -266,7 +266,7 @@ TEST_F(Building, NothingChangesAProblemThatIsBeingSolved) {
   EXPECT_EQ(errorOf(TVLOdelrows(prob_, 1, &zero)), "The problem is being solved and can't be changed");
   EXPECT_EQ(errorOf(TVLOlpoptimize(prob_, "")), "The problem is being solved already");
   EXPECT_EQ(TVLOdestroyprob(prob_), TVLO_ERR_STATE);
-  EXPECT_EQ(attribute(1124), 2) << "reading is allowed";
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_originalrows), 2) << "reading is allowed";
   prob_->solving = false;
 }
 
@@ -275,8 +275,8 @@ TEST_F(Building, SolutionsAreRefusedUntilThereIsOne) {
   double x[3];
   EXPECT_EQ(errorOf(TVLOgetlpsol(prob_, x, nullptr, nullptr, nullptr)), "There is no LP solution");
   EXPECT_EQ(errorOf(TVLOgetmipsol(prob_, x, nullptr)), "There is no integer solution");
-  EXPECT_EQ(attribute(1010), 0);
-  EXPECT_EQ(attribute(1011), 0);
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_lpstatus), 0);
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_mipstatus), 0);
 }
 
 }  // namespace

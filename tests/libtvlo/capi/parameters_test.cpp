@@ -115,17 +115,17 @@ TEST_F(Component, EveryEntryOfItsListHasACodeAndAValue) {
 TEST_F(Component, SharesRowsColumnsAndSenseWithTheOptimizerProblem) {
   addLines(2, 3);
   int value = 0;
-  EXPECT_EQ(TSLPgetintattrib(slp_, 11999, &value), 0);
+  EXPECT_EQ(TSLPgetintattrib(slp_, TSLP_ATTRIBUTE_nlrows, &value), 0);
   EXPECT_EQ(value, 2);
-  EXPECT_EQ(TSLPgetintattrib(slp_, 12000, &value), 0);
+  EXPECT_EQ(TSLPgetintattrib(slp_, TSLP_ATTRIBUTE_nlcols, &value), 0);
   EXPECT_EQ(value, 3);
-  EXPECT_EQ(TSLPsetdblcontrol(slp_, 12146, -1), 0);
-  EXPECT_EQ(attribute(1404), -1);
+  EXPECT_EQ(TSLPsetdblcontrol(slp_, TSLP_CONTROL_objsense, -1), 0);
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_objsense), -1);
   EXPECT_EQ(TVLOchgobjsense(prob_, 1), 0);
   double sense = 0;
-  EXPECT_EQ(TSLPgetdblcontrol(slp_, 12146, &sense), 0);
+  EXPECT_EQ(TSLPgetdblcontrol(slp_, TSLP_CONTROL_objsense, &sense), 0);
   EXPECT_EQ(sense, 1);
-  EXPECT_NE(TSLPsetdblcontrol(slp_, 12146, 0.5), 0);
+  EXPECT_NE(TSLPsetdblcontrol(slp_, TSLP_CONTROL_objsense, 0.5), 0);
   EXPECT_EQ(slpError(), "Control objsense must be 1 or -1, not 0.5");
   EXPECT_NE(TSLPgetintattrib(slp_, 4711, &value), 0);
   EXPECT_EQ(slpError(), "There is no integer attribute 4711");
@@ -154,9 +154,9 @@ TEST_F(Component, RepeatsTheOptimizersLogUnlessToldNotTo) {
   ASSERT_EQ(TSLPsetcbmessage(slp_, hear, &heard), 0);
   prob_->say("one ");
   EXPECT_EQ(heard.object, slp_);
-  ASSERT_EQ(TSLPsetintcontrol(slp_, 12415, 0), 0);
+  ASSERT_EQ(TSLPsetintcontrol(slp_, TSLP_CONTROL_echolog, 0), 0);
   prob_->say("two ");
-  ASSERT_EQ(TSLPsetintcontrol(slp_, 12415, 1), 0);
+  ASSERT_EQ(TSLPsetintcontrol(slp_, TSLP_CONTROL_echolog, 1), 0);
   prob_->say("three ");
   ASSERT_EQ(TSLPsetcbmessage(slp_, nullptr, nullptr), 0);
   prob_->say("four ");
@@ -175,7 +175,7 @@ TEST_F(Component, NoticesThatItsOptimizerProblemIsGone) {
   ASSERT_EQ(TSLPcreateprob(&orphan, &other), 0);
   ASSERT_EQ(TVLOdestroyprob(other), 0);
   int rows = 0;
-  EXPECT_EQ(TSLPgetintattrib(orphan, 11999, &rows), TVLO_ERR_STATE);
+  EXPECT_EQ(TSLPgetintattrib(orphan, TSLP_ATTRIBUTE_nlrows, &rows), TVLO_ERR_STATE);
   EXPECT_EQ(TSLPcreateprob(&orphan, &other), TVLO_ERR_ARGUMENT);
   EXPECT_EQ(orphan, nullptr);
 }

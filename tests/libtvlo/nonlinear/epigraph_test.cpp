@@ -21,7 +21,7 @@ class Epigraphs : public NonlinearSolving {
     EXPECT_EQ(TVLOaddrows64(prob_, 1, static_cast<int64_t>(coefs.size()), &type, &rhs, nullptr, &start, columns.data(),
                             coefs.data()),
               0);
-    return attribute(1001) - 1;
+    return attribute(TVLO_ATTRIBUTE_rows) - 1;
   }
   // The linear program's optimum and duals.
   double solveLp(const std::vector<double>& cost, int sense) {
@@ -30,8 +30,8 @@ class Epigraphs : public NonlinearSolving {
     EXPECT_EQ(TVLOchgobj(prob_, static_cast<int>(cost.size()), columns.data(), cost.data()), 0);
     EXPECT_EQ(TVLOchgobjsense(prob_, sense), 0);
     EXPECT_EQ(TVLOlpoptimize(prob_, ""), 0);
-    std::vector<double> x(attribute(1018));
-    dual_.assign(attribute(1001), NAN);
+    std::vector<double> x(attribute(TVLO_ATTRIBUTE_cols));
+    dual_.assign(attribute(TVLO_ATTRIBUTE_rows), NAN);
     EXPECT_EQ(TVLOgetlpsol(prob_, x.data(), nullptr, dual_.data(), nullptr), 0);
     double sum = 0;
     for (size_t j = 0; j < cost.size(); ++j) sum += cost[j] * x[j];

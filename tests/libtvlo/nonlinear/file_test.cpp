@@ -48,7 +48,7 @@ TEST_F(FormulaFile, ReadsBackAsTheSame) {
   std::ifstream file(path_);
   const std::string text((std::istreambuf_iterator<char>(file)), {});
   ASSERT_EQ(TSLPreadprob(slp_, path_.c_str(), ""), 0) << slpError();
-  EXPECT_EQ(slpAttribute(12016), 4);
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlcoefs), 4);
   EXPECT_EQ(formula(1, -1) + formula(1, 2) + formula(2, 3) + formula(0, -1), before);
   int now = 0;
   ASSERT_EQ(TSLPgetrowstatus(slp_, 2, &now), 0);
@@ -71,7 +71,7 @@ TEST_F(FormulaFile, NamesBadLines) {
         "ROWSTATUS\n r1 0 0"}) {
     EXPECT_EQ(read(head + bad + "\nENDATA\n"), TVLO_ERR_FORMAT) << bad;
     EXPECT_NE(slpError().find(".mps:11: "), std::string::npos) << slpError();
-    EXPECT_EQ(attribute(1018), 0) << "nothing is left";
+    EXPECT_EQ(attribute(TVLO_ATTRIBUTE_cols), 0) << "nothing is left";
   }
   // Whatever bytes come: an error, not a crash.
   const std::string good = head + "FORMULAS\n r1 @x 2.5 ( @y 1 + 2 ** 3 max\nVARIABLES\n x DETROW r1\nENDATA\n";

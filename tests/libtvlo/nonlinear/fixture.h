@@ -142,7 +142,7 @@ class NonlinearSolving : public Nonlinear {
   }
   // The formula as the objective, by a transfer row and column at the end.
   void minimise(const std::string& formula, int sense = 1) {
-    const int row = attribute(1001), column = attribute(1018), status = 2048;
+    const int row = attribute(TVLO_ATTRIBUTE_rows), column = attribute(TVLO_ATTRIBUTE_cols), status = 2048;
     const double zero = 0, one = 1, minus = -1, low = -1e20, high = 1e20;
     const int64_t start = 0;
     ASSERT_EQ(TVLOaddrows64(prob_, 1, 0, "E", &zero, nullptr, nullptr, nullptr, nullptr), 0);
@@ -156,17 +156,17 @@ class NonlinearSolving : public Nonlinear {
   }
   int solve(const char* flags = "") {
     EXPECT_EQ(TSLPnlpoptimize(slp_, flags), 0) << slpError();
-    const int rows = attribute(1001), columns = attribute(1018);
+    const int rows = attribute(TVLO_ATTRIBUTE_rows), columns = attribute(TVLO_ATTRIBUTE_cols);
     x_.assign(columns, NAN);
     redcost_ = x_;
     slack_.assign(rows, NAN);
     dual_ = slack_;
-    if (const int status = slpAttribute(12044); status != 4 && status != 5) {
+    if (const int status = slpAttribute(TSLP_ATTRIBUTE_nlpstatus); status != 4 && status != 5) {
       EXPECT_EQ(TSLPgetslpsol(slp_, x_.data(), slack_.data(), dual_.data(), redcost_.data()), 0) << slpError();
     }
-    return slpAttribute(12044);
+    return slpAttribute(TSLP_ATTRIBUTE_nlpstatus);
   }
-  double value(int id = 12179) {
+  double value(int id = TSLP_ATTRIBUTE_nlpobjval) {
     double v = NAN;
     EXPECT_EQ(TSLPgetdblattrib(slp_, id, &v), 0);
     return v;

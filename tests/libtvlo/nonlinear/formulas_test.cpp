@@ -21,16 +21,16 @@ int one(const double*, int, double* value, double*, void*) {
 }
 
 TEST_F(FormulasTest, AreKeptAndGivenBack) {
-  EXPECT_EQ(slpAttribute(12013), -1);
-  EXPECT_EQ(slpAttribute(12016), 0);
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_constcol), -1);
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlcoefs), 0);
   const int rows[] = {2, 0, 2}, columns[] = {-1, 3, -1};
   const double factors[] = {2, 1, -1};
   const TokenRun tokens = run("x4 2 ** x0 /").add("( x2 sin").add("");
   const int starts[] = {0, 6, 10};
   ASSERT_EQ(TSLPaddcoefs(slp_, 3, rows, columns, factors, starts, 1, tokens.type.data(), tokens.value.data()), 0)
       << slpError();
-  EXPECT_EQ(slpAttribute(12016), 2);
-  EXPECT_EQ(slpAttribute(12026), 2);
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlcoefs), 2);
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlconstraints), 2);
   int count = 0, r[2], c[2];
   ASSERT_EQ(TSLPgetcoefs(slp_, &count, r, c), 0);
   EXPECT_EQ(count, 2);
@@ -48,12 +48,12 @@ TEST_F(FormulasTest, AreKeptAndGivenBack) {
   ASSERT_EQ(TSLPchgcoef(slp_, row, column, nullptr, 1, other.type.data(), other.value.data()), 0);
   EXPECT_EQ(formula(2, -1), "1: x1");
   ASSERT_EQ(TSLPchgcoef(slp_, row, column, nullptr, 1, nullptr, nullptr), 0);
-  EXPECT_EQ(slpAttribute(12016), 1);
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlcoefs), 1);
   ASSERT_EQ(TSLPloadcoefs(slp_, 1, &row, &column, nullptr, nullptr, 1, other.type.data(), other.value.data()), 0);
-  EXPECT_EQ(slpAttribute(12016), 1);
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlcoefs), 1);
   EXPECT_EQ(formula(2, -1), "1: x1");
   ASSERT_EQ(TSLPdelcoefs(slp_, 1, &row, &column), 0);
-  EXPECT_EQ(slpAttribute(12026), 0);
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlconstraints), 0);
 }
 
 TEST_F(FormulasTest, ReadTheUsualOrder) {
@@ -125,7 +125,7 @@ TEST_F(FormulasTest, RefuseWhatMakesNoSense) {
   EXPECT_NE(TSLPadduserfunction(slp_, "f", 3, 1, 1, 0, one, nullptr, &id), 0);
   EXPECT_NE(TSLPadduserfunction(slp_, "f", 2, 1, 2, 0, one, nullptr, &id), 0);
   EXPECT_NE(TSLPadduserfunction(slp_, "f", 2, 1, 1, 0, nullptr, nullptr, &id), 0);
-  EXPECT_EQ(slpAttribute(12016), 0);
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlcoefs), 0);
   EXPECT_EQ(errorOf(TVLOchgobjsense(prob_, 1)), "") << "the optimizer problem's last error is its own";
 }
 
@@ -166,14 +166,14 @@ TEST_F(FormulasTest, FollowTheModel) {
   EXPECT_NE(errorOf(TVLOdelcols(prob_, 1, &used)).find("Column 3 is in a formula"), std::string::npos);
   const int used2 = 4;
   EXPECT_NE(TVLOdelcols(prob_, 1, &used2), 0);
-  EXPECT_EQ(attribute(1018), 5);
+  EXPECT_EQ(attribute(TVLO_ATTRIBUTE_cols), 5);
   const int free[] = {2, 0};
   ASSERT_EQ(TVLOdelcols(prob_, 2, free), 0);
   EXPECT_EQ(formula(1, 2), "3: ( x1 f16");
   EXPECT_EQ(formula(3, -1), "1: x0 x2 *");
   const int rows[] = {0, 1};
   ASSERT_EQ(TVLOdelrows(prob_, 2, rows), 0);
-  EXPECT_EQ(slpAttribute(12016), 1);
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlcoefs), 1);
   EXPECT_EQ(formula(1, -1), "1: x0 x2 *");
   int now = -1;
   ASSERT_EQ(TSLPgetrowstatus(slp_, 1, &now), 0);
@@ -187,7 +187,7 @@ TEST_F(FormulasTest, FollowTheModel) {
 TEST_F(FormulasTest, AreFoundAfterRowsBetweenThemHaveGone) {
   addLines(5, 0);
   for (int i = 0; i < 9; ++i) ASSERT_EQ(add(i, -1, i, "x0 x1 *"), 0);
-  EXPECT_EQ(slpAttribute(12026), 9) << "they are in order now";
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlconstraints), 9) << "they are in order now";
   const int middle[] = {4, 5};
   ASSERT_EQ(TVLOdelrows(prob_, 2, middle), 0);
   for (int i = 0; i < 7; ++i) EXPECT_EQ(formula(i, -1), std::to_string(i < 4 ? i : i + 2) + ": x0 x1 *");
@@ -214,7 +214,7 @@ TEST_F(FormulasTest, GoWithACopyAndLeaveWithTheModel) {
   int count = -1;
   ASSERT_EQ(TSLPgetcoefs(slpCopy, &count, nullptr, nullptr), 0);
   EXPECT_EQ(count, 0);
-  EXPECT_EQ(slpAttribute(12016), 1);
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlcoefs), 1);
   EXPECT_NE(TVLOlpoptimize(prob_, ""), 0) << "a formula is never left out";
   EXPECT_EQ(TSLPdestroyprob(slpCopy), 0);
   EXPECT_EQ(TVLOdestroyprob(copy), 0);

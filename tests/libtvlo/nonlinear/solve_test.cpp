@@ -39,14 +39,14 @@ TEST_F(NonlinearSolve, FindsAKnownOptimumWithItsDuals) {
     EXPECT_NEAR(dual_[2], -1, 1e-12) << "the objective falls as the right-hand side grows";
     EXPECT_NEAR(redcost_[0], sense * 1.0878712, 1e-5);
     EXPECT_EQ(redcost_[4], 0);
-    EXPECT_LE(value(12182), 1e-6);
-    EXPECT_GT(slpAttribute(12181), 3);
+    EXPECT_LE(value(TSLP_ATTRIBUTE_nlpprimalinfeas), 1e-6);
+    EXPECT_GT(slpAttribute(TSLP_ATTRIBUTE_nlpiter), 3);
   }
 }
 
 TEST_F(NonlinearSolve, GoesBySuccessiveLinearProgrammingToo) {
   hs071();
-  ASSERT_EQ(TSLPsetintcontrol(slp_, 12430, 1), 0);
+  ASSERT_EQ(TSLPsetintcontrol(slp_, TSLP_CONTROL_nlp_method, 1), 0);
   EXPECT_EQ(solve(), 1);
   EXPECT_NEAR(value(), 17.0140173, 1e-5);
   EXPECT_NEAR(dual_[0], 0.5522937, 1e-4);
@@ -55,16 +55,16 @@ TEST_F(NonlinearSolve, GoesBySuccessiveLinearProgrammingToo) {
 TEST_F(NonlinearSolve, StartsWarmAfterASmallChange) {
   hs071();
   ASSERT_EQ(solve(), 1);
-  const int first = slpAttribute(12181);
+  const int first = slpAttribute(TSLP_ATTRIBUTE_nlpiter);
   const int row = 0;
   const double rhs = 25.5;
   ASSERT_EQ(TVLOchgrhs(prob_, 1, &row, &rhs), 0);
   ASSERT_EQ(solve(), 1);
-  EXPECT_LE(slpAttribute(12181), first / 2);
+  EXPECT_LE(slpAttribute(TSLP_ATTRIBUTE_nlpiter), first / 2);
   EXPECT_NEAR(value(), 17.0140173 + 0.5 * 0.5522937, 0.01);
   setStart(0, 1);
   ASSERT_EQ(solve(), 1);
-  EXPECT_GT(slpAttribute(12181), first / 2) << "a start that was given counts";
+  EXPECT_GT(slpAttribute(TSLP_ATTRIBUTE_nlpiter), first / 2) << "a start that was given counts";
 }
 
 TEST_F(NonlinearSolve, TellsHowItEnded) {
@@ -146,7 +146,7 @@ TEST_F(NonlinearSolve, KeepsTheBestOfSeveralStarts) {
   minimise("x0 2 ** 10 / ( x0 2 * cos 5 * -");
   ASSERT_EQ(solve(), 1);
   EXPECT_GT(value(), -4);
-  ASSERT_EQ(TSLPsetintcontrol(slp_, 12440, 12), 0);
+  ASSERT_EQ(TSLPsetintcontrol(slp_, TSLP_CONTROL_nlp_starts, 12), 0);
   setStart(0, 6);
   ASSERT_EQ(solve(), 1);
   EXPECT_NEAR(value(), -5, 1e-6);
@@ -158,7 +158,7 @@ TEST_F(NonlinearSolve, RefusesWhatItCantSolve) {
   ASSERT_EQ(TVLOchgcoltype(prob_, 1, &column, "I"), 0);
   EXPECT_EQ(TSLPnlpoptimize(slp_, "g"), TVLO_ERR_UNSUPPORTED);
   EXPECT_NE(slpError().find("Column 0 is of type I"), std::string::npos);
-  EXPECT_EQ(slpAttribute(12044), 0);
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlpstatus), 0);
   EXPECT_EQ(solve("gl"), 1);
   EXPECT_EQ(TSLPnlpoptimize(slp_, "?"), TVLO_ERR_ARGUMENT);
   double x[5];
@@ -171,17 +171,17 @@ TEST_F(NonlinearSolve, RefusesWhatItCantSolve) {
 
 TEST_F(NonlinearSolve, ShowsItsStatusBits) {
   hs071();
-  EXPECT_EQ(slpAttribute(12062), 0);
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlpstatusbits), 0);
   ASSERT_EQ(TSLPconstruct(slp_), 0);
-  EXPECT_EQ(slpAttribute(12062), 1);
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlpstatusbits), 1);
   ASSERT_EQ(TSLPunconstruct(slp_), 0);
-  EXPECT_EQ(slpAttribute(12062), 0);
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlpstatusbits), 0);
   solve();
-  EXPECT_EQ(slpAttribute(12062), 1);
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlpstatusbits), 1);
   ASSERT_EQ(TSLPpostsolve(slp_), 0);
-  ASSERT_EQ(TSLPsetintcontrol(slp_, 12420, 1), 0);
+  ASSERT_EQ(TSLPsetintcontrol(slp_, TSLP_CONTROL_tslp_postsolve, 1), 0);
   solve();
-  EXPECT_EQ(slpAttribute(12062), 0);
+  EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlpstatusbits), 0);
 }
 
 // An engine that gives one answer to everything.
@@ -289,7 +289,7 @@ TEST_F(NonlinearSolve, FitsACurveOfAUserFunction) {
     EXPECT_EQ(TSLPnlpoptimize(slp_, ""), TVLO_ERR_CALLBACK);
     EXPECT_NE(slpError().find("User function decay failed"), std::string::npos);
     EXPECT_EQ(model.calls, model.failAt) << "nothing is called after a failure";
-    EXPECT_EQ(slpAttribute(12044), 0);
+    EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlpstatus), 0);
     EXPECT_EQ(solve(), 1) << "the next solve is sound";
   }
 }
@@ -314,17 +314,17 @@ TEST_F(NonlinearSolve, StopsOnRequestAndInTime) {
   ASSERT_EQ(TSLPadduserfunction(slp_, "slow", 2, 1, 1, 0, slow, &model, &id), 0);
   minimise("( x0 u1");
   for (const int method : {0, 1}) {
-    ASSERT_EQ(TSLPsetintcontrol(slp_, 12430, method), 0);
+    ASSERT_EQ(TSLPsetintcontrol(slp_, TSLP_CONTROL_nlp_method, method), 0);
     model = Model2();
     model.slp = slp_;
-    ASSERT_EQ(TVLOsetdblcontrol(prob_, 7160, 1e20), 0);
+    ASSERT_EQ(TVLOsetdblcontrol(prob_, TVLO_CONTROL_timelimit, 1e20), 0);
     EXPECT_EQ(solve(), 6);
-    EXPECT_EQ(slpAttribute(12186), 2);
+    EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlpstop), 2);
     model.slp = nullptr;
-    ASSERT_EQ(TVLOsetdblcontrol(prob_, 7160, 0.2), 0);
+    ASSERT_EQ(TVLOsetdblcontrol(prob_, TVLO_CONTROL_timelimit, 0.2), 0);
     EXPECT_EQ(solve(), 6);
-    EXPECT_EQ(slpAttribute(12186), 1);
-    EXPECT_LT(value(12184), 1.0);
+    EXPECT_EQ(slpAttribute(TSLP_ATTRIBUTE_nlpstop), 1);
+    EXPECT_LT(value(TSLP_ATTRIBUTE_nlptime), 1.0);
   }
 }
 

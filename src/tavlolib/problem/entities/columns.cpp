@@ -10,8 +10,6 @@ namespace {
 constexpr char kTypeLetters[] = {'C', 'B', 'I', 'S', 'R', 'P'};  // by variable type
 constexpr int kTypes = sizeof kTypeLetters;
 
-constexpr int kColumns = 1214;
-
 bool hasThreshold(char letter) { return letter == 'S' || letter == 'R' || letter == 'P'; }
 
 int checkBounds(PyObject* v, double lb, double ub) {
@@ -100,7 +98,7 @@ int ColumnCollector::commit() {
   if (batch_.count == 0) return 0;
   if (check_nl_unconstruct(p_) != 0) return -1;
   int first = 0;
-  if (TVLOgetintattrib(p_->prob, kColumns, &first) != 0) return solverFailed(p_);
+  if (TVLOgetintattrib(p_->prob, TVLO_ATTRIBUTE_originalcols, &first) != 0) return solverFailed(p_);
   Registration registration(p_, &Registry::vars);
   p_->registry().changed();
   if (registration.enter(objects_.get(), keys_) != 0 || send(first, &registration) != 0) return -1;

@@ -9,8 +9,6 @@
 namespace tavlo {
 namespace {
 
-constexpr int kRows = 1001, kSpareRows = 1019;
-
 int fail(const char* format, PyObject* obj) {
   modelError(format, obj);
   return -1;
@@ -38,7 +36,8 @@ int byVariable(problem_s* p, PyObject* obj, int kind, int* index) {
     return -1;
   if (kind == kColumn) return 0;
   int rows = 0, spare = 0;
-  if (TVLOgetintattrib(p->prob, kRows, &rows) != 0 || TVLOgetintattrib(p->prob, kSpareRows, &spare) != 0)
+  if (TVLOgetintattrib(p->prob, TVLO_ATTRIBUTE_rows, &rows) != 0 ||
+      TVLOgetintattrib(p->prob, TVLO_ATTRIBUTE_sparerows, &spare) != 0)
     return solverFailed(p);
   *index -= rows + spare;
   return 0;

@@ -7,8 +7,6 @@
 namespace tavlo {
 namespace {
 
-constexpr int kRows = 1124;
-
 struct RowSense {
   char type = 'N';
   double rhs = 0, lower = 0;
@@ -163,7 +161,7 @@ int RowCollector::commit() {
   if (batch_.nrows == 0) return 0;
   if (check_nl_unconstruct(p_) != 0) return -1;
   int first = 0;
-  if (TVLOgetintattrib(p_->prob, kRows, &first) != 0) return solverFailed(p_);
+  if (TVLOgetintattrib(p_->prob, TVLO_ATTRIBUTE_originalrows, &first) != 0) return solverFailed(p_);
   Registration registration(p_, &Registry::cons);
   p_->registry().changed();
   if (registration.enter(objects_.get(), keys_) != 0 || send(first, &registration) != 0) return -1;

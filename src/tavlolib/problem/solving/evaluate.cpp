@@ -9,12 +9,10 @@
 namespace tavlo {
 namespace {
 
-constexpr int kColumns = 1214, kNonlinearColumns = 12000;
-
 int columnCount(problem_s* p, int* n) {
   if (p->registry().isNonlinear() && nlState() != 0)
-    return TSLPgetintattrib(p->slpprob, kNonlinearColumns, n) == 0 ? 0 : nonlinearFailed(p);
-  return TVLOgetintattrib(p->prob, kColumns, n) == 0 ? 0 : solverFailed(p);
+    return TSLPgetintattrib(p->slpprob, TSLP_ATTRIBUTE_nlcols, n) == 0 ? 0 : nonlinearFailed(p);
+  return TVLOgetintattrib(p->prob, TVLO_ATTRIBUTE_originalcols, n) == 0 ? 0 : solverFailed(p);
 }
 
 bool valueInDictionary(void* context, var_s* v, double* out) {

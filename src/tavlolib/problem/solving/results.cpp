@@ -9,8 +9,6 @@
 namespace tavlo {
 namespace {
 
-constexpr int kRows = 1124, kColumns = 1214;
-
 problem_s* self_(PyObject* o) { return reinterpret_cast<problem_s*>(o); }
 
 // A vector of results: of rows or columns, how it is fetched, and what is said when that fails (null: the solver's
@@ -55,7 +53,8 @@ int fetch(problem_s* p, const Vector& vector, Values* out) {
   const bool mixed = source == Source::mixed, nonlinear = source == Source::nonlinear;
   out->epoch = entriesOf(p, *out).epoch();
   if (mixed && vector.refusal) return solverError("%s", vector.refusal), -1;
-  if (TVLOgetintattrib(p->prob, vector.rows ? kRows : kColumns, &out->n) != 0) return solverFailed(p);
+  if (TVLOgetintattrib(p->prob, vector.rows ? TVLO_ATTRIBUTE_originalrows : TVLO_ATTRIBUTE_originalcols, &out->n) != 0)
+    return solverFailed(p);
   if (!out->at.resize(static_cast<size_t>(out->n))) return -1;
   const int code = nonlinear ? vector.nonlinear(p->slpprob, out->at.data())
                              : (mixed ? vector.mixed : vector.linear)(p->prob, out->at.data());

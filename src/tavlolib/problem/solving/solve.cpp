@@ -11,7 +11,7 @@ namespace tavlo {
 namespace {
 
 constexpr int kEntities[] = {1032, 1004, 1327, 1325};  // a problem with any of these is mixed-integer
-constexpr int kLpStatus = 1010, kMipStatus = 1011, kNlpStatus = 12044, kLastNlpStatus = 6;
+constexpr int kLastNlpStatus = 6;
 constexpr int kNonconvex = 8;
 constexpr size_t kFlagBytes = 512;
 
@@ -47,7 +47,8 @@ int run(problem_s* p, Source entry, const char* flags) {
 
 int explainFailure(problem_s* p, bool mixed) {
   int status = 0;
-  if (TVLOgetintattrib(p->prob, mixed ? kMipStatus : kLpStatus, &status) == 0 && status == kNonconvex) {
+  if (TVLOgetintattrib(p->prob, mixed ? TVLO_ATTRIBUTE_mipstatus : TVLO_ATTRIBUTE_lpstatus, &status) == 0 &&
+      status == kNonconvex) {
     PyErr_Clear();
     solverError(
         "The problem was determined to be nonconvex, and the optimizer cannot solve it. Call nlpoptimize() to find a "
@@ -188,7 +189,8 @@ int sourceOf(problem_s* p, Source* source) {
   if (refreshFormulas(p) != 0) return -1;
   if (p->registry().isNonlinear()) return 0;
   int status = 0;
-  if (p->solvedNonlinear && TSLPgetintattrib(p->slpprob, kNlpStatus, &status) != 0) return nonlinearFailed(p);
+  if (p->solvedNonlinear && TSLPgetintattrib(p->slpprob, TSLP_ATTRIBUTE_nlpstatus, &status) != 0)
+    return nonlinearFailed(p);
   if (status >= 1 && status <= kLastNlpStatus) return 0;
   if (isMixedInteger(p, &mixed) != 0) return -1;
   *source = mixed ? Source::mixed : Source::linear;

@@ -7,9 +7,6 @@
 namespace tavlo {
 namespace {
 
-constexpr int kLpStatus = 1010, kMipStatus = 1011, kNlpStatus = 12044;
-constexpr int kLpObjective = 2001, kMipObjective = 2003, kNlpObjective = 12179;
-
 // By status; the last entry stands for every other.
 constexpr const char* kMipNames[] = {"mip_not_loaded",   "mip_lp_not_optimal", "mip_lp_optimal",
                                      "mip_no_sol_found", "mip_solution",       "mip_infeas",
@@ -32,9 +29,11 @@ const char* nameOf(const char* const (&names)[N], int status) {
 int statusOf(problem_s* p, Source* source, int* status) {
   if (checkProblemIsInitialized(p) != 0 || sourceOf(p, source) != 0) return -1;
   if (*source == Source::nonlinear)
-    return TSLPgetintattrib(p->slpprob, kNlpStatus, status) == 0 ? 0 : nonlinearFailed(p);
-  return TVLOgetintattrib(p->prob, *source == Source::mixed ? kMipStatus : kLpStatus, status) == 0 ? 0
-                                                                                                   : solverFailed(p);
+    return TSLPgetintattrib(p->slpprob, TSLP_ATTRIBUTE_nlpstatus, status) == 0 ? 0 : nonlinearFailed(p);
+  return TVLOgetintattrib(p->prob, *source == Source::mixed ? TVLO_ATTRIBUTE_mipstatus : TVLO_ATTRIBUTE_lpstatus,
+                          status) == 0
+             ? 0
+             : solverFailed(p);
 }
 
 PyObject* problem_getObjVal(PyObject* self, PyObject*) {
@@ -43,8 +42,9 @@ PyObject* problem_getObjVal(PyObject* self, PyObject*) {
   double value = 0;
   if (checkProblemIsInitialized(p) != 0 || sourceOf(p, &source) != 0) return nullptr;
   if (source == Source::nonlinear) {
-    if (TSLPgetdblattrib(p->slpprob, kNlpObjective, &value) != 0) return nonlinearFailed(p), nullptr;
-  } else if (TVLOgetdblattrib(p->prob, source == Source::mixed ? kMipObjective : kLpObjective, &value) != 0) {
+    if (TSLPgetdblattrib(p->slpprob, TSLP_ATTRIBUTE_nlpobjval, &value) != 0) return nonlinearFailed(p), nullptr;
+  } else if (TVLOgetdblattrib(p->prob, source == Source::mixed ? TVLO_ATTRIBUTE_mipobjval : TVLO_ATTRIBUTE_lpobjval,
+                              &value) != 0) {
     return solverFailed(p), nullptr;
   }
   return PyFloat_FromDouble(value);

@@ -28,7 +28,6 @@ constexpr char kBinaryTuple[] = "Binary operator should have tuple for arguments
 constexpr char kNaryList[] = "N-ary operator should have list or tuple of arguments";
 constexpr char kNoFunction[] = "First argument of a user() operator must be the function itself";
 
-constexpr int kConstColumn = 12013;
 constexpr char kTooOften[] =
     "uses the same parts so often that it would be written with %lld tokens; let variables stand for those parts";
 
@@ -281,7 +280,7 @@ class FormulaWriter {
   }
 
   bool constantColumn(int32_t* column) {
-    return TSLPgetintattrib(p_->slpprob, kConstColumn, column) == 0 || nonlinearFailed(p_) == 0;
+    return TSLPgetintattrib(p_->slpprob, TSLP_ATTRIBUTE_constcol, column) == 0 || nonlinearFailed(p_) == 0;
   }
 
   problem_s* p_;

@@ -4,7 +4,6 @@
 namespace tavlo {
 namespace {
 
-constexpr int kFormulaRows = 12026, kStatusBits = 12062;
 constexpr int kBuilt = 1 << 0, kPresolved = 1 << 29;
 
 }  // namespace
@@ -12,7 +11,7 @@ constexpr int kBuilt = 1 << 0, kPresolved = 1 << 29;
 int refreshFormulas(problem_s* p) {
   if (!p->registry().aged) return 0;
   int rows = 0;
-  if (TSLPgetintattrib(p->slpprob, kFormulaRows, &rows) != 0) return nonlinearFailed(p);
+  if (TSLPgetintattrib(p->slpprob, TSLP_ATTRIBUTE_nlconstraints, &rows) != 0) return nonlinearFailed(p);
   p->registry().aged = false;
   p->registry().hasFormulas = rows > (p->registry().hasNonlinearObjective() ? 1 : 0);
   return 0;
@@ -21,8 +20,8 @@ int refreshFormulas(problem_s* p) {
 int check_nl_unconstruct(problem_s* p) {
   if (!p->registry().isNonlinear()) return 0;
   int bits = 0;
-  if (TSLPgetintattrib(p->slpprob, kStatusBits, &bits) != 0 || ((bits & kBuilt) && TSLPunconstruct(p->slpprob) != 0) ||
-      ((bits & kPresolved) && TSLPpostsolve(p->slpprob) != 0))
+  if (TSLPgetintattrib(p->slpprob, TSLP_ATTRIBUTE_nlpstatusbits, &bits) != 0 ||
+      ((bits & kBuilt) && TSLPunconstruct(p->slpprob) != 0) || ((bits & kPresolved) && TSLPpostsolve(p->slpprob) != 0))
     return nonlinearFailed(p);
   return 0;
 }

@@ -7,8 +7,6 @@
 namespace tavlo {
 namespace {
 
-constexpr int kColumns = 1214, kObjectiveSense = 12146;
-
 // The coefficients to send, made before any is sent.
 class Coefficients {
  public:
@@ -16,7 +14,7 @@ class Coefficients {
 
   // `transfer` is the column that stands for the nonlinear part, or -1. 0, or -1 with an exception.
   int prepare(int transfer) {
-    if (TVLOgetintattrib(p_->prob, kColumns, &columns_) != 0) return solverFailed(p_);
+    if (TVLOgetintattrib(p_->prob, TVLO_ATTRIBUTE_originalcols, &columns_) != 0) return solverFailed(p_);
     return prepareQuadratic() == 0 ? prepareLinear(transfer) : -1;
   }
 
@@ -92,7 +90,7 @@ int replaceObjective(problem_s* p, PyObject* objective, int sense) {
   Coefficients coefficients(p, terms);
   if (old.prepare() != 0 || coefficients.prepare(transfer.column()) != 0 || coefficients.send() != 0) return -1;
   if (TVLOchgobjsense(p->prob, sense) != 0) return solverFailed(p);
-  if (TSLPsetdblcontrol(p->slpprob, kObjectiveSense, sense) != 0) return nonlinearFailed(p);
+  if (TSLPsetdblcontrol(p->slpprob, TSLP_CONTROL_objsense, sense) != 0) return nonlinearFailed(p);
   return old.remove() == 0 ? transfer.keep() : -1;
 }
 

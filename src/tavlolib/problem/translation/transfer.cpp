@@ -7,7 +7,6 @@
 namespace tavlo {
 namespace {
 
-constexpr int kRows = 1124, kColumns = 1214;
 constexpr int kTransferBit = 1 << 11;  // of a row's status
 constexpr char kRowName[] = "objtransferrow", kColumnName[] = "objtransfercol";
 
@@ -121,7 +120,8 @@ int Transfer::send(Formulas* f) {
 }
 
 int Transfer::add(Formulas* formulas) {
-  if (TVLOgetintattrib(p_->prob, kRows, &row_) != 0 || TVLOgetintattrib(p_->prob, kColumns, &column_) != 0)
+  if (TVLOgetintattrib(p_->prob, TVLO_ATTRIBUTE_originalrows, &row_) != 0 ||
+      TVLOgetintattrib(p_->prob, TVLO_ATTRIBUTE_originalcols, &column_) != 0)
     return solverFailed(p_);
   return enter() == 0 && send(formulas) == 0 ? 0 : -1;
 }
