@@ -45,6 +45,7 @@ void Formulas::validate(const Batch& batch, int rows, int columns) const {
 void Formulas::add(const Batch& batch, int rows, int columns) {
   validate(batch, rows, columns);
   if (batch.count == 0) return;
+  used_.clear();
   if (static_cast<int64_t>(coefs_.size()) > INT_MAX - batch.count) badArgument("Too many coefficients");
   compact();
   reserveMore(coefs_, batch.count);
@@ -72,6 +73,7 @@ void Formulas::load(const Batch& batch, int rows, int columns) {
   Formulas fresh;
   fresh.functions = functions;
   fresh.add(batch, rows, columns);
+  used_.clear();
   coefs_ = std::move(fresh.coefs_);
   tokens_ = std::move(fresh.tokens_);
   order_.clear();
@@ -99,6 +101,7 @@ void Formulas::erase(int n, const int* rows, const int* columns) {
 
 void Formulas::kill(Coefficient& coef) noexcept {
   if (!isLive(coef)) return;
+  used_.clear();
   coef.length = -1;
   --live_;
 }
@@ -189,21 +192,25 @@ double Formulas::sumOf(int row, int column, Tokens& out) const {
   return 1;
 }
 
-bool Formulas::uses(const std::vector<int>& newIndex, int& column) const {
-  for (const Coefficient& coef : coefs_) {
-    if (!isLive(coef)) continue;
-    if (coef.column != kConstantColumn && newIndex[coef.column] < 0) {
-      column = coef.column;
-      return true;
+bool Formulas::uses(int column) const {
+  if (empty()) return false;
+  if (used_.empty()) {
+    std::vector<bool> used(1);
+    const auto mark = [&](int at) {
+      if (at >= static_cast<int>(used.size())) used.resize(std::max<size_t>(at + 1, 2 * used.size()));
+      used[at] = true;
+    };
+    for (const Coefficient& coef : coefs_) {
+      if (!isLive(coef)) continue;
+      if (coef.column != kConstantColumn) mark(coef.column);
+      const TokenView run = tokens(coef);
+      for (int64_t k = 0; k < run.size; ++k) {
+        if (run.type[k] == TSLP_TOKEN_COLUMN) mark(run.code(k));
+      }
     }
-    const TokenView run = tokens(coef);
-    for (int64_t k = 0; k < run.size; ++k) {
-      if (run.type[k] != TSLP_TOKEN_COLUMN || newIndex[run.code(k)] >= 0) continue;
-      column = run.code(k);
-      return true;
-    }
+    used_ = std::move(used);
   }
-  return false;
+  return column < static_cast<int>(used_.size()) && used_[column];
 }
 
 namespace {
@@ -250,6 +257,7 @@ void Formulas::columnsDeleted(const std::vector<int>& newIndex) noexcept {
     }
   }
   order_.clear();
+  used_.clear();
   renumber(variables, newIndex);
 }
 

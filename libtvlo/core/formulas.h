@@ -85,7 +85,8 @@ class Formulas {
   std::map<int, int> rowStatus;
 
   // After rows or columns have gone; `newIndex` has -1 for them. Columns must not be in use.
-  bool uses(const std::vector<int>& newIndex, int& column) const;  // whether a column that goes is; the first one
+  bool uses(int column) const;  // by a coefficient or in one; quick once it was asked
+  bool knowsRows() const { return !coefs_.empty() || !rowStatus.empty() || !variables.empty(); }
   void rowsDeleted(const std::vector<int>& newIndex) noexcept;
   void columnsDeleted(const std::vector<int>& newIndex) noexcept;
 
@@ -100,6 +101,7 @@ class Formulas {
   std::vector<Coefficient> coefs_;
   Tokens tokens_;
   int64_t live_ = 0;
+  mutable std::vector<bool> used_;      // of each column; empty: not known
   mutable std::vector<int64_t> order_;  // by row, column, age; valid while its size is that of coefs_
 };
 

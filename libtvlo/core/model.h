@@ -7,6 +7,7 @@
 // Not synchronised: one thread at a time.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <new>
 #include <string>
@@ -18,6 +19,7 @@
 #include "core/formulas.h"
 #include "core/names.h"
 #include "core/quadratic.h"
+#include "core/spans.h"
 #include "core/validate.h"
 
 namespace tvlo {
@@ -94,6 +96,11 @@ class Model {
   // a formula uses can't be deleted.
   Formulas& formulas() { return formulas_; }
   const Formulas& formulas() const { return formulas_; }
+  // Sets, general and piecewise-linear constraints and indicators, which the model keeps in step with its lines.
+  Spans& spans(SpanKind kind) { return spans_[static_cast<int>(kind)]; }
+  const Spans& spans(SpanKind kind) const { return spans_[static_cast<int>(kind)]; }
+  // Throws Error, calling the column `shown`, where a formula or what spans it keeps it from being deleted.
+  void requireUnused(int column, int shown) const;
   void setName(std::string_view name) { name_ = name; }
   void setObjectiveName(std::string_view name) { objName_ = name; }
   Names& columnNames() { return colNames_; }
@@ -158,6 +165,8 @@ class Model {
   QuadraticForm qobj_;
   std::vector<RowQuadratic> qrows_;
   Formulas formulas_;
+  std::array<Spans, kSpanKinds> spans_{Spans(SpanKind::set), Spans(SpanKind::general), Spans(SpanKind::piecewise),
+                                       Spans(SpanKind::indicator)};
   Names colNames_{'C'}, rowNames_{'R'};
   int entities_ = 0;
   Changes changes_;

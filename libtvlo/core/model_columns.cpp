@@ -114,13 +114,18 @@ void Model::mergeColumns(const ColumnBatch& batch, std::vector<int64_t>& extra, 
   }
 }
 
+void Model::requireUnused(int column, int shown) const {
+  if (formulas_.uses(column)) badArgument("Column %d is in a formula and can't be deleted before that", shown);
+  for (const Spans& spans : spans_) {
+    if (spans.uses(column)) badArgument("Column %d is in a %s and can't be deleted before that", shown, spans.noun());
+  }
+}
+
 void Model::deleteColumns(int n, const int* columns) {
   const std::vector<int> sorted = sortedDistinct(n, columns, this->columns(), "column");
   if (sorted.empty()) return;
   const std::vector<int> newIndex = renumbering(sorted, this->columns());
-  if (int used = 0; formulas_.uses(newIndex, used)) {
-    badArgument("Column %d is in a formula and can't be deleted before that", used);
-  }
+  for (const int column : sorted) requireUnused(column, column);
   colNames_.erase(sorted);
   record([&](Changes& changes) { changes.columnsDeleted(sorted); });
 
@@ -145,6 +150,7 @@ void Model::deleteColumns(int n, const int* columns) {
   erasePositions(limit_, sorted);
   erasePositions(colType_, sorted);
   formulas_.columnsDeleted(newIndex);
+  for (Spans& spans : spans_) spans.columnsDeleted(newIndex);
   if (quadratic()) {
     qobj_.eraseColumns(newIndex);
     for (RowQuadratic& q : qrows_) q.form.eraseColumns(newIndex);

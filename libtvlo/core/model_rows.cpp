@@ -159,7 +159,9 @@ void Model::addRows(const RowBatch& batch) {
 void Model::deleteRows(int n, const int* rows) {
   const std::vector<int> sorted = sortedDistinct(n, rows, this->rows(), "row");
   if (sorted.empty()) return;
-  const std::vector<int> newIndex = renumbering(sorted, this->rows());
+  // Without what refers to rows, deleting the last ones takes no pass over the others.
+  const bool refers = !qrows_.empty() || formulas_.knowsRows() || !spans(SpanKind::indicator).empty();
+  const std::vector<int> newIndex = refers ? renumbering(sorted, this->rows()) : std::vector<int>();
   rowNames_.erase(sorted);
   record([&](Changes& changes) { changes.rowsDeleted(sorted); });
 
@@ -187,9 +189,11 @@ void Model::deleteRows(int n, const int* rows) {
   erasePositions(rhs_, sorted);
   erasePositions(ranges_, sorted);
 
+  if (!refers) return;
   if (!qrows_.empty()) changes_.quadratic = true;
   std::erase_if(qrows_, [&](RowQuadratic& q) { return (q.row = newIndex[q.row]) < 0; });
   formulas_.rowsDeleted(newIndex);
+  for (Spans& spans : spans_) spans.rowsDeleted(newIndex);
 }
 
 void Model::setRowTypes(int n, const int* rows, const char* types) {

@@ -58,10 +58,7 @@ bool ModelProgram::transferable(const Model& model, int row, int column) const {
   for (const RowQuadratic& q : model.quadraticRows()) {
     if (in(q.form)) return false;
   }
-  std::vector<int> others(model.columns());
-  others[column] = -1;
-  int used;
-  return !model.formulas().uses(others, used);
+  return !model.formulas().uses(column);
 }
 
 void ModelProgram::number(const Model& model) {
