@@ -61,10 +61,26 @@ Format formatOfName(const std::string& filename) {
   return Format::unknown;
 }
 
-// By the first word: LP files start with a sense, or with a comment that no MPS file has.
-Format formatOfContent(const FileText& file) {
-  LpLexer lexer(file.text);
-  return lexer.next().kind == LpKind::section ? Format::lp : Format::anyMps;
+// LP files start with a sense, or with a comment that no MPS file has.
+bool startsAsLp(const FileText& file) { return LpLexer(file.text).next().kind == LpKind::section; }
+
+// MPS files start with one of a few sections, below comments.
+bool startsAsMps(const FileText& file) {
+  std::string_view rest = file.text;
+  while (!rest.empty()) {
+    const std::string_view line = rest.substr(0, rest.find('\n'));
+    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    if (trimmed(line).empty() || line.front() == '*') continue;
+    const std::string word = lowerCase(line.substr(0, line.find_first_of(" \t\r")));
+    return word == "name" || word == "rows" || word == "objsense" || word == "objname";
+  }
+  return false;
+}
+
+// The content counts; the name where that does not tell.
+Format formatOf(const FileText& file, const std::string& filename) {
+  if (startsAsLp(file)) return Format::lp;
+  return formatOfName(filename) == Format::lp && !startsAsMps(file) ? Format::lp : Format::anyMps;
 }
 
 Draft readDraft(const FileText& file, Format format) {
@@ -86,8 +102,7 @@ void readProblem(Model& model, const std::string& filename, const std::string& f
   model.clear();
   Format format = parseFlags(flags, false).format;
   const FileText file = readFileText(filename);
-  if (format == Format::unknown) format = formatOfName(filename);
-  if (format == Format::unknown) format = formatOfContent(file);
+  if (format == Format::unknown) format = formatOf(file, filename);
   readDraft(file, format).moveTo(model);
 }
 

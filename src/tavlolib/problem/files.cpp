@@ -7,6 +7,7 @@
 
 #include "model/packed_word.h"
 #include "problem/problem.h"
+#include "problem/translation/transfer.h"
 #include "pyutil/array.h"
 #include "pyutil/ref.h"
 
@@ -125,7 +126,8 @@ int fillRegistry(problem_s* p, Registry* registry) {
   if ((columns > 0 && readColumns(p, columns, units, registry) != 0) ||
       (rows > 0 && readRows(p, rows, units, registry) != 0))
     return -1;
-  registry->hasFormulas = formulas + formulaRows > 0;
+  if (formulas > 0 && adoptTransfer(p, registry) != 0) return -1;
+  registry->hasFormulas = formulaRows > (registry->hasNonlinearObjective() ? 1 : 0);
   return 0;
 }
 

@@ -275,6 +275,9 @@ TEST(Write, flagsAndNamesChooseFormatAndCompression) {
   EXPECT_EQ(start("a.mps", "z").substr(0, 2), "\x1f\x8b");
   EXPECT_EQ(start("a.LP.GZ", "").substr(0, 2), "\x1f\x8b");
   EXPECT_THROW(start("b", "xf"), Error);
+  for (const auto& [name, flags] : {std::pair("c.mps", "l"), {"c.lp", "x"}, {"d.lp", "f"}, {"d", "l"}, {"e", ""}}) {
+    expectSame(readBack(m, name, flags), m);  // read without flags: the content tells
+  }
   EXPECT_THROW(start("b", "u"), Error);
 }
 

@@ -1,5 +1,7 @@
 """Reading and writing problem files, and the registry after it."""
 
+import math
+
 import pytest
 
 import tavlo as tv
@@ -114,3 +116,28 @@ def test_flags_choose_the_writer(tmp_path):
     q = tv.problem()
     q.read(str(tmp_path / "c.txt"), "l")
     assert q.attributes.cols == 305
+
+
+@pytest.mark.parametrize("rows", [0, 1])
+def test_a_nonlinear_objective_that_was_read_goes_with_the_next_one(rows, tmp_path, agrees):
+    x, y = tv.var(lb=-2, ub=2, name="x"), tv.var(ub=3, name="y")
+    formulas = [tv.exp(y) - 3 <= 0] if rows else []
+    p = tv.problem([x, y], formulas, [x + y <= 4], (x - 1) ** 4 + tv.exp(y))
+    p.write(str(tmp_path / "a.mps"))
+    p.read(str(tmp_path / "a.mps"))
+    p.solve()
+    assert p.getObjVal() == pytest.approx(1, abs=1e-5)
+    p.setObjective(p.getVariable(0) + p.getVariable(1), sense=tv.maximize)
+    assert (p.attributes.rows, p.attributes.cols) == (1 + rows, 2)
+    agrees(p)
+    p.solve()
+    assert p.getObjVal() == pytest.approx(2 + math.log(3) if rows else 4)
+
+
+def test_content_counts_more_than_the_name_of_a_file(tmp_path):
+    p, q = sample(), tv.problem()
+    p.write(str(tmp_path / "b.mps"), "l")
+    p.write(str(tmp_path / "b.lp"), "x")
+    for name in ("b.mps", "b.lp"):
+        q.read(str(tmp_path / name))
+        assert q.attributes.rows == p.attributes.rows

@@ -64,12 +64,34 @@ int coefficientUses(problem_s* p, int row, int column, int wanted) {
   return 0;
 }
 
+// Where there are formulas.
+int readPositions(problem_s* p, int* count, Array<int32_t>* row, Array<int32_t>* column) {
+  if (TSLPgetcoefs(p->slpprob, count, nullptr, nullptr) != 0) return nonlinearFailed(p);
+  if (!row->resize(static_cast<size_t>(*count)) || !column->resize(static_cast<size_t>(*count))) return -1;
+  return TSLPgetcoefs(p->slpprob, count, row->data(), column->data()) == 0 ? 0 : nonlinearFailed(p);
+}
+
+// The column that a row with the status of a transfer row makes equal to its formulas; -1 when it is not as Transfer
+// sends it, -2 with an exception.
+int transferColumnOf(problem_s* p, int row) {
+  int64_t n = 0;
+  int column = -1;
+  double coef = 0, cost = 0, lb = 0, ub = 0, lower = 0, upper = 0;
+  char type = 0;
+  if (TVLOgetrows64(p->prob, nullptr, &column, &coef, 1, &n, row, row) != 0 ||
+      TVLOgetrowsides(p->prob, &lower, &upper, row, row) != 0)
+    return solverFailed(p), -2;
+  if (n != 1 || coef != -1 || lower != 0 || upper != 0) return -1;
+  if (TVLOgetobj(p->prob, &cost, column, column) != 0 || TVLOgetlb(p->prob, &lb, column, column) != 0 ||
+      TVLOgetub(p->prob, &ub, column, column) != 0 || TVLOgetcoltype(p->prob, &type, column, column) != 0)
+    return solverFailed(p), -2;
+  return cost == 1 && lb <= -kInfinity && ub >= kInfinity && type == 'C' ? column : -1;
+}
+
 int refuseUsed(problem_s* p) {
   int count = 0;
   Array<int32_t> row, column;
-  if (TSLPgetcoefs(p->slpprob, &count, nullptr, nullptr) != 0) return nonlinearFailed(p);
-  if (!row.resize(static_cast<size_t>(count)) || !column.resize(static_cast<size_t>(count))) return -1;
-  if (TSLPgetcoefs(p->slpprob, &count, row.data(), column.data()) != 0) return nonlinearFailed(p);
+  if (readPositions(p, &count, &row, &column) != 0) return -1;
   for (int k = 0; k < count; ++k) {
     if (row[k] == p->registry().transferRow) continue;
     const int uses = coefficientUses(p, row[k], column[k], p->registry().transferColumn);
@@ -164,6 +186,25 @@ int OldTransfer::remove() {
   if (TSLPdelvars(p_->slpprob, 1, &column) != 0) return nonlinearFailed(p_);
   if (pair_.carryOut() != 0) return -1;  // formulas go with the row
   registry.transferColumn = registry.transferRow = -1;
+  return 0;
+}
+
+int adoptTransfer(problem_s* p, Registry* registry) {
+  int count = 0;
+  Array<int32_t> row, column;
+  if (readPositions(p, &count, &row, &column) != 0) return -1;
+  for (int k = 0; k < count; ++k) {
+    int status = 0;
+    if (k > 0 && row[k] == row[k - 1]) continue;
+    if (TSLPgetrowstatus(p->slpprob, row[k], &status) != 0) return nonlinearFailed(p);
+    if ((status & kTransferBit) == 0) continue;
+    const int found = transferColumnOf(p, row[k]);
+    if (found == -2) return -1;
+    if (found < 0) continue;
+    registry->transferRow = row[k];
+    registry->transferColumn = found;
+    return 0;
+  }
   return 0;
 }
 

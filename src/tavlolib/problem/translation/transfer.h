@@ -63,6 +63,9 @@ class OldTransfer {
   PairDeletion pair_;
 };
 
+// Enters in the registry the pair that the solver's model has, as a file brings it. 0, or -1 with an exception.
+int adoptTransfer(problem_s* p, Registry* registry);
+
 // Whether the terms use the objective's transfer column, which goes when another objective comes.
 bool usesTransfer(const problem_s* p, const Terms& terms);
 
