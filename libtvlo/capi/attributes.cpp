@@ -1,5 +1,7 @@
 #include "capi/attributes.h"
 
+#include <algorithm>
+#include <iterator>
 #include <limits>
 
 #include "capi/attribute_getters.h"
@@ -46,10 +48,10 @@ AttributeValue whole(T value) {
 
 namespace getters {
 
-AttributeValue rows(const Problem& p) { return whole(p.model.rows()); }
+AttributeValue rows(const Problem& p) { return whole(p.rows()); }
 AttributeValue originalrows(const Problem& p) { return rows(p); }
 AttributeValue sparerows(const Problem&) { return whole(0); }
-AttributeValue cols(const Problem& p) { return whole(p.model.columns()); }
+AttributeValue cols(const Problem& p) { return whole(p.columns()); }
 AttributeValue originalcols(const Problem& p) { return cols(p); }
 AttributeValue sets(const Problem&) { return whole(0); }
 AttributeValue originalsets(const Problem& p) { return sets(p); }
@@ -85,14 +87,18 @@ AttributeValue engine(const Problem& p) {
 
 }  // namespace getters
 
+// All but the numbers of lines are of the settled model.
 template <class T>
-T valueOf(const Problem& problem, int id) {
+T valueOf(Problem& problem, int id) {
+  constexpr int kCounts[] = {TVLO_ATTRIBUTE_rows, TVLO_ATTRIBUTE_originalrows, TVLO_ATTRIBUTE_sparerows,
+                             TVLO_ATTRIBUTE_cols, TVLO_ATTRIBUTE_originalcols};
+  if (std::find(std::begin(kCounts), std::end(kCounts), id) == std::end(kCounts)) problem.settle();
   static const Table<AttributeGetter<Problem>> table({
 #define TVLO_ATTRIBUTE(id, name, ...) {id, #name, getters::name},
 #include "tvlo/attributes.def"
 #undef TVLO_ATTRIBUTE
   });
-  return attributeOf<T>(problem, table, id);
+  return attributeOf<T, Problem>(problem, table, id);
 }
 
 }  // namespace
@@ -109,26 +115,26 @@ int narrowed(int64_t value, int id) {
 using namespace tvlo;
 
 int TVLOgetintattrib(TVLOprob prob, int id, int* value) {
-  return guard(prob, [&] {
+  return guardUnsettled(prob, [&] {
     requireArray(value, 1, "results");
     *value = narrowed(valueOf<int64_t>(*prob, id), id);
   });
 }
 
 int TVLOgetintattrib64(TVLOprob prob, int id, int64_t* value) {
-  return guard(prob, [&] {
+  return guardUnsettled(prob, [&] {
     requireArray(value, 1, "results");
     *value = valueOf<int64_t>(*prob, id);
   });
 }
 
 int TVLOgetdblattrib(TVLOprob prob, int id, double* value) {
-  return guard(prob, [&] {
+  return guardUnsettled(prob, [&] {
     requireArray(value, 1, "results");
     *value = valueOf<double>(*prob, id);
   });
 }
 
 int TVLOgetstringattrib(TVLOprob prob, int id, char* value, int maxbytes, int* nbytes) {
-  return guard(prob, [&] { copyText(valueOf<std::string>(*prob, id), value, maxbytes, nbytes); });
+  return guardUnsettled(prob, [&] { copyText(valueOf<std::string>(*prob, id), value, maxbytes, nbytes); });
 }

@@ -118,18 +118,16 @@ int TVLOaddcols64(TVLOprob prob, int ncols, int64_t ncoefs, const double* obj, c
 }
 
 int TVLOdelrows(TVLOprob prob, int nrows, const int* rowind) {
-  return guardChange(prob, [&] {
-    const std::vector<int> sorted = sortedDistinct(nrows, rowind, prob->model.rows(), "row");
-    prob->model.deleteRows(nrows, sorted.data());
-    prob->rowsDeleted(sorted);
+  return guardUnsettled(prob, [&] {
+    requireIdle(*prob);
+    prob->deleteRows(nrows, rowind);
   });
 }
 
 int TVLOdelcols(TVLOprob prob, int ncols, const int* colind) {
-  return guardChange(prob, [&] {
-    const std::vector<int> sorted = sortedDistinct(ncols, colind, prob->model.columns(), "column");
-    prob->model.deleteColumns(ncols, sorted.data());
-    prob->columnsDeleted(sorted);
+  return guardUnsettled(prob, [&] {
+    requireIdle(*prob);
+    prob->deleteColumns(ncols, colind);
   });
 }
 

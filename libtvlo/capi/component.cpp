@@ -10,9 +10,12 @@ Component::~Component() {
   if (connected_ && problemLives()) problem_->messages.remove(&Component::echo, this);
 }
 
-bool Component::problemLives() const { return Environment::instance().typeName(problem_) == kOptimizerType; }
-
 tvlo_prob_s& Component::problem() const {
+  unsettled().settle();
+  return *problem_;
+}
+
+tvlo_prob_s& Component::unsettled() const {
   if (!problemLives()) throw Error(TVLO_ERR_STATE, "The optimizer problem of this nonlinear problem is gone");
   return *problem_;
 }
@@ -33,9 +36,9 @@ void Component::connect() {
   const bool wanted = handler_ != nullptr && controls_.getInt(slpcontrol::echolog) != 0;
   if (wanted == connected_) return;
   if (wanted) {
-    problem().messages.add(&Component::echo, this, 0);
+    unsettled().messages.add(&Component::echo, this, 0);
   } else {
-    problem().messages.remove(&Component::echo, this);
+    unsettled().messages.remove(&Component::echo, this);
   }
   connected_ = wanted;
 }

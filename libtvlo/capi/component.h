@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "capi/guard.h"
@@ -16,7 +17,7 @@ namespace tvlo {
 
 class Component {
  public:
-  explicit Component(TVLOprob problem) : problem_(problem) {}
+  explicit Component(TVLOprob problem) : problem_(problem), life_(problem->life) {}
   ~Component();
   Component(const Component&) = delete;
   Component& operator=(const Component&) = delete;
@@ -24,7 +25,8 @@ class Component {
   std::string lastError;
   int lastErrorCode = 0;
 
-  tvlo_prob_s& problem() const;  // throws Error when it is gone
+  tvlo_prob_s& problem() const;    // with no deleted lines waiting; throws Error when it is gone
+  tvlo_prob_s& unsettled() const;  // as it is
   void setMessageHandler(TVLOmessagefn handler, void* data);
 
   void setInt(int id, int64_t value);
@@ -52,9 +54,10 @@ class Component {
  private:
   static int echo(void* object, void* component, const char* text, int length, int type);
   void connect();  // to the optimizer problem's log, or off it, as handler and control echolog say
-  bool problemLives() const;
+  bool problemLives() const { return !life_.expired(); }
 
   TVLOprob problem_;
+  std::weak_ptr<const bool> life_;  // of the problem: another one may come to stand at its address
   ControlValues controls_{componentControls()};
   std::atomic<TVLOmessagefn> handler_{nullptr};
   std::atomic<void*> handlerData_{nullptr};

@@ -61,23 +61,9 @@ const char* Environment::typeName(const void* handle) const {
   return at == handles_.end() ? nullptr : at->second;
 }
 
-void Environment::clearError() noexcept {
-  const std::lock_guard lock(mutex_);
-  errorCode_ = 0;
-  errorText_.clear();
-}
-
-int Environment::setError(int code, std::string text) noexcept {
-  const std::lock_guard lock(mutex_);
-  errorCode_ = code;
-  errorText_ = std::move(text);
-  return code;
-}
-
-int Environment::lastError(std::string& text) const {
-  const std::lock_guard lock(mutex_);
-  text = errorText_;
-  return errorCode_;
+LastError& lastGlobalError() noexcept {
+  thread_local LastError last;
+  return last;
 }
 
 }  // namespace tvlo
@@ -113,12 +99,10 @@ int TVLOgetbanner(char* text) {
 
 // Neither this nor the problem's twin clears the error that it reads.
 int TVLO_ge_getlasterror(int* code, char* text, int maxbytes, int* nbytes) {
-  std::string last;
-  return describing(last, [&] {
-    const int lastCode = Environment::instance().lastError(last);
-    if (code != nullptr) *code = lastCode;
-    copyText(last, text, maxbytes, nbytes);
-  });
+  const LastError& last = lastGlobalError();
+  if (code != nullptr) *code = last.code;
+  copyText(last.text, text, maxbytes, nbytes);
+  return TVLO_OK;
 }
 
 int TVLO_ge_addcbmsghandler(TVLOmessagefn handler, void* data, int priority) {
@@ -133,11 +117,15 @@ int TVLO_ge_removecbmsghandler(TVLOmessagefn handler, void* data) {
   return guardGlobal([&] { environmentMessages().remove(handler, data); });
 }
 
+// Message handlers ask for it, in between a caller's calls: where there is nothing to tell the last error stays.
 int TVLOgetobjecttypename(void* object, const char** name) {
+  const char* const type = Environment::instance().typeName(object);
+  if (type != nullptr && name != nullptr) {
+    *name = type;
+    return TVLO_OK;
+  }
   return guardGlobal([&] {
     requireArray(name, 1, "names");
-    const char* const type = Environment::instance().typeName(object);
-    if (type == nullptr) badArgument("The object is not a live handle");
-    *name = type;
+    badArgument("The object is not a live handle");
   });
 }

@@ -1,5 +1,5 @@
-// The global environment: the count of starts, the register of live handles and the last error of everything
-// that has no problem. Any thread may use it.
+// The global environment: the count of starts, the register of live handles and, for each thread, the last error of
+// what it called that has no problem. Any thread may use it.
 #pragma once
 
 #include <mutex>
@@ -23,17 +23,17 @@ class Environment {
   bool forget(const void* handle, const char* typeName) noexcept;  // whether it was a live handle of that type
   const char* typeName(const void* handle) const;                  // null when it is no live handle
 
-  void clearError() noexcept;
-  int setError(int code, std::string text) noexcept;  // returns the code
-  int lastError(std::string& text) const;
-
  private:
   Environment() = default;
   mutable std::mutex mutex_;
   int starts_ = 0, componentStarts_ = 0;
   std::unordered_map<const void*, const char*> handles_;
-  int errorCode_ = 0;
-  std::string errorText_;
 };
+
+struct LastError {
+  int code = 0;
+  std::string text;
+};
+LastError& lastGlobalError() noexcept;  // the calling thread's
 
 }  // namespace tvlo

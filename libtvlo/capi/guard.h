@@ -34,10 +34,10 @@ int describing(std::string& text, F&& body) noexcept {
 // For functions without a problem.
 template <class F>
 int guardGlobal(F&& body) noexcept {
-  Environment::instance().clearError();
   std::string text;
   const int code = describing(text, std::forward<F>(body));
-  return code == TVLO_OK ? code : Environment::instance().setError(code, std::move(text));
+  lastGlobalError() = {code, std::move(text)};  // after the body, which may call the library itself
+  return code;
 }
 
 inline bool isAlive(TVLOprob prob) {
@@ -45,12 +45,21 @@ inline bool isAlive(TVLOprob prob) {
 }
 int reportBadHandle(const void* handle) noexcept;  // in the global environment; returns the code
 
-// For functions that read a problem: body().
+// For functions that do with the problem as it is, deleted lines waiting in it: body().
 template <class F>
-int guard(TVLOprob prob, F&& body) noexcept {
+int guardUnsettled(TVLOprob prob, F&& body) noexcept {
   if (!isAlive(prob)) return reportBadHandle(prob);
   prob->lastError.clear();
   return describing(prob->lastError, std::forward<F>(body));
+}
+
+// For functions that read a problem.
+template <class F>
+int guard(TVLOprob prob, F&& body) noexcept {
+  return guardUnsettled(prob, [&] {
+    prob->settle();
+    body();
+  });
 }
 
 void requireIdle(const Problem& problem);  // not in the middle of a solve

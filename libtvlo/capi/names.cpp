@@ -55,11 +55,13 @@ int TVLOgetnames(TVLOprob prob, int kind, char* names, int first, int last) {
 }
 
 int TVLOgetindex(TVLOprob prob, int kind, const char* name, int* index) {
-  return guard(prob, [&] {
+  return guardUnsettled(prob, [&] {
     requireArray(name, 1, "characters");
     requireArray(index, 1, "indices");
-    const auto* const lines = namesOf(std::as_const(prob->model), kind);
-    const int line = lines == nullptr ? -1 : lines->find(name);
+    namesOf(prob->model, kind);  // refuses other kinds
+    const int line = kind == TVLO_NAMES_ROW      ? prob->findRow(name)
+                     : kind == TVLO_NAMES_COLUMN ? prob->findColumn(name)
+                                                 : -1;
     if (line < 0) throw Error(TVLO_ERR_NAME, format("There is no %s named %.200s", lineOf(kind), name));
     *index = line;
   });

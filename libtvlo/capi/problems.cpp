@@ -32,6 +32,7 @@ int TVLOcopyprob(TVLOprob dest, TVLOprob src, const char* name) {
   return guardChange(dest, [&] {
     if (dest == src) badArgument("A problem can't be copied into itself");
     requireIdle(*src);
+    src->settle();
     Model copy = src->model;
     if (name != nullptr) copy.setName(name);
     copy.changes().replaced();
@@ -66,12 +67,12 @@ int TVLOgetlasterror(TVLOprob prob, char* text) {
 }
 
 int TVLOaddcbmessage(TVLOprob prob, TVLOmessagefn handler, void* data, int priority) {
-  return guard(prob, [&] {
+  return guardUnsettled(prob, [&] {
     if (handler == nullptr) badArgument("The message handler is missing");
     prob->messages.add(handler, data, priority);
   });
 }
 
 int TVLOremovecbmessage(TVLOprob prob, TVLOmessagefn handler, void* data) {
-  return guard(prob, [&] { prob->messages.remove(handler, data); });
+  return guardUnsettled(prob, [&] { prob->messages.remove(handler, data); });
 }

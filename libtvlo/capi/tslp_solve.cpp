@@ -14,7 +14,10 @@ int TSLPconstruct(TSLPprob slp) {
 }
 
 int TSLPunconstruct(TSLPprob slp) {
-  return guardSlpChange(slp, [&](tvlo_prob_s&) { slp->setConstructed(false); });
+  return guardSlp(slp, [&] {
+    requireIdle(slp->unsettled());
+    slp->setConstructed(false);
+  });
 }
 
 // Solutions are those of the problem as it was given at all times.
@@ -36,7 +39,7 @@ int TSLPnlpoptimize(TSLPprob slp, const char* flags) {
 // Any thread may call this, so it leaves the last error alone.
 int TSLPinterrupt(TSLPprob slp, int reason) {
   if (!isAlive(slp)) return reportBadHandle(slp);
-  return guardGlobal([&] { slp->problem().interrupt(reason); });
+  return guardGlobal([&] { slp->unsettled().interrupt(reason); });
 }
 
 int TSLPgetslpsol(TSLPprob slp, double* x, double* slack, double* dual, double* redcost) {

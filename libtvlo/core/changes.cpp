@@ -33,6 +33,11 @@ void LineChanges::Marked::renumber(const std::vector<int>& newIndex) {
   list.resize(to);
 }
 
+void LineChanges::Marked::cut(int kept) noexcept {
+  std::erase_if(list, [kept](int line) { return line >= kept; });
+  if (static_cast<int>(in.size()) > kept) in.resize(kept);
+}
+
 void LineChanges::synchronised(int lines) noexcept {
   kept_ = lines;
   origin_.clear();
@@ -49,6 +54,13 @@ void LineChanges::typeChanged(int line) { types_.add(line, kept_); }
 void LineChanges::linesDeleted(const std::vector<int>& sortedLines) {
   const std::vector<int> gone(sortedLines.begin(), std::lower_bound(sortedLines.begin(), sortedLines.end(), kept_));
   if (gone.empty()) return;
+  const bool end = gone.front() + static_cast<int>(gone.size()) == kept_;
+  if (origin_.empty() && end) {  // what is left keeps its numbers, and what went before stood behind these
+    deleted_.insert(deleted_.begin(), gone.begin(), gone.end());
+    kept_ = gone.front();
+    for (Marked* const marked : {&bounds_, &costs_, &types_}) marked->cut(kept_);
+    return;
+  }
   if (origin_.empty()) {
     origin_.resize(kept_);
     std::iota(origin_.begin(), origin_.end(), 0);

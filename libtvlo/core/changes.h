@@ -31,6 +31,7 @@ class LineChanges {  // of the rows or of the columns
     void add(int line, int kept);
     void clear() noexcept;
     void renumber(const std::vector<int>& newIndex);
+    void cut(int kept) noexcept;  // forgets the lines from there on
   };
   int kept_ = 0;
   std::vector<int> origin_;  // engine numbering of kept lines; empty while it is the identity

@@ -65,9 +65,9 @@ void Names::erase(const std::vector<int>& sortedLines) {
       if (names_[line].empty()) names_[line] = get(line);
     }
     erasePositions(names_, sortedLines);
+    index_.clear();
   }
   size_ -= static_cast<int>(sortedLines.size());
-  index_.clear();
   longestKnown_ = false;
 }
 
@@ -100,7 +100,7 @@ int Names::findGiven(std::string_view name) const {
   const size_t mask = index_.size() - 1;
   for (size_t slot = std::hash<std::string_view>()(name) & mask;; slot = (slot + 1) & mask) {
     const int line = index_[slot];
-    if (line < 0 || names_[line] == name) return line;
+    if (line < 0 || isNamed(line, name)) return line;
   }
 }
 
@@ -123,7 +123,7 @@ void Names::enter(int line) const {
       ++indexed_;
       return;
     }
-    if (names_[entry] == names_[line]) {
+    if (isNamed(entry, names_[line])) {
       entry = std::min(entry, line);
       return;
     }

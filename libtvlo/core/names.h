@@ -22,19 +22,22 @@ class Names {
   bool given(int line) const { return line < static_cast<int>(names_.size()) && !names_[line].empty(); }
   int find(std::string_view name) const;  // -1 when there is none
   int longest() const;                    // bytes, default names included
-  void setLetter(char letter) { letter_ = letter; }
 
  private:
   int findGiven(std::string_view name) const;
   void buildIndex() const;
   void enter(int line) const;  // into the index, which has room
+  bool isNamed(int line, std::string_view name) const {
+    return line < static_cast<int>(names_.size()) && names_[line] == name;
+  }
 
   char letter_;
   int size_ = 0;
   std::vector<std::string> names_;  // shorter than size_ while the tail has none; empty string: none
   mutable int longest_ = 0;
   mutable bool longestKnown_ = true;
-  // Open-addressing hash table of lines with names, -1 where free; at most half full. Empty: to be built.
+  // Open-addressing hash table of lines with names, -1 where free; at most half full. Empty: to be built. Entries of
+  // lines that were deleted from the end stay and count for nothing.
   mutable std::vector<int> index_;
   mutable size_t indexed_ = 0;
 };

@@ -1,6 +1,7 @@
 #include "core/problem.h"
 
-#include "engines/engine.h"
+#include <cmath>
+#include <new>
 
 namespace tvlo {
 
@@ -24,9 +25,6 @@ void orForget(Solution& solution, F adapt) noexcept {
 
 }  // namespace
 
-Problem::Problem() = default;
-Problem::~Problem() = default;
-
 void Problem::say(std::string_view text, MessageType type) const {
   if (controls.getInt(control::outputlog) == 0) return;
   auto* const self = const_cast<Problem*>(this);  // handlers get the handle, which they may use
@@ -36,6 +34,75 @@ void Problem::say(std::string_view text, MessageType type) const {
 
 bool Problem::isHeard() const {
   return controls.getInt(control::outputlog) != 0 && !(messages.empty() && environmentMessages().empty());
+}
+
+namespace {
+
+// Beyond so many waiting lines a pass over the model costs less than carrying them along.
+int mostWaiting(int lines) { return lines / 16; }
+
+int found(const Names& names, std::string_view name, const WaitingDeletions& waiting, bool& gone) {
+  const int stored = names.find(name);
+  const int line = stored < 0 ? stored : waiting.lineOf(stored);
+  gone = stored >= 0 && line < 0;
+  return line;
+}
+
+}  // namespace
+
+void Problem::deleteRows(int n, const int* gone) {
+  const std::vector<int> sorted = sortedDistinct(n, gone, rows(), "row");
+  if (sorted.empty()) return;
+  if (waitingRows_.empty() && sorted.front() + n == rows()) {  // at the end nothing moves
+    model.deleteRows(n, sorted.data());
+    return rowsDeleted(sorted);
+  }
+  waitingRows_.add(sorted);
+  if (waitingRows_.count() > mostWaiting(model.rows())) settleIfPossible();
+}
+
+void Problem::deleteColumns(int n, const int* gone) {
+  const std::vector<int> sorted = sortedDistinct(n, gone, columns(), "column");
+  if (sorted.empty()) return;
+  for (const int column : sorted) model.requireUnused(waitingColumns_.storedAt(column), column);
+  waitingColumns_.add(sorted);
+  if (waitingColumns_.count() > mostWaiting(model.columns())) settleIfPossible();
+}
+
+void Problem::settleIfPossible() noexcept {
+  try {
+    settle();
+  } catch (const std::bad_alloc&) {  // they wait on
+  }
+}
+
+void Problem::settle() {
+  if (!waitingRows_.empty()) {
+    model.deleteRows(waitingRows_.count(), waitingRows_.stored().data());
+    rowsDeleted(waitingRows_.stored());
+    waitingRows_.clear();
+  }
+  if (!waitingColumns_.empty()) {
+    model.deleteColumns(waitingColumns_.count(), waitingColumns_.stored().data());
+    columnsDeleted(waitingColumns_.stored());
+    waitingColumns_.clear();
+  }
+}
+
+int Problem::findRow(std::string_view name) {
+  bool gone = false;
+  const int line = found(std::as_const(model).rowNames(), name, waitingRows_, gone);
+  if (!gone) return line;
+  settle();  // another row may have the name, too
+  return std::as_const(model).rowNames().find(name);
+}
+
+int Problem::findColumn(std::string_view name) {
+  bool gone = false;
+  const int line = found(std::as_const(model).columnNames(), name, waitingColumns_, gone);
+  if (!gone) return line;
+  settle();
+  return std::as_const(model).columnNames().find(name);
 }
 
 void Problem::rowsAdded(int n) noexcept {
@@ -74,6 +141,8 @@ void Problem::columnsDeleted(const std::vector<int>& sorted) noexcept {
 }
 
 void Problem::replaced() noexcept {
+  waitingRows_.clear();
+  waitingColumns_.clear();
   solution = Solution();
   session.reset();
   sessionEngine.clear();

@@ -33,11 +33,11 @@ std::vector<int> sortedDistinct(int n, const int* lines, int size, const char* l
 // For each of `size` lines its number after `sorted` are deleted, -1 for those.
 std::vector<int> renumbering(const std::vector<int>& sorted, int size);
 
-// Deletes the entries at ascending positions.
+// Deletes the entries at ascending positions; there may be none at the last of these.
 template <class T>
 void erasePositions(std::vector<T>& values, const std::vector<int>& sorted) {
-  if (values.empty() || sorted.empty()) return;
   const auto size = static_cast<int>(values.size());
+  if (sorted.empty() || sorted.front() >= size) return;
   size_t gone = 0;
   int to = sorted.front();
   for (int from = to; from < size; ++from) {

@@ -1,7 +1,8 @@
 // The optimizer's C interface: the only door to libtvlo.
 //
 // Every function returns 0 on success and a nonzero code on failure; the text of a failure is then
-// read with TVLOgetlasterror (a problem's) or TVLO_ge_getlasterror (everything that has no problem).
+// read with TVLOgetlasterror (a problem's) or TVLO_ge_getlasterror (everything that has no problem; each thread
+// has its own).
 // Handles are opaque. One thread at a time may use a problem handle, except TVLOinterrupt, which any
 // thread may call; different handles may be used, and solved, at the same time. Nothing here prints,
 // aborts or lets a C++ exception pass. Strings are UTF-8 and zero-terminated.
@@ -71,8 +72,10 @@ TVLO_API int TVLOgetversion(char* text);                  // at least 16 bytes: 
 TVLO_API int TVLOgetbanner(char* text);                   // at least 512 bytes
 TVLO_API int TVLO_ge_getlasterror(int* code, char* text, int maxbytes, int* nbytes);
 TVLO_API int TVLO_ge_addcbmsghandler(TVLOmessagefn handler, void* data, int priority);
-TVLO_API int TVLO_ge_removecbmsghandler(TVLOmessagefn handler, void* data);  // null matches any
-TVLO_API int TVLOgetobjecttypename(void* object, const char** name);         // "TVLOprob", "TSLPprob"
+// Null matches any. Waits for calls of the handler on other threads to end, unless it is called from a handler: a
+// lock that the handler takes must not be held.
+TVLO_API int TVLO_ge_removecbmsghandler(TVLOmessagefn handler, void* data);
+TVLO_API int TVLOgetobjecttypename(void* object, const char** name);  // "TVLOprob", "TSLPprob"
 
 // ---- problems -----------------------------------------------------------------------------------
 TVLO_API int TVLOcreateprob(TVLOprob* prob);
@@ -84,7 +87,7 @@ TVLO_API int TVLOsetprobname(TVLOprob prob, const char* name);
 TVLO_API int TVLOgetprobname(TVLOprob prob, char* name);   // attribute 1158 bytes, zero included
 TVLO_API int TVLOgetlasterror(TVLOprob prob, char* text);  // TVLO_ERRORTEXT_MAX bytes; "" when none
 TVLO_API int TVLOaddcbmessage(TVLOprob prob, TVLOmessagefn handler, void* data, int priority);
-TVLO_API int TVLOremovecbmessage(TVLOprob prob, TVLOmessagefn handler, void* data);  // null matches any
+TVLO_API int TVLOremovecbmessage(TVLOprob prob, TVLOmessagefn handler, void* data);  // as of the environment's
 
 // ---- building -----------------------------------------------------------------------------------
 // Row types: L, G, E, R (right-hand side - range <= activity <= right-hand side), N (free).
@@ -161,9 +164,10 @@ TVLO_API int TVLOgetindex(TVLOprob prob, int kind, const char* name, int* index)
 
 // ---- files --------------------------------------------------------------------------------------
 // Flags of reading: "l" the file is in LP format, "f" fixed MPS, "x" free MPS; without one of these the
-// format is found from the name and the content. Flags of writing: "l" LP format, "f" fixed MPS, "x" free
-// MPS (the default), "z" gzipped. A name that ends in .gz is gzipped, one that ends in .lp or .lp.gz is LP.
-// A file that can't be read leaves an empty problem; one that can't be written leaves an old file as it was.
+// format is found from the content, and from the name where that does not tell. Flags of writing: "l" LP format, "f"
+// fixed MPS, "x" free MPS (the default), "z" gzipped. A name that ends in .gz is gzipped, one that ends in .lp or
+// .lp.gz is LP. A file that can't be read leaves an empty problem; one that can't be written leaves an old file as it
+// was.
 TVLO_API int TVLOreadprob(TVLOprob prob, const char* filename, const char* flags);
 TVLO_API int TVLOwriteprob(TVLOprob prob, const char* filename, const char* flags);
 

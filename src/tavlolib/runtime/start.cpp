@@ -32,12 +32,18 @@ void dropStart() {
   if (tvl_py_env.start_count > 0) --tvl_py_env.start_count;
 }
 
+// Waits for lines that other threads are printing, which takes the interpreter lock.
+void removePrinter() {
+  const GilReleased released;
+  TVLO_ge_removecbmsghandler(tvl_py_print, nullptr);
+}
+
 // Undoes, when it goes out of scope, those steps of a start that were taken and not kept.
 struct Started {
   bool printer = false, nonlinear = false, optimizer = false;
   ~Started() {
     if (!optimizer) return;
-    if (printer) TVLO_ge_removecbmsghandler(tvl_py_print, nullptr);
+    if (printer) removePrinter();
     if (nonlinear) TSLPfree();
     TVLOfree();
     dropStart();
@@ -95,7 +101,7 @@ int turnTVLOoff(int once) {
   int32_t count = startCount();
   while (count > 0) {
     if (count == 1) {
-      TVLO_ge_removecbmsghandler(tvl_py_print, nullptr);
+      removePrinter();
       hooks.releaseProblems();
     }
     if (nlState() != 0) TSLPfree();

@@ -84,6 +84,23 @@ TEST(Environment, DropsItsMessageHandlersWithTheLastStop) {
   ASSERT_EQ(TVLOfree(), 0);
 }
 
+TEST(Environment, EachThreadHasALastErrorOfItsOwn) {
+  EXPECT_NE(TVLOcreateprob(nullptr), 0);
+  std::thread([] {
+    EXPECT_EQ(globalError(), "");
+    EXPECT_NE(TVLOfree(), 0);
+  }).join();
+  EXPECT_EQ(globalError(), "The array of handles is missing");
+}
+
+// As handlers of log lines do.
+TEST_F(Interface, AskingForTheTypeOfAHandleLeavesTheLastError) {
+  EXPECT_NE(TVLOcreateprob(nullptr), 0);
+  const char* name = nullptr;
+  EXPECT_EQ(TVLOgetobjecttypename(prob_, &name), 0);
+  EXPECT_EQ(globalError(), "The array of handles is missing");
+}
+
 TEST(Environment, CutsTextBetweenCharactersWhereItDoesNotFit) {
   char buffer[6];
   int bytes = 0;

@@ -128,7 +128,7 @@ TEST_F(Component, SharesRowsColumnsAndSenseWithTheOptimizerProblem) {
   EXPECT_NE(TSLPsetdblcontrol(slp_, TSLP_CONTROL_objsense, 0.5), 0);
   EXPECT_EQ(slpError(), "Control objsense must be 1 or -1, not 0.5");
   EXPECT_NE(TSLPgetintattrib(slp_, 4711, &value), 0);
-  EXPECT_EQ(slpError(), "There is no integer attribute 4711");
+  EXPECT_EQ(slpError(), "There is no attribute 4711");
 }
 
 TEST_F(Component, ItsErrorsLeaveTheOptimizersAlone) {
@@ -174,8 +174,11 @@ TEST_F(Component, NoticesThatItsOptimizerProblemIsGone) {
   ASSERT_EQ(TVLOcreateprob(&other), 0);
   ASSERT_EQ(TSLPcreateprob(&orphan, &other), 0);
   ASSERT_EQ(TVLOdestroyprob(other), 0);
+  ASSERT_EQ(TVLOcreateprob(&other), 0) << "which mostly comes to stand where the old one stood";
   int rows = 0;
   EXPECT_EQ(TSLPgetintattrib(orphan, TSLP_ATTRIBUTE_nlrows, &rows), TVLO_ERR_STATE);
+  EXPECT_EQ(TSLPdestroyprob(orphan), 0);
+  ASSERT_EQ(TVLOdestroyprob(other), 0);
   EXPECT_EQ(TSLPcreateprob(&orphan, &other), TVLO_ERR_ARGUMENT);
   EXPECT_EQ(orphan, nullptr);
 }

@@ -2,10 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <random>
+#include <thread>
+
 #include "engines/engine.h"
 
 namespace tvlo {
 namespace {
+
+std::string number(double value) { return std::to_string(static_cast<int>(value)); }
 
 TEST(Problem, SolutionAndBasisStayInStepWithTheModel) {
   Problem problem;
@@ -47,6 +53,64 @@ TEST(Problem, SolutionAndBasisStayInStepWithTheModel) {
   EXPECT_FALSE(problem.solution.lp.available);
 }
 
+// Deletions wait until something else is asked for; nobody can tell.
+TEST(Problem, DeletionsThatWaitAreSeenByNumbersNamesAndTheNextLook) {
+  std::mt19937 random(1);
+  const auto below = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+  for (const int size : {3, 40, 400}) {
+    Problem problem;
+    std::vector<double> rhs, cost;
+    std::vector<std::string> rows, columns;
+    for (int i = 0; i < size; ++i) {
+      rhs.push_back(i);
+      cost.push_back(-i);
+      rows.push_back("R" + std::to_string(i + 1));
+      columns.push_back("x" + std::to_string(i / 2));  // each name twice
+    }
+    problem.model.addColumns({.count = size, .obj = cost.data()});
+    problem.model.addRows({.count = size, .type = std::string(size, 'L').c_str(), .rhs = rhs.data()});
+    for (int j = 0; j < size; ++j) problem.model.columnNames().set(j, columns[j]);
+    problem.solution.lp = {cost, rhs, rhs, cost, 0, true};
+    problem.solution.basis = {std::vector<int>(size, 1), std::vector<int>(size, 0)};
+    problem.model.changes().synchronised(size, size);
+    while (rows.size() > 1 && columns.size() > 1 && !HasFailure()) {
+      auto& names = below(2) == 0 ? rows : columns;
+      const bool ofRows = &names == &rows;
+      const auto find = [&](const std::string& name) {
+        const auto at = std::find(names.begin(), names.end(), name);
+        return at == names.end() ? -1 : static_cast<int>(at - names.begin());
+      };
+      const std::string name = ofRows ? "R" + std::to_string(below(size)) : "x" + std::to_string(below(size / 2 + 1));
+      EXPECT_EQ(ofRows ? problem.findRow(name) : problem.findColumn(name), find(name)) << name;
+      std::vector<int> gone{below(4) == 0 ? static_cast<int>(names.size()) - 1 : below(static_cast<int>(names.size()))};
+      if (below(5) == 0 && gone[0] > 0) gone.push_back(gone[0] - 1);
+      const auto n = static_cast<int>(gone.size());
+      const int bad = static_cast<int>(names.size());
+      EXPECT_THROW(ofRows ? problem.deleteRows(1, &bad) : problem.deleteColumns(1, &bad), Error);
+      ofRows ? problem.deleteRows(n, gone.data()) : problem.deleteColumns(n, gone.data());
+      for (const int line : gone) names.erase(names.begin() + line);
+      EXPECT_EQ(problem.rows(), static_cast<int>(rows.size()));
+      EXPECT_EQ(problem.columns(), static_cast<int>(columns.size()));
+      if (below(20) != 0 && names.size() > 1) continue;
+      problem.settle();
+      ASSERT_EQ(problem.model.rows(), static_cast<int>(rows.size()));
+      ASSERT_EQ(problem.model.columns(), static_cast<int>(columns.size()));
+      for (int i = 0; i < problem.rows(); ++i) {
+        EXPECT_EQ(problem.model.rowNames().get(i), rows[i]);
+        EXPECT_EQ("R" + number(problem.model.rhs()[i] + 1), rows[i]);
+        EXPECT_EQ(problem.solution.lp.slack[i], problem.model.rhs()[i]);
+      }
+      for (int j = 0; j < problem.columns(); ++j) {
+        EXPECT_EQ(problem.model.columnNames().get(j), columns[j]);
+        EXPECT_EQ(problem.solution.lp.x[j], problem.model.objective()[j]);
+      }
+      EXPECT_EQ(problem.solution.basis.row.size(), rows.size());
+      EXPECT_EQ(problem.model.changes().rows.kept() + problem.model.changes().rows.deleted().size(), size);
+      EXPECT_EQ(problem.model.changes().columns.kept(), problem.columns());
+    }
+  }
+}
+
 int collect(void*, void* lines, const char* text, int length, int type) {
   static_cast<std::vector<std::string>*>(lines)->push_back(
       text == nullptr ? "flush" : std::to_string(type) + ":" + std::string(text, length));
@@ -72,6 +136,40 @@ TEST(Problem, SpeaksToItsHandlersByPriorityThenToTheEnvironmentsUnlessItsLogIsOf
   problem.say("again");
   EXPECT_EQ(lines.size(), 5u);
   EXPECT_EQ(everywhere.size(), 2u);
+}
+
+struct Meeting {
+  MessageHandlers handlers;
+  std::atomic<bool> inside{false}, leave{false}, left{false};
+};
+
+int stay(void*, void* data, const char*, int, int) {
+  auto* const meeting = static_cast<Meeting*>(data);
+  meeting->inside = true;
+  while (!meeting->leave) std::this_thread::yield();
+  meeting->left = true;
+  return 0;
+}
+
+int removeMyself(void*, void* data, const char*, int, int) {
+  return static_cast<Meeting*>(data)->handlers.remove(removeMyself, data);
+}
+
+TEST(Problem, AHandlerIsNotRunningAnyMoreOnceItIsRemoved) {
+  Meeting meeting;
+  meeting.handlers.add(removeMyself, &meeting, 1);
+  meeting.handlers.add(stay, &meeting, 0);
+  std::thread sender([&] { meeting.handlers.send(nullptr, "line", MessageType::information); });
+  while (!meeting.inside) std::this_thread::yield();
+  std::thread later([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    meeting.leave = true;
+  });
+  EXPECT_EQ(meeting.handlers.remove(stay, nullptr), 1);
+  EXPECT_TRUE(meeting.left);
+  EXPECT_TRUE(meeting.handlers.empty()) << "the other one removed itself";
+  sender.join();
+  later.join();
 }
 
 }  // namespace
