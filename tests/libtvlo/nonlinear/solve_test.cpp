@@ -238,9 +238,9 @@ TEST_F(NonlinearSolve, EndsBeforeAnEngineIsAskedWhereItMust) {
     EXPECT_EQ(prob_->solution.nonlinear.status, NonlinearStatus::unfinished);
     return static_cast<int>(prob_->solution.nonlinear.stop);
   };
-  ASSERT_EQ(TVLOsetdblcontrol(prob_, 7160, 1e-9), 0);
+  ASSERT_EQ(TVLOsetdblcontrol(prob_, TVLO_CONTROL_timelimit, 1e-9), 0);
   EXPECT_EQ(stop(), 1);
-  ASSERT_EQ(TVLOsetdblcontrol(prob_, 7160, 1e20), 0);
+  ASSERT_EQ(TVLOsetdblcontrol(prob_, TVLO_CONTROL_timelimit, 1e20), 0);
   prob_->interrupt(9);
   EXPECT_EQ(stop(), 9) << "the reason that was given";
 }
