@@ -52,6 +52,7 @@ test-python:
 check:  # form, types and stubs
 	@ruff check $(PY_DIRS)
 	@ruff format --check $(PY_DIRS)
+	@$(PY) scripts/check_includes.py
 	@clang-format --dry-run -Werror $(CXX_FILES)
 	@$(PY) scripts/gen_docs.py --check
 	@scripts/check_types.sh

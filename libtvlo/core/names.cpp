@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <functional>
 
 #include "core/validate.h"
@@ -16,7 +17,47 @@ int digits(int number) {
   return n;
 }
 
+constexpr int kNumberShift = 8;
+constexpr uint64_t kMostNumber = UINT64_MAX >> kNumberShift;
+
 }  // namespace
+
+uint64_t Name::numbered(std::string_view text) {
+  if (text.size() < 2 || static_cast<unsigned char>(text[0]) > 0x7f || text[1] < '1' || text[1] > '9') return 0;
+  uint64_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data() + 1, end, number);
+  if (error != std::errc() || stop != end || number > kMostNumber) return 0;
+  return number << kNumberShift | static_cast<uint64_t>(text[0]) << 1 | 1;
+}
+
+void Name::keep(std::string_view text) {
+  char* const copy = new char[text.size() + 1];
+  std::memcpy(copy, text.data(), text.size());
+  copy[text.size()] = '\0';
+  word_ = reinterpret_cast<uintptr_t>(copy);
+}
+
+Name::Name(std::string_view text) : word_(numbered(text)) {
+  if (word_ == 0 && !text.empty()) keep(text);
+}
+
+Name::Name(const Name& other) : word_(other.isNumbered() ? other.word_ : 0) {
+  if (!other.empty() && !other.isNumbered()) keep(other.text());
+}
+
+std::string_view Name::view(Room& room) const {
+  if (empty()) return {};
+  if (!isNumbered()) return text();
+  room[0] = static_cast<char>(word_ >> 1 & 0x7f);
+  const char* const end = std::to_chars(room + 1, room + sizeof room, word_ >> kNumberShift).ptr;
+  return {room, static_cast<size_t>(end - room)};
+}
+
+bool Name::operator==(std::string_view other) const {
+  if (isNumbered()) return word_ == numbered(other);
+  return (empty() ? std::string_view() : std::string_view(text())) == other;
+}
 
 void Names::clear() { *this = Names(letter_); }
 
@@ -33,7 +74,7 @@ void Names::set(int line, std::string_view name) {
       reserveMore(names_, line + 1 - names_.size());
       names_.resize(line + 1);
     }
-    names_[line] = name;
+    names_[line] = Name(name);
     if (!index_.empty()) {
       if (2 * (indexed_ + 1) > index_.size()) {
         index_.clear();
@@ -43,7 +84,7 @@ void Names::set(int line, std::string_view name) {
     }
   } else {
     index_.clear();
-    names_[line] = name;
+    names_[line] = Name(name);
   }
   // A longer name is the longest; whether a shorter one replaced the longest takes a new count.
   if (longestKnown_ && length >= longest_) {
@@ -62,7 +103,7 @@ void Names::erase(const std::vector<int>& sortedLines) {
   } else {
     if (static_cast<int>(names_.size()) < size_) names_.resize(size_);
     for (int line = first; line < size_; ++line) {
-      if (names_[line].empty()) names_[line] = get(line);
+      if (names_[line].empty()) names_[line] = Name(get(line));
     }
     erasePositions(names_, sortedLines);
     index_.clear();
@@ -72,7 +113,8 @@ void Names::erase(const std::vector<int>& sortedLines) {
 }
 
 std::string Names::get(int line) const {
-  if (given(line)) return names_[line];
+  Name::Room room;
+  if (given(line)) return std::string(textOf(line, room));
   char text[16];
   text[0] = letter_;
   char* const end = std::to_chars(text + 1, text + sizeof text, line + 1).ptr;
@@ -116,14 +158,16 @@ void Names::buildIndex() const {
 
 void Names::enter(int line) const {
   const size_t mask = index_.size() - 1;
-  for (size_t slot = std::hash<std::string_view>()(names_[line]) & mask;; slot = (slot + 1) & mask) {
+  Name::Room room;
+  const std::string_view name = textOf(line, room);
+  for (size_t slot = std::hash<std::string_view>()(name) & mask;; slot = (slot + 1) & mask) {
     int& entry = index_[slot];
     if (entry < 0) {
       entry = line;
       ++indexed_;
       return;
     }
-    if (isNamed(entry, names_[line])) {
+    if (isNamed(entry, name)) {
       entry = std::min(entry, line);
       return;
     }
@@ -135,7 +179,8 @@ int Names::longest() const {
   const auto known = static_cast<int>(names_.size());
   longest_ = size_ > known ? 1 + digits(size_) : 0;
   for (int line = 0; line < known; ++line) {
-    const int length = names_[line].empty() ? 1 + digits(line + 1) : static_cast<int>(names_[line].size());
+    Name::Room room;
+    const int length = names_[line].empty() ? 1 + digits(line + 1) : static_cast<int>(textOf(line, room).size());
     longest_ = std::max(longest_, length);
   }
   longestKnown_ = true;

@@ -4,11 +4,44 @@
 // name that would change with the position is fixed at the deletion.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace tvlo {
+
+// One name in one word: most are a letter and a number, which are kept as such; other text stands on the heap.
+class Name {
+ public:
+  using Room = char[24];  // for the text of a letter and a number
+
+  Name() = default;
+  explicit Name(std::string_view text);
+  Name(const Name& other);
+  Name(Name&& other) noexcept : word_(std::exchange(other.word_, 0)) {}
+  Name& operator=(Name other) noexcept {
+    std::swap(word_, other.word_);
+    return *this;
+  }
+  ~Name() {
+    if (!empty() && !isNumbered()) delete[] text();
+  }
+
+  bool empty() const { return word_ == 0; }
+  std::string_view view(Room& room) const;  // lives as long as both
+  bool operator==(std::string_view other) const;
+
+ private:
+  // The lowest bit, the letter in the seven above it, and the number.
+  bool isNumbered() const { return (word_ & 1) != 0; }
+  static uint64_t numbered(std::string_view text);  // 0 for any other text
+  const char* text() const { return reinterpret_cast<const char*>(static_cast<uintptr_t>(word_)); }
+  void keep(std::string_view text);
+
+  uint64_t word_ = 0;
+};
 
 class Names {
  public:
@@ -27,13 +60,14 @@ class Names {
   int findGiven(std::string_view name) const;
   void buildIndex() const;
   void enter(int line) const;  // into the index, which has room
+  std::string_view textOf(int line, Name::Room& room) const { return names_[line].view(room); }
   bool isNamed(int line, std::string_view name) const {
     return line < static_cast<int>(names_.size()) && names_[line] == name;
   }
 
   char letter_;
   int size_ = 0;
-  std::vector<std::string> names_;  // shorter than size_ while the tail has none; empty string: none
+  std::vector<Name> names_;  // shorter than size_ while the tail has none; empty: none
   mutable int longest_ = 0;
   mutable bool longestKnown_ = true;
   // Open-addressing hash table of lines with names, -1 where free; at most half full. Empty: to be built. Entries of
