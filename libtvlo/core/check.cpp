@@ -64,24 +64,34 @@ void raiseColumn(Violation& worst, const Model& model, int column, double x, boo
 }
 
 // One reduced cost or dual `d` (as in minimisation) of something whose value should be at the bound that the sign
-// of `d` asks for.
+// of `d` asks for. Where there is no such bound, the columns could move by what `weight` times `d` is worth.
 void checkPair(DualCheck& check, Sum& lost, double d, double value, Bounds bounds, double scale, double dualScale,
-               double tolerance) {
+               double tolerance, double weight = 1) {
   const double bound = d > 0 ? bounds.lower : bounds.upper;
   const double size = std::abs(d);
   const bool finite = std::abs(bound) < TVLO_INFINITY;
   const double distance = finite ? std::abs(value - bound) : kWhole;
   check.violation = std::max(check.violation, std::min(size, distance));
-  if (!(size > tolerance)) {
+  if (!((finite ? size : size * weight) > tolerance)) {
     if (std::isnan(d)) check.infeasibility = kWhole;
     return;
   }
   if (!finite) {
-    check.infeasibility = std::max(check.infeasibility, size / dualScale);
+    check.infeasibility = std::max(check.infeasibility, size * weight / dualScale);
   } else {
     const double allowed = tolerance * std::max({1.0, std::abs(bound), scale});
     if (!(distance <= allowed)) lost.add(size * (distance - allowed));
   }
+}
+
+// Of a row's coefficients, and 1.
+double largestCoefficient(const Model& model, int row) {
+  const SparseMatrix& matrix = model.byRows();
+  double largest = 1;
+  for (int64_t k = matrix.start[row]; k < matrix.start[row + 1]; ++k) {
+    largest = std::max(largest, std::abs(matrix.value[k]));
+  }
+  return largest;
 }
 
 bool sized(const Model& model, const std::vector<double>& x) { return x.size() == model.columnTypes().size(); }
@@ -212,7 +222,11 @@ DualCheck checkDuals(const Model& model, const std::vector<double>& x, const Act
   const Gradient reduced(model, x, dual);
   for (int i = 0; i < model.rows(); ++i) {
     if (dual[i] == 0) continue;
-    checkPair(check, lost, sign * dual[i], rows.value[i], model.rowBounds(i), rows.largest[i], reduced.most, tolerance);
+    const double d = sign * dual[i];
+    const Bounds sides = model.rowBounds(i);
+    const bool free = std::abs(d > 0 ? sides.lower : sides.upper) >= TVLO_INFINITY;
+    checkPair(check, lost, d, rows.value[i], sides, rows.largest[i], reduced.most, tolerance,
+              free ? largestCoefficient(model, i) : 1);
   }
   for (size_t j = 0; j < n; ++j) {
     const double off = std::abs(reduced.value[j] - redcost[j]);

@@ -68,6 +68,16 @@ TEST(Check, DualsThatProveNothingAreFound) {
   EXPECT_NEAR(dualViolation(p.model(), {0.5, 0.25}, {0.25, 0.25}, kSmall.x), 0.25, 1e-12);
 }
 
+TEST(Check, ADualIsWorthWhatItsRowsCoefficientsAre) {
+  Prob p;  // min -10x,  -1e6 x <= 0,  x <= 2
+  p.column(-10, -TVLO_INFINITY, TVLO_INFINITY);
+  p.row({{0, -1e6}}, 'L', 0);
+  p.row({{0, 1}}, 'L', 2);
+  const std::vector<double> x{0};
+  EXPECT_GT(checkDuals(p.model(), x, Activities(p.model(), x), {1e-5, 0}, {0}, 1e-6).infeasibility, 0.9)
+      << "x should grow, and a row that it moves away from does not hold it";
+}
+
 TEST(Check, ObjectivesAreSummedWithoutLosingSmallTerms) {
   Prob p;
   for (const double cost : {1e17, 1.0, -1e17}) p.column(cost, 0, 1);
