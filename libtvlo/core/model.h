@@ -133,7 +133,7 @@ class Model {
   double rowUpper(int row) const;
   Bounds rowBounds(int row) const { return {rowLower(row), rowUpper(row)}; }
 
-  bool hasIntegers() const { return entities_ > 0; }  // any column that is not C
+  bool hasEntities() const { return entities_ > 0; }  // any column that is not C
   int entities() const { return entities_; }          // how many columns are not C
   Changes& changes() { return changes_; }
   const Changes& changes() const { return changes_; }

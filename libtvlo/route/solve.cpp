@@ -33,7 +33,7 @@ class Solver {
         open_(open) {}
 
   void run() {
-    const bool search = mip_ && !flags_.relaxation && model_.hasIntegers();
+    const bool search = mip_ && !flags_.relaxation && model_.hasEntities();
     content_ = contentOf(model_, search);
     std::vector<Attempt> attempts = routeOf(model_, content_, flags_.method);
     Basis start = std::move(problem_.solution.basis);
@@ -256,8 +256,8 @@ class Solver {
   // What an LP says of the MIP: all where nothing is integer, that there is no solution where the LP has none.
   void statusOfRelaxation() {
     Solution& solution = problem_.solution;
-    if (!mip_ && !model_.hasIntegers()) return;
-    const bool whole = !model_.hasIntegers();
+    if (!mip_ && !model_.hasEntities()) return;
+    const bool whole = !model_.hasEntities();
     switch (solution.lpStatus) {
       case LpStatus::optimal:
         solution.mipStatus = whole ? MipStatus::optimal : MipStatus::lpOptimal;

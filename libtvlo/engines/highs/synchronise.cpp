@@ -152,7 +152,7 @@ void Session::pass(const Model& model, Semi semi, double cap) {
   std::vector<HighsInt> types;
   std::vector<double> costs, lowers, uppers;
   SparseMatrix own;  // where values differ from the model's
-  if (model.hasIntegers()) {
+  if (model.hasEntities()) {
     types.reserve(n);
     for (int j = 0; j < n; ++j) {
       const ColumnForm form = columnForm(model, j, semi, cap);
