@@ -61,7 +61,7 @@ class Session final : public EngineSession {
 
   // synchronise.cpp: whether anything went over
   bool synchronise(const Model& model, const SolveRequest& request);
-  void pass(const Model& model, Semi semi, double cap);
+  void pass(const Model& model, Semi semi, double cap, bool mayScale = true);
   void scale(const Model& model, SparseMatrix& matrix, const std::vector<HighsInt>& types);
   void passHessian(const Model& model);
   double cost(const Model& model, int column) const;  // as HiGHS has it

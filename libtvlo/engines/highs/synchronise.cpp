@@ -131,7 +131,7 @@ double Session::cost(const Model& model, int column) const {
   return model.objective()[column] * (factors_.empty() ? 1 : factors_[column]) * (mirrored_ ? -1 : 1);
 }
 
-void Session::pass(const Model& model, Semi semi, double cap) {
+void Session::pass(const Model& model, Semi semi, double cap, bool mayScale) {
   held_ = false;
   ended_ = false;
   const int n = model.columns();
@@ -147,7 +147,7 @@ void Session::pass(const Model& model, Semi semi, double cap) {
   capped_.clear();
   hasSemi_ = std::any_of(model.columnTypes().begin(), model.columnTypes().end(), isSemi);
   small_ = hasSmall(matrix, 0);
-  scaled_ = asked_ || (small_ && losesByDropping(model));
+  scaled_ = mayScale && (asked_ || (small_ && losesByDropping(model)));
 
   std::vector<HighsInt> types;
   std::vector<double> costs, lowers, uppers;
@@ -197,12 +197,17 @@ void Session::pass(const Model& model, Semi semi, double cap) {
     options_.set("small_matrix_value", kSmallest);  // other values put searches on other paths
     dropped_ = false;
   }
-  must(Highs_passModel(highs_, n, model.rows(), counted(matrix.nonzeros()), 0, kHighsMatrixFormatRowwise,
-                       kHighsHessianFormatTriangular, mirrored_ ? 1 : model.sense(),
-                       mirrored_ ? -model.constant() : model.constant(), costData, lower, upper, rows.lower.data(),
-                       rows.upper.data(), start.data(), matrix.index.data(), value, nullptr, nullptr, nullptr,
-                       types.empty() ? nullptr : types.data()),
-       "take the model over");
+  const HighsInt taken = Highs_passModel(
+      highs_, n, model.rows(), counted(matrix.nonzeros()), 0, kHighsMatrixFormatRowwise, kHighsHessianFormatTriangular,
+      mirrored_ ? 1 : model.sense(), mirrored_ ? -model.constant() : model.constant(), costData, lower, upper,
+      rows.lower.data(), rows.upper.data(), start.data(), matrix.index.data(), value, nullptr, nullptr, nullptr,
+      types.empty() ? nullptr : types.data());
+  if (scaled_ && taken == kHighsStatusError) {  // sides beyond what it takes for finite
+    pass(model, semi, cap, false);
+    dropped_ = small_ && losesByDropping(model);
+    return;
+  }
+  must(taken, "take the model over");
   hasHessian_ = false;
   passHessian(model);
   held_ = true;

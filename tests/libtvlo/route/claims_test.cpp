@@ -43,6 +43,19 @@ const Claimed kClaimed[] = {
        p.row({{a, 1000}, {b, 2000}}, 'R', 410, 20);
      },
      LpStatus::infeasible},
+    {"sides that scaling takes beyond what engines hold for finite",
+     [](Prob& p) {
+       p.column(4, -8, kInf);
+       p.column(1e-4, 0, 8e5);
+       p.row({{1, 10}}, 'G', -4278702.948459143);
+       p.row({{1, -7.73258546316949e-05}}, 'G', 0.9499141183927926);
+       p.row({{0, 5e5}}, 'L', -4e5);
+       p.row({{0, -1e-10}}, 'G', 200);
+       p.row({{0, -4.433150839533695}, {1, 1e-16}}, 'R', -1, 2);
+       p.row({{0, 1.5e6}}, 'L', -1.2e6);
+       p.maximise();
+     },
+     LpStatus::infeasible},
     {"a badly scaled feasible LP with an equation twice",
      [](Prob& p) {
        const int x = p.column(1e-3, 0, kInf), y = p.column(1e4, 0, kInf), z = p.column(0, 0, 1e6);
