@@ -1,9 +1,9 @@
 #include "model/packed_word.h"
 
 #include "model/release.h"
-#include "runtime/errors.h"
 #include "pyutil/locks.h"
 #include "pyutil/ref.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 

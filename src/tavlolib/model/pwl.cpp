@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "model/nonlinear.h"
-#include "runtime/errors.h"
 #include "pyutil/guard.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 

@@ -1,9 +1,9 @@
 // What happens when NumPy meets a bare modelling object: beside an array it becomes a 0-d array of our element type, so
 // that the registered loops run (NumPy's own object loops would turn a comparison into a silent bool). Beside a NumPy
 // scalar, the commonest case (c[i] * x[i]), the operation goes straight to the operator.
-#include "runtime/errors.h"
 #include "numpy/dtypes.h"
 #include "pyutil/ref.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 namespace {

@@ -5,10 +5,10 @@
 
 #include "model/name_blocks.h"
 #include "model/packed_word.h"
-#include "runtime/errors.h"
 #include "numpy/dtypes.h"
 #include "pyutil/locks.h"
 #include "pyutil/ref.h"
+#include "runtime/errors.h"
 
 namespace tavlo {
 namespace {

@@ -1,10 +1,10 @@
 // Python entry points for the parser, the missing-argument messages, the string helpers and the allocator.
 #include <array>
 
-#include "runtime/errors.h"
-#include "pyutil/memory.h"
 #include "pyutil/array.h"
+#include "pyutil/memory.h"
 #include "pyutil/ref.h"
+#include "runtime/errors.h"
 
 PyObject *tpy_model_exc, *tpy_interf_exc, *tpy_solver_exc;
 
