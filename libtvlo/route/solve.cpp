@@ -209,7 +209,9 @@ class Solver {
     request_.method = attempt.method;
     request_.controls = &problem_.controls;
     request_.start = start != nullptr && !start->empty() ? start : nullptr;
-    return context.ask(*problem_.session, model_, request_);
+    Solution result = context.ask(*problem_.session, model_, request_);
+    (search ? result.lp : result.mip) = PointValues();  // nobody asked for that, nor checks it
+    return result;
   }
 
   bool settle(Solution& result, bool search) {
