@@ -64,34 +64,26 @@ void raiseColumn(Violation& worst, const Model& model, int column, double x, boo
 }
 
 // One reduced cost or dual `d` (as in minimisation) of something whose value should be at the bound that the sign
-// of `d` asks for. Where there is no such bound, the columns could move by what `weight` times `d` is worth.
+// of `d` asks for. Where there is no such bound, the columns could move by what `weight()` times `d` is worth.
+template <class Weight>
 void checkPair(DualCheck& check, Sum& lost, double d, double value, Bounds bounds, double scale, double dualScale,
-               double tolerance, double weight = 1) {
+               double tolerance, Weight weight) {
   const double bound = d > 0 ? bounds.lower : bounds.upper;
   const double size = std::abs(d);
   const bool finite = std::abs(bound) < TVLO_INFINITY;
   const double distance = finite ? std::abs(value - bound) : kWhole;
   check.violation = std::max(check.violation, std::min(size, distance));
-  if (!((finite ? size : size * weight) > tolerance)) {
+  const double worth = finite ? size : size * weight();
+  if (!(worth > tolerance)) {
     if (std::isnan(d)) check.infeasibility = kWhole;
     return;
   }
   if (!finite) {
-    check.infeasibility = std::max(check.infeasibility, size * weight / dualScale);
+    check.infeasibility = std::max(check.infeasibility, worth / dualScale);
   } else {
     const double allowed = tolerance * std::max({1.0, std::abs(bound), scale});
     if (!(distance <= allowed)) lost.add(size * (distance - allowed));
   }
-}
-
-// Of a row's coefficients, and 1.
-double largestCoefficient(const Model& model, int row) {
-  const SparseMatrix& matrix = model.byRows();
-  double largest = 1;
-  for (int64_t k = matrix.start[row]; k < matrix.start[row + 1]; ++k) {
-    largest = std::max(largest, std::abs(matrix.value[k]));
-  }
-  return largest;
 }
 
 bool sized(const Model& model, const std::vector<double>& x) { return x.size() == model.columnTypes().size(); }
@@ -196,6 +188,14 @@ double objectiveValue(const Model& model, const std::vector<double>& x) {
   return sum.value();
 }
 
+double largestCoefficient(const SparseMatrix& matrix, int line) {
+  double largest = 0;
+  for (int64_t k = matrix.start[line]; k < matrix.start[line + 1]; ++k) {
+    largest = std::max(largest, std::abs(matrix.value[k]));
+  }
+  return largest;
+}
+
 Violation primalViolation(const Model& model, const std::vector<double>& x, bool integrality) {
   if (!sized(model, x)) return {kWhole, kWhole};
   return primalViolation(model, x, Activities(model, x), integrality);
@@ -222,11 +222,8 @@ DualCheck checkDuals(const Model& model, const std::vector<double>& x, const Act
   const Gradient reduced(model, x, dual);
   for (int i = 0; i < model.rows(); ++i) {
     if (dual[i] == 0) continue;
-    const double d = sign * dual[i];
-    const Bounds sides = model.rowBounds(i);
-    const bool free = std::abs(d > 0 ? sides.lower : sides.upper) >= TVLO_INFINITY;
-    checkPair(check, lost, d, rows.value[i], sides, rows.largest[i], reduced.most, tolerance,
-              free ? largestCoefficient(model, i) : 1);
+    checkPair(check, lost, sign * dual[i], rows.value[i], model.rowBounds(i), rows.largest[i], reduced.most, tolerance,
+              [&] { return std::max(1.0, largestCoefficient(model.byRows(), i)); });
   }
   for (size_t j = 0; j < n; ++j) {
     const double off = std::abs(reduced.value[j] - redcost[j]);
@@ -237,7 +234,7 @@ DualCheck checkDuals(const Model& model, const std::vector<double>& x, const Act
     check.residual = vague || std::isnan(off) ? kWhole : std::max(check.residual, residual);
     if (redcost[j] == 0) continue;
     checkPair(check, lost, sign * redcost[j], x[j], relaxedBounds(model, static_cast<int>(j)), 1, reduced.most,
-              tolerance);
+              tolerance, [] { return 1.0; });
   }
   const double gap = lost.value() / std::max(1.0, std::abs(objectiveValue(model, x)));
   check.gap = std::isnan(gap) ? kWhole : gap;

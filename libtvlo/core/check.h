@@ -18,6 +18,8 @@ struct Activities {
 // Of a column in the continuous relaxation; those of semi-continuous ones reach to 0.
 Bounds relaxedBounds(const Model& model, int column);
 
+double largestCoefficient(const SparseMatrix& matrix, int line);  // absolute; 0 where there is none
+
 // A relative violation is divided by max(1, |bound|) of what it violates, for a row also by its largest term.
 struct Violation {
   double absolute = 0, relative = 0;

@@ -31,14 +31,6 @@ struct Cancelling {
   bool cancelled() const { return std::abs(sum) <= kCancelled * terms; }
 };
 
-double largestCoefficient(const SparseMatrix& rows, int row) {
-  double largest = 0;
-  for (int64_t k = rows.start[row]; k < rows.start[row + 1]; ++k) {
-    largest = std::max(largest, std::abs(rows.value[k]));
-  }
-  return largest;
-}
-
 // The side of the row that a multiplier takes; infinite where it has none.
 double sideOf(const Model& model, int row, double multiplier) {
   if (model.rowTypes()[row] == 'N' || model.rowQuadratic(row) != nullptr) return TVLO_INFINITY;

@@ -38,8 +38,7 @@ struct Elastic {
     std::vector<int> row, column;
     std::vector<double> sign;
     for (int i = 0; i < of.rows(); ++i) {
-      double largest = 0;
-      for (int64_t k = matrix.start[i]; k < matrix.start[i + 1]; ++k) largest = std::max(largest, std::abs(value[k]));
+      const double largest = largestCoefficient(matrix, i);
       factor.push_back(largest > 0 ? std::exp2(-std::ilogb(largest)) : 1);
       for (int64_t k = matrix.start[i]; k < matrix.start[i + 1]; ++k) value[k] *= factor[i];
       rhs.push_back(of.rhs()[i] * factor[i]);

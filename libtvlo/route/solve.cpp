@@ -7,6 +7,7 @@
 
 #include "core/check.h"
 #include "core/error.h"
+#include "engines/watch.h"
 #include "quadratic/convexity.h"
 #include "route/claims.h"
 #include "route/route.h"
@@ -69,17 +70,16 @@ class Solver {
 
   // Whether there was time to see that it is.
   bool requireConvex() {
-    struct Stopped {};
     Watch watch([this] {
-      if (context_.stop() != Stop::none) throw Stopped();
+      if (const Stop why = context_.stop(); why != Stop::none) throw Stopped{why};
     });
     Convexity convexity;
     try {
       convexity = convexityOf(model_, watch);
-    } catch (const Stopped&) {
+    } catch (const Stopped& end) {
       Solution stopped;
       stopped.lpStatus = LpStatus::unfinished;
-      stopped.stop = context_.stop();
+      stopped.stop = end.why;
       accumulate(std::move(stopped));
       return false;
     }
